@@ -1,0 +1,42 @@
+# Compile and link flags, as interface targets.
+
+add_library(tarn_warnings INTERFACE)
+target_compile_options(tarn_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+
+# For everything that is built here: TARN_SANITIZE is a list for -fsanitize, for example
+# "address,undefined".
+set(TARN_SANITIZE "" CACHE STRING "Sanitizers to build with")
+if(TARN_SANITIZE)
+  add_compile_options(-fsanitize=${TARN_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${TARN_SANITIZE})
+endif()
+
+# For the library: nothing at run time but the C library, and nothing in it that nobody calls.
+add_library(tarn_lean INTERFACE)
+target_compile_options(
+  tarn_lean
+  INTERFACE -fvisibility=hidden
+            -ffunction-sections
+            -fdata-sections
+            $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
+            $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
+            $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
+target_link_options(
+  tarn_lean
+  INTERFACE
+  LINKER:--as-needed
+  LINKER:--gc-sections
+  LINKER:-z,relro
+  LINKER:-z,now
+  LINKER:-z,noexecstack
+  LINKER:-z,text)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  target_compile_options(tarn_lean INTERFACE -mbranch-protection=standard)
+elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  target_compile_options(tarn_lean INTERFACE -fcf-protection=full)
+endif()
+if(NOT TARN_SANITIZE)
+  # Without the compiler's start files the object has no constructor and no destructor at all.
+  target_link_options(tarn_lean INTERFACE -nostartfiles)
+endif()

@@ -1,0 +1,227 @@
+#ifndef CODEC_COMPACT_H
+#define CODEC_COMPACT_H
+
+// The compact encoding: vtable first, zero scalars left out, no alignment. A table is written in
+// one pass over its slots for the scalars and one for everything that an offset field refers to;
+// nested tables follow behind it.
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+#include "codec/layout.h"
+#include "platform/bounded_memory.h"
+
+/// The position that an outer compact encoder hands to a nested one.
+typedef struct PackPos {
+  u8* base;  ///< start of the outer encoding
+  u8* cur;   ///< where the nested table goes; moved past it
+} PackPos;
+
+namespace codec {
+
+/// How the field offsets of a vtable are cleared.
+enum class Clear {
+  checked,  ///< by the platform's memset_s: messages and the tables they write themselves
+  direct,   ///< in line: the shared tables
+};
+
+/// Where the next offset field and the next vector body of a table go.
+struct Place {
+  u8* field;
+  u8* body;
+};
+
+CODEC_INLINE void storeDistance(u8* field, const u8* target) {
+  store(field, static_cast<u32>(target - field));
+}
+
+/// Writes Record's nested table at pos->cur and returns its table start relative to pos->base.
+/// The shared tables specialise this to call their own functions.
+template <class Record>
+CODEC_INLINE u32 packNested(PackPos* pos, const u8* record);
+
+template <class S>
+CODEC_INLINE const u8* bufferBytes(const u8* record) {
+  return load<const u8*>(record + S::pointerOffset);
+}
+
+template <class S>
+CODEC_INLINE u32 bufferLength(const u8* record) {
+  return load<u32>(record + S::offset);
+}
+
+/// Whether a slot that is no scalar is in the table.
+template <class S>
+CODEC_INLINE bool isPresent(const u8* record) {
+  if constexpr (S::kind == Kind::buffer) {
+    return bufferBytes<S>(record) != nullptr && bufferLength<S>(record) != 0;
+  } else {
+    return S::kind != Kind::scalar;
+  }
+}
+
+/// Moves next past the slot's offset field and body.
+template <class S>
+CODEC_INLINE void skip(Place& next, const u8* record) {
+  next.field += offsetFieldSize;
+  next.body += bodySize<S>();
+  if constexpr (S::kind == Kind::buffer) next.body += countSize + bufferLength<S>(record);
+}
+
+template <class S>
+CODEC_INLINE void packScalar(u8* slot, const u8* table, u8*& next, const u8* record) {
+  if constexpr (S::kind == Kind::scalar) {
+    const auto word = load<typename S::Element>(record + S::offset);
+    if (word != 0) {
+      store(next, word);
+      store(slot, static_cast<u16>(next - table));
+      next += S::size;
+    }
+  }
+}
+
+template <class S>
+CODEC_INLINE void packBody(u8* body, const u8* record) {
+  if constexpr (S::kind == Kind::buffer) {
+    const u32 length = bufferLength<S>(record);
+    store(body, length);
+    memcpy_s(body + countSize, length, bufferBytes<S>(record), length);
+  } else {
+    store(body, static_cast<u32>(S::count));
+    if constexpr (S::kind == Kind::vector) {
+      storeArray<typename S::Element>(body + countSize, record + S::offset, S::count);
+    }
+  }
+}
+
+template <class S>
+CODEC_INLINE void packReference(u8* slot, const u8* table, Place& next, const u8* record) {
+  if (!isPresent<S>(record)) return;
+  store(slot, static_cast<u16>(next.field - table));
+  if constexpr (S::kind != Kind::table) {
+    storeDistance(next.field, next.body);
+    packBody<S>(next.body, record);
+  }
+  skip<S>(next, record);
+}
+
+template <class S>
+CODEC_INLINE void packTables(PackPos* pos, Place& next, const u8* record) {
+  if (!isPresent<S>(record)) return;
+  if constexpr (S::kind == Kind::table || S::kind == Kind::tables) {
+    u8* field = S::kind == Kind::table ? next.field : next.body + countSize;
+    for (std::size_t i = 0; i < S::count; ++i, field += offsetFieldSize) {
+      const u8* element = record + S::offset + i * sizeof(typename S::Element);
+      storeDistance(field, pos->base + packNested<typename S::Element>(pos, element));
+    }
+  }
+  skip<S>(next, record);
+}
+
+template <Clear clear>
+CODEC_INLINE void clearSlots(u8* slots, std::size_t bytes) {
+  if constexpr (clear == Clear::checked) {
+    memset_s(slots, bytes, 0, bytes);
+  } else {
+    __builtin_memset(slots, 0, bytes);
+  }
+}
+
+/// A buffer may outgrow the table size; the field offsets still lie inside what it then says.
+template <class List>
+CODEC_INLINE u16 tableSizeEntry(std::size_t size) {
+  if (List::hasBuffer && size > maxTableSize) return maxTableSize;
+  return static_cast<u16>(size);
+}
+
+/// Writes a table, its vtable at pos->cur, and returns the table start. Moves pos->cur behind the
+/// table and its nested tables.
+template <Clear clear, class... Slots, std::size_t... I>
+CODEC_INLINE u8* packTable(SlotList<Slots...>, std::index_sequence<I...>, PackPos* pos,
+                           const u8* record) {
+  using List = SlotList<Slots...>;
+  constexpr std::size_t vtableSize = Layout<List>::vtableSize;
+  u8* const vtable = pos->cur;
+  u8* const slots = vtable + vtableHeaderSize;
+  u8* const table = vtable + vtableSize;
+  clearSlots<clear>(slots, sizeof...(Slots) * 2);
+
+  u8* scalar = table + tableHeaderSize;
+  (packScalar<Slots>(slots + 2 * I, table, scalar, record), ...);
+
+  const std::size_t fields = (std::size_t{isPresent<Slots>(record)} + ... + 0);
+  const Place first{scalar, scalar + fields * offsetFieldSize};
+  Place next = first;
+  (packReference<Slots>(slots + 2 * I, table, next, record), ...);
+
+  store(vtable, static_cast<u16>(vtableSize));
+  store(vtable + 2, tableSizeEntry<List>(static_cast<std::size_t>(next.body - table)));
+  store(table, static_cast<u32>(vtableSize));
+
+  pos->cur = next.body;
+  next = first;
+  (packTables<Slots>(pos, next, record), ...);
+  return table;
+}
+
+template <Clear clear, class List>
+CODEC_INLINE u8* packTable(PackPos* pos, const u8* record) {
+  return packTable<clear>(List{}, std::make_index_sequence<List::size>{}, pos, record);
+}
+
+template <class Record>
+CODEC_INLINE u32 packNested(PackPos* pos, const u8* record) {
+  return static_cast<u32>(packTable<Clear::checked, ListOf<Record>>(pos, record) - pos->base);
+}
+
+/// Writes the compact encoding of a message at out and returns its length.
+template <class List>
+u32 packMessage(u8* out, const u8* record) {
+  PackPos pos{out, out + rootOffsetSize};
+  storeDistance(out, packTable<Clear::checked, List>(&pos, record));
+  return static_cast<u32>(pos.cur - out);
+}
+
+/// Bytes that values add to the slot's compactBase.
+template <class Size, class S>
+CODEC_INLINE Size growth(const u8* record);
+
+template <class Size, class... Slots>
+CODEC_INLINE Size tableGrowth(SlotList<Slots...>, const u8* record) {
+  return (growth<Size, Slots>(record) + ... + Size{0});
+}
+
+template <class Size, class S>
+CODEC_INLINE Size growth(const u8* record) {
+  if constexpr (S::kind == Kind::scalar) {
+    return load<typename S::Element>(record + S::offset) != 0 ? S::size : 0;
+  } else if constexpr (S::kind == Kind::table || S::kind == Kind::tables) {
+    Size sum = 0;
+    for (std::size_t i = 0; i < S::count; ++i) {
+      sum += tableGrowth<Size>(ListOf<typename S::Element>{},
+                               record + S::offset + i * sizeof(typename S::Element));
+    }
+    return sum;
+  } else if constexpr (S::kind == Kind::buffer) {
+    return bufferBytes<S>(record) == nullptr
+               ? 0
+               : Size{offsetFieldSize + countSize} + bufferLength<S>(record);
+  } else {
+    return 0;
+  }
+}
+
+/// The length of the compact encoding of a message, 0 when it does not fit in 32 bits. An empty
+/// buffer counts with its offset field and count, which are then not written.
+template <class List>
+u32 compactSize(const u8* record) {
+  using Size = std::conditional_t<List::hasBuffer, u64, u32>;
+  const Size size =
+      Size{rootOffsetSize + Layout<List>::compactBase} + tableGrowth<Size>(List{}, record);
+  return size > UINT32_MAX ? 0 : static_cast<u32>(size);
+}
+
+}  // namespace codec
+
+#endif

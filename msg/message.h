@@ -1,0 +1,34 @@
+#ifndef MSG_MESSAGE_H
+#define MSG_MESSAGE_H
+
+// How a message is told: the slots of its record in order, the line its compact encoder logs, and
+// whether it has a full encoding.
+
+#include "codec/contract.h"
+#include "codec/shared_tables.h"
+#include "msg/encoders.h"
+
+/// The slots of a record: of a message, or of a nested table that one message alone has.
+#define SLOTS(Type, ...)                                    \
+  template <>                                               \
+  struct codec::SlotsOf<Type> {                             \
+    using T = Type;                                         \
+    using List = codec::CheckedSlots<T, __VA_ARGS__>::List; \
+  };
+
+/// The compact encoder of a message; line names it in the log.
+#define COMPACT_ENCODER(Type, line)                                              \
+  u32 Type##_pack(PackBuf* cursor, const Type* req) {                            \
+    return codec::pack<codec::ListOf<Type>>(cursor, req, {#Type "_pack", line}); \
+  }
+
+/// The full encoder and the full-size getter of a message.
+#define FULL_ENCODER(Type)                                 \
+  u32 Type##_packFull(u8* out, const Type* req) {          \
+    return codec::packFull<codec::ListOf<Type>>(out, req); \
+  }                                                        \
+  u32 Type##_fullSize(void) {                              \
+    return codec::LayoutOf<Type>::fullSize;                \
+  }
+
+#endif
