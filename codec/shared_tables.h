@@ -22,25 +22,11 @@ u32 MqcBytes16_packFull(u8* block, const MqcBytes16* bytes16);
 }
 #pragma GCC visibility pop
 
+SLOTS(MqcRuleHead, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3), SLOT(f4), SLOT(f5))
+SLOTS(MqcActHead, SLOT(f0), SLOT(f1), SLOT(f2))
+SLOTS(MqcBytes16, SLOT(f0))
+
 namespace codec {
-
-template <>
-struct SlotsOf<MqcRuleHead> {
-  using T = MqcRuleHead;
-  using List = CheckedSlots<T, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3), SLOT(f4), SLOT(f5)>::List;
-};
-
-template <>
-struct SlotsOf<MqcActHead> {
-  using T = MqcActHead;
-  using List = CheckedSlots<T, SLOT(f0), SLOT(f1), SLOT(f2)>::List;
-};
-
-template <>
-struct SlotsOf<MqcBytes16> {
-  using T = MqcBytes16;
-  using List = CheckedSlots<T, SLOT(f0)>::List;
-};
 
 /// The nested record that stands at member in the caller's record.
 template <class Record>

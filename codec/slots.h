@@ -69,7 +69,7 @@ struct SlotList {
   static constexpr bool hasBuffer = ((Slots::kind == Kind::buffer) || ...);
 };
 
-/// Has a member List, the slot list of Record. Specialised beside the record's encoders.
+/// The slots of Record: List, and the record's and its members' names. Specialised by SLOTS.
 template <class Record>
 struct SlotsOf;
 
@@ -145,6 +145,16 @@ struct CheckedSlots {
 };
 
 }  // namespace codec
+
+/// The slots of a record, in order.
+#define SLOTS(Type, ...)                                    \
+  template <>                                               \
+  struct codec::SlotsOf<Type> {                             \
+    using T = Type;                                         \
+    using List = codec::CheckedSlots<T, __VA_ARGS__>::List; \
+    static constexpr const char* name = #Type;              \
+    static constexpr const char* members = #__VA_ARGS__;    \
+  };
 
 /// The slot of a member of T, the record type that is being described.
 #define SLOT(member) codec::Slot<decltype(T::member), offsetof(T, member)>

@@ -166,6 +166,441 @@ typedef struct MQC_ClassifierTemplate {
   u32 f6;
 } MQC_ClassifierTemplate;
 
+/** Request of `sendBehaviorTemplate`: 44 bytes; compact 60 to 72, full 72 (buffer 72). */
+typedef struct MQC_BehaviorTemplate {
+  u32 f0;
+  u8 f1[32];
+  u32 f2, f3;
+} MQC_BehaviorTemplate;
+
+/** Request of `sendPolicyTemplate`: 48 bytes; compact 64 to 78, full 80 (buffer 80). */
+typedef struct MQC_PolicyTemplate {
+  u32 f0;
+  u8 f1[32];
+  u32 f2;
+  u8 f3, f4;
+  u32 f5;
+} MQC_PolicyTemplate;
+
+/** Request of `sendPolicyNode`: 28 bytes; compact 26 to 52, full 54 (buffer 56). */
+typedef struct MQC_PolicyNode {
+  u32 f0, f1, f2, f3, f4;
+  u16 f5;
+  u32 f6;
+} MQC_PolicyNode;
+
+/** Request of `sendPolicyInst`: 40 bytes; compact 36 to 71, full 72 (buffer 72). */
+typedef struct MQC_PolicyInst {
+  u32 f0, f1;
+  u8 f2, f3;
+  u32 f4, f5;
+  u16 f6, f7;
+  u32 f8, f9, f10;
+  u8 f11;
+} MQC_PolicyInst;
+
+/** Request of `sendRuleMac`: 40 bytes; compact 72 to 97, full 100 (buffer 104). */
+typedef struct MQC_RuleMac {
+  MqcRuleHead head;
+  u8 f1[6];
+  u8 f2[6];
+  u8 f3;
+} MQC_RuleMac;
+
+/** @} */
+
+/**
+ * @defgroup match Match rules
+ * @{
+ */
+
+/** Request of `match_acl_oper`: 44 bytes; compact 48 to 92, full 92 (buffer 96). */
+typedef struct MQC_match_acl {
+  MqcRuleHead head;
+  u32 f1, f2, f3, f4, f5;
+} MQC_match_acl;
+
+/** Request of `match_all_oper`: 248 bytes; compact 240 to 448, full 448 (buffer 448). */
+typedef struct MQC_match_all {
+  MqcRuleHead head;
+  u32 f1, f2;
+  u8 f3, f4, f5, f6;
+  u32 f7, f8;
+  u8 f9[6];
+  u8 f10[6];
+  u8 f11[6];
+  u8 f12[6];
+  u32 f13;
+  u16 f14, f15, f16, f17;
+  u32 f18;
+  u16 f19, f20;
+  u32 f21, f22, f23, f24, f25, f26, f27, f28, f29, f30, f31, f32, f33, f34, f35, f36, f37, f38, f39,
+      f40, f41, f42, f43, f44, f45;
+  u8 f46[16];
+  u16 f47;
+  u8 f48, f49;
+  u32 f50, f51, f52, f53;
+  u16 f54, f55, f56, f57;
+  u32 f58, f59, f60, f61;
+} MQC_match_all;
+
+/** Request of `match_any_oper`: 24 bytes; compact 38 to 62, full 62 (buffer 64). */
+typedef struct MQC_match_any {
+  MqcRuleHead head;
+} MQC_match_any;
+
+/** Request of `match_pri_oper`: 40 bytes; compact 46 to 86, full 86 (buffer 88). */
+typedef struct MQC_match_pri {
+  MqcRuleHead head;
+  u32 f1, f2, f3, f4;
+} MQC_match_pri;
+
+/** Request of `match_ipid_oper`: 28 bytes; compact 42 to 70, full 70 (buffer 72). */
+typedef struct MQC_match_ipid {
+  MqcRuleHead head;
+  u16 f1, f2;
+} MQC_match_ipid;
+
+/** Request of `match_tcp_flag_oper`: 28 bytes; compact 40 to 68, full 68 (buffer 72). */
+typedef struct MQC_match_tcp_flag {
+  MqcRuleHead head;
+  u32 f1;
+} MQC_match_tcp_flag;
+
+/** Request of `match_l2_proto_oper`: 28 bytes; compact 40 to 68, full 68 (buffer 72). */
+typedef struct MQC_match_l2_proto {
+  MqcRuleHead head;
+  u32 f1;
+} MQC_match_l2_proto;
+
+/** Request of `match_fwd_type_oper`: 28 bytes; compact 40 to 68, full 68 (buffer 72). */
+typedef struct MQC_match_fwd_type {
+  MqcRuleHead head;
+  u32 f1;
+} MQC_match_fwd_type;
+
+/** Request of `match_fwd_info_oper`: 28 bytes; compact 40 to 68, full 68 (buffer 72). */
+typedef struct MQC_match_fwd_info {
+  MqcRuleHead head;
+  u32 f1;
+} MQC_match_fwd_info;
+
+/** Request of `match_vlan_oper`: 40 bytes; compact 46 to 86, full 86 (buffer 88). */
+typedef struct MQC_match_vlan {
+  MqcRuleHead head;
+  u32 f1, f2, f3, f4;
+} MQC_match_vlan;
+
+/** Request of `match_interface_oper`: 36 bytes; compact 46 to 82, full 82 (buffer 88). */
+typedef struct MQC_match_interface {
+  MqcRuleHead head;
+  u32 f1;
+  u16 f2, f3;
+  u32 f4;
+} MQC_match_interface;
+
+/** Request of `match_rocev2_oper`: 96 bytes; compact 87 to 180, full 180 (buffer 184). */
+typedef struct MQC_match_rocev2 {
+  MqcRuleHead head;
+  u32 f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, f13, f14, f15, f16, f17;
+  u8 f18;
+  u8 f19[3];
+} MQC_match_rocev2;
+
+/** Request of `match_nexthop_oper`: 52 bytes; compact 70 to 106, full 106 (buffer 112). */
+typedef struct MQC_match_nexthop {
+  MqcRuleHead head;
+  u32 f1, f2, f3;
+  u8 f4[16];
+} MQC_match_nexthop;
+
+/** Request of `match_local_id_oper`: 28 bytes; compact 40 to 68, full 68 (buffer 72). */
+typedef struct MQC_match_local_id {
+  MqcRuleHead head;
+  u32 f1;
+} MQC_match_local_id;
+
+/** Request of `match_tunnel_oper`: 152 bytes; compact 224 to 314, full 314 (buffer 320). */
+typedef struct MQC_match_tunnel {
+  MqcRuleHead head;
+  u32 f1, f2, f3, f4, f5;
+  u8 f6[6];
+  u8 f7[6];
+  u8 f8[6];
+  u8 f9[6];
+  u32 f10, f11, f12, f13;
+  u8 f14;
+  u8 f15[3];
+  u16 f16, f17, f18, f19;
+  u8 f20[16];
+  u32 f21;
+  u8 f22[16];
+  u32 f23;
+  u8 f24;
+  u8 f25[3];
+  u32 f26;
+  u16 f27, f28, f29, f30;
+} MQC_match_tunnel;
+
+/**
+ * Request of `match_vxlan_rsv_oper` and `match_vxlan_tran_rsv_oper`: 32 bytes; compact 55 to 84,
+ * full 84 (buffer 88).
+ */
+typedef struct MQC_match_vxlan_rsv {
+  MqcRuleHead head;
+  u32 f1;
+  u8 f2;
+  u8 f3[3];
+} MQC_match_vxlan_rsv;
+
+/** @} */
+
+/**
+ * @defgroup actions Actions
+ * @{
+ */
+
+/** Request of `act_filter_oper`: 16 bytes; compact 34 to 50, full 52 (buffer 56). */
+typedef struct MQC_act_filter {
+  MqcActHead head;
+  u32 f1;
+} MQC_act_filter;
+
+/** Request of `act_stat_oper`: 20 bytes; compact 36 to 56, full 58 (buffer 64). */
+typedef struct MQC_act_stat {
+  MqcActHead head;
+  u32 f1, f2;
+} MQC_act_stat;
+
+/** Request of `act_vlan_stack_oper`: 16 bytes; compact 34 to 48, full 52 (buffer 56). */
+typedef struct MQC_act_vlan_stack {
+  MqcActHead head;
+  u16 f1;
+} MQC_act_vlan_stack;
+
+/** Request of `act_mac_learn_oper`: 16 bytes; compact 34 to 50, full 52 (buffer 56). */
+typedef struct MQC_act_mac_learn {
+  MqcActHead head;
+  u32 f1;
+} MQC_act_mac_learn;
+
+/** Request of `act_urpf_oper`: 16 bytes; compact 34 to 50, full 52 (buffer 56). */
+typedef struct MQC_act_urpf {
+  MqcActHead head;
+  u32 f1;
+} MQC_act_urpf;
+
+/** Request of `act_car_oper`: 84 bytes; compact 82 to 166, full 168 (buffer 168). */
+typedef struct MQC_act_car {
+  MqcActHead head;
+  u32 f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, f13, f14, f15;
+  u8 f16, f17, f18, f19, f20, f21, f22, f23;
+  u16 f24, f25;
+} MQC_act_car;
+
+/** Request of `act_car_share_oper`: 16 bytes; compact 34 to 50, full 52 (buffer 56). */
+typedef struct MQC_act_car_share {
+  MqcActHead head;
+  u32 f1;
+} MQC_act_car_share;
+
+/** Request of `act_remark_oper`: 52 bytes; compact 52 to 104, full 106 (buffer 112). */
+typedef struct MQC_act_remark {
+  MqcActHead head;
+  u32 f1, f2, f3, f4, f5, f6, f7, f8, f9, f10;
+} MQC_act_remark;
+
+/** Request of `act_mirror_oper`: 28 bytes; compact 40 to 68, full 70 (buffer 72). */
+typedef struct MQC_act_mirror {
+  MqcActHead head;
+  u32 f1, f2, f3, f4;
+} MQC_act_mirror;
+
+/** Request of `act_redirect_nhp`: 676 bytes; compact 1182 to 1254, full 1364 (buffer 1368). */
+typedef struct MQC_act_redirect_nhp {
+  MqcActHead head;
+  u32 f1, f2, f3, f4, f5, f6, f7, f8, f9;
+  u32 f10[16];
+  MqcBytes16 f11[16];
+  u32 f12[16];
+  u16 f13[16];
+  u32 f14[16];
+  u32 f15[2];
+  u8 f16[2];
+  u8 f17[2];
+  u32 f18[2];
+  MqcBytes16 f19[2];
+  u32 f20, f21;
+  u32 f22[16];
+  u32 f23, f24, f25;
+  u32 f26[2];
+  u32 f27;
+} MQC_act_redirect_nhp;
+
+/** Request of `ActRedirectMtnl`: 532 bytes; compact 568 to 588, full 590 (buffer 592). */
+typedef struct MQC_act_redirect_mtnl {
+  MqcActHead head;
+  u32 f1, f2;
+  u32 f3[64];
+  u32 f4[64];
+} MQC_act_redirect_mtnl;
+
+/** Request of `ActAnyFlow`: 12 bytes; compact 32 to 44, full 46 (buffer 48). */
+typedef struct MQC_ACT_ANYFLOW {
+  MqcActHead head;
+} MQC_ACT_ANYFLOW;
+
+/** Nested record of MQC_ActCommonMsg alone. 16 bytes. */
+typedef struct MqcActCommonData {
+  u32 f0, f1, f2, f3;
+} MqcActCommonData;
+
+/** Request of `ActCommonIntf`: 16 bytes; compact 34 to 50, full 54 (buffer 56). */
+typedef struct MQC_ActCommonMsg {
+  MqcActCommonData f0;
+} MQC_ActCommonMsg;
+
+/** @} */
+
+/**
+ * @defgroup groups QoS groups, CAR and commands
+ * @{
+ */
+
+/** Request of `qos_group_port`: 20 bytes; compact 22 to 42, full 42 (buffer 48). */
+typedef struct MQC_port_group {
+  u32 f0, f1, f2, f3, f4;
+} MQC_port_group;
+
+/** Request of `qos_group_member`: 92 bytes; compact 84 to 144, full 144 (buffer 144). */
+typedef struct MQC_group_member {
+  u32 f0, f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, f13, f14;
+  u8 f15[32];
+} MQC_group_member;
+
+/** Request of `qos_car_oper`: 72 bytes; compact 48 to 120, full 120 (buffer 120). */
+typedef struct MQC_qos_car {
+  u32 f0, f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, f13, f14, f15, f16, f17;
+} MQC_qos_car;
+
+/** Request of `tp_update_mode`: 16 bytes; compact 20 to 36, full 36 (buffer 40). */
+typedef struct MQC_tp_update_mode {
+  u32 f0, f1, f2, f3;
+} MQC_tp_update_mode;
+
+/** Request of `tp_reset_stat_cmd`: 52 bytes; compact 64 to 84, full 84 (buffer 88). */
+typedef struct MQC_tp_reset_stat {
+  u8 f0[32];
+  u32 f1, f2, f3, f4, f5;
+} MQC_tp_reset_stat;
+
+/** Request of `reset_acl_failrecord_cmd`: 32 bytes; compact 54, full 54 (buffer 56). */
+typedef struct MQC_reset_aclfail_record {
+  u8 f0[32];
+} MQC_reset_aclfail_record;
+
+/** Request of `reset_ipcar_statis_cmd`: 40 bytes; compact 58 to 66, full 66 (buffer 72). */
+typedef struct MQC_reset_ipcar_statis {
+  u8 f0[32];
+  u32 f1, f2;
+} MQC_reset_ipcar_statis;
+
+/** Request of `notify_save_acl_res_cmd`: 4 bytes; compact 14 to 18, full 18 (buffer 24). */
+typedef struct MQC_notify_save_acl_res {
+  u32 f0;
+} MQC_notify_save_acl_res;
+
+/** @} */
+
+/**
+ * @defgroup smoothing Smoothing and batch
+ * @{
+ */
+
+/** Request of `AddMqcSmoothMsg`: 8 bytes; compact 16 to 24, full 24 (buffer 24). */
+typedef struct MQC_SmoothMsg {
+  u32 f0, f1;
+} MQC_SmoothMsg;
+
+/**
+ * Request of `ProcMqcBatchMsg`: 24 bytes; compact 20 to 32, plus 8 and the length when a buffer
+ * is sent; no full encoding. The buffer is borrowed for the call. A buffer past 65,511 bytes
+ * goes out whole, but the table size on the wire, 16 bits wide, then stays at 65,535.
+ */
+typedef struct MQC_BrkBatchMsg {
+  u32 f0, f1, f2;
+  u32 f3_len;   /**< Bytes at f3; 0 sends no buffer. */
+  const u8* f3; /**< The caller's bytes, only read; NULL sends no buffer. */
+} MQC_BrkBatchMsg;
+
+/** @} */
+
+/**
+ * @defgroup hqos Hierarchical QoS
+ * @{
+ */
+
+/** Request of `act_hqos_flow_queue`: 16 bytes; compact 20 to 36, full 36 (buffer 40). */
+typedef struct MQC_hqos_flow_que {
+  u32 f0, f1, f2, f3;
+} MQC_hqos_flow_que;
+
+/** Request of `act_hqos_user_queue`: 16 bytes; compact 20 to 36, full 36 (buffer 40). */
+typedef struct MQC_hqos_user_que {
+  u32 f0, f1, f2, f3;
+} MQC_hqos_user_que;
+
+/** Request of `act_hqos_policy`: 16 bytes; compact 20 to 36, full 36 (buffer 40). */
+typedef struct MQC_hqos_policy {
+  u32 f0, f1, f2, f3;
+} MQC_hqos_policy;
+
+/** Request of `act_hqos_itp_policy`: 16 bytes; compact 20 to 36, full 36 (buffer 40). */
+typedef struct MQC_hqos_itp_policy {
+  u32 f0, f1, f2, f3;
+} MQC_hqos_itp_policy;
+
+/** @} */
+
+/**
+ * @defgroup broker Spsa broker
+ * @{
+ */
+
+/** Request of `SpsaBrkSetGlobalCfg`: 64 bytes; compact 70 to 102, full 102 (buffer 104). */
+typedef struct SPSA_BrkGlobalCfgMsg {
+  u32 f0, f1;
+  u8 f2[32];
+  u32 f3, f4, f5, f6, f7, f8;
+} SPSA_BrkGlobalCfgMsg;
+
+/** Request of `SpsaBrkConfigSaPolicy`: 44 bytes; compact 60 to 70, full 72 (buffer 72). */
+typedef struct SPSA_BrkSaPolicyMsg {
+  u32 f0, f1;
+  u8 f2[32];
+  u16 f3;
+} SPSA_BrkSaPolicyMsg;
+
+/** Request of `SpsaBrkConfigSapAct`: 80 bytes; compact 111 to 124, full 126 (buffer 128). */
+typedef struct SPSA_BrkSapActMsg {
+  u32 f0, f1;
+  u8 f2[32];
+  u8 f3[33];
+  u8 f4, f5, f6, f7, f8;
+} SPSA_BrkSapActMsg;
+
+/** Request of `SpsaBrkConfigIfCfg`: 16 bytes; compact 20 to 36, full 36 (buffer 40). */
+typedef struct SPSA_BrkIfCfgMsg {
+  u32 f0, f1, f2, f3;
+} SPSA_BrkIfCfgMsg;
+
+/** Request of `SpsaBrkConfigWhiteList`: 16 bytes; compact 20 to 33, full 36 (buffer 40). */
+typedef struct SPSA_BrkWhiteListMsg {
+  u32 f0, f1;
+  u8 f2;
+  u32 f3;
+} SPSA_BrkWhiteListMsg;
+
 /** @} */
 
 /**
@@ -179,7 +614,62 @@ typedef struct MQC_ClassifierTemplate {
  * BOTH is applied to the methods whose requests have both encodings, COMPACT to those that have
  * the compact encoding only. The order is part of the interface: append, never insert.
  */
-#define MQC_FES_INTF_METHODS(BOTH, COMPACT) BOTH(sendClassifierTemplate, MQC_ClassifierTemplate)
+#define MQC_FES_INTF_METHODS(BOTH, COMPACT)                \
+  BOTH(sendClassifierTemplate, MQC_ClassifierTemplate)     \
+  BOTH(sendBehaviorTemplate, MQC_BehaviorTemplate)         \
+  BOTH(sendPolicyTemplate, MQC_PolicyTemplate)             \
+  BOTH(sendPolicyNode, MQC_PolicyNode)                     \
+  BOTH(sendPolicyInst, MQC_PolicyInst)                     \
+  BOTH(sendRuleMac, MQC_RuleMac)                           \
+  BOTH(match_acl_oper, MQC_match_acl)                      \
+  BOTH(match_all_oper, MQC_match_all)                      \
+  BOTH(match_any_oper, MQC_match_any)                      \
+  BOTH(match_pri_oper, MQC_match_pri)                      \
+  BOTH(match_ipid_oper, MQC_match_ipid)                    \
+  BOTH(match_tcp_flag_oper, MQC_match_tcp_flag)            \
+  BOTH(match_l2_proto_oper, MQC_match_l2_proto)            \
+  BOTH(match_fwd_type_oper, MQC_match_fwd_type)            \
+  BOTH(match_fwd_info_oper, MQC_match_fwd_info)            \
+  BOTH(match_vlan_oper, MQC_match_vlan)                    \
+  BOTH(match_interface_oper, MQC_match_interface)          \
+  BOTH(match_rocev2_oper, MQC_match_rocev2)                \
+  BOTH(match_nexthop_oper, MQC_match_nexthop)              \
+  BOTH(match_local_id_oper, MQC_match_local_id)            \
+  BOTH(match_tunnel_oper, MQC_match_tunnel)                \
+  BOTH(match_vxlan_rsv_oper, MQC_match_vxlan_rsv)          \
+  BOTH(match_vxlan_tran_rsv_oper, MQC_match_vxlan_rsv)     \
+  BOTH(act_filter_oper, MQC_act_filter)                    \
+  BOTH(act_stat_oper, MQC_act_stat)                        \
+  BOTH(act_vlan_stack_oper, MQC_act_vlan_stack)            \
+  BOTH(act_mac_learn_oper, MQC_act_mac_learn)              \
+  BOTH(act_urpf_oper, MQC_act_urpf)                        \
+  BOTH(act_car_oper, MQC_act_car)                          \
+  BOTH(act_car_share_oper, MQC_act_car_share)              \
+  BOTH(act_remark_oper, MQC_act_remark)                    \
+  BOTH(act_mirror_oper, MQC_act_mirror)                    \
+  BOTH(act_redirect_nhp, MQC_act_redirect_nhp)             \
+  BOTH(ActRedirectMtnl, MQC_act_redirect_mtnl)             \
+  BOTH(ActAnyFlow, MQC_ACT_ANYFLOW)                        \
+  BOTH(ActCommonIntf, MQC_ActCommonMsg)                    \
+  BOTH(qos_group_port, MQC_port_group)                     \
+  BOTH(qos_group_member, MQC_group_member)                 \
+  BOTH(qos_car_oper, MQC_qos_car)                          \
+  BOTH(tp_update_mode, MQC_tp_update_mode)                 \
+  BOTH(tp_reset_stat_cmd, MQC_tp_reset_stat)               \
+  BOTH(reset_acl_failrecord_cmd, MQC_reset_aclfail_record) \
+  BOTH(reset_ipcar_statis_cmd, MQC_reset_ipcar_statis)     \
+  BOTH(notify_save_acl_res_cmd, MQC_notify_save_acl_res)   \
+  BOTH(AddMqcSmoothMsg, MQC_SmoothMsg)                     \
+  COMPACT(ProcMqcBatchMsg, MQC_BrkBatchMsg)                \
+  BOTH(act_hqos_flow_queue, MQC_hqos_flow_que)             \
+  BOTH(act_hqos_user_queue, MQC_hqos_user_que)             \
+  BOTH(act_hqos_policy, MQC_hqos_policy)                   \
+  BOTH(act_hqos_itp_policy, MQC_hqos_itp_policy)           \
+  BOTH(SpsaBrkSetGlobalCfg, SPSA_BrkGlobalCfgMsg)          \
+  BOTH(SpsaBrkConfigSaPolicy, SPSA_BrkSaPolicyMsg)         \
+  BOTH(SpsaBrkConfigSapAct, SPSA_BrkSapActMsg)             \
+  BOTH(SpsaBrkConfigIfCfg, SPSA_BrkIfCfgMsg)               \
+  BOTH(SpsaBrkConfigWhiteList, SPSA_BrkWhiteListMsg)
 
 /**
  * Declares the four exports of a method.

@@ -3,15 +3,19 @@
 
 // The encoders of every message, by name. A caller gets them through a method's SetIdl.
 
+#include "codec/table_info.h"
 #include "mqc_fes_intf.h"
 
 // Hidden in every object that calls them too, so that no address needs a relocation.
 #pragma GCC visibility push(hidden)
 extern "C" {
 
-#define DECLARE_COMPACT(method, Type) u32 Type##_pack(PackBuf* cursor, const Type* req);
+#define DECLARE_COMPACT(method, Type)         \
+  extern const codec::TableInfo Type##_table; \
+  u32 Type##_pack(PackBuf* cursor, const Type* req);
 
 #define DECLARE_BOTH(method, Type)                   \
+  extern const codec::TableInfo Type##_table;        \
   u32 Type##_pack(PackBuf* cursor, const Type* req); \
   u32 Type##_packFull(u8* out, const Type* req);     \
   u32 Type##_fullSize(void);

@@ -8,16 +8,9 @@
 #include "codec/shared_tables.h"
 #include "msg/encoders.h"
 
-/// The slots of a record: of a message, or of a nested table that one message alone has.
-#define SLOTS(Type, ...)                                    \
-  template <>                                               \
-  struct codec::SlotsOf<Type> {                             \
-    using T = Type;                                         \
-    using List = codec::CheckedSlots<T, __VA_ARGS__>::List; \
-  };
-
 /// The compact encoder of a message; line names it in the log.
 #define COMPACT_ENCODER(Type, line)                                              \
+  constinit const codec::TableInfo Type##_table = codec::Described<Type>::info;  \
   u32 Type##_pack(PackBuf* cursor, const Type* req) {                            \
     return codec::pack<codec::ListOf<Type>>(cursor, req, {#Type "_pack", line}); \
   }
