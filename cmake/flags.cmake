@@ -13,17 +13,19 @@ if(TARN_SANITIZE)
 endif()
 
 # For the library: nothing at run time but the C library, and nothing in it that nobody calls.
-add_library(tarn_lean INTERFACE)
+# Two targets, since the objects also go into programs.
+add_library(tarn_lean_code INTERFACE)
 target_compile_options(
-  tarn_lean
+  tarn_lean_code
   INTERFACE -fvisibility=hidden
             -ffunction-sections
             -fdata-sections
             $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
             $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
+add_library(tarn_lean_object INTERFACE)
 target_link_options(
-  tarn_lean
+  tarn_lean_object
   INTERFACE
   LINKER:--as-needed
   LINKER:--gc-sections
@@ -32,11 +34,11 @@ target_link_options(
   LINKER:-z,noexecstack
   LINKER:-z,text)
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
-  target_compile_options(tarn_lean INTERFACE -mbranch-protection=standard)
+  target_compile_options(tarn_lean_code INTERFACE -mbranch-protection=standard)
 elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
-  target_compile_options(tarn_lean INTERFACE -fcf-protection=full)
+  target_compile_options(tarn_lean_code INTERFACE -fcf-protection=full)
 endif()
 if(NOT TARN_SANITIZE)
   # Without the compiler's start files the object has no constructor and no destructor at all.
-  target_link_options(tarn_lean INTERFACE -nostartfiles)
+  target_link_options(tarn_lean_object INTERFACE -nostartfiles)
 endif()

@@ -1,7 +1,8 @@
 #ifndef MSG_ENCODERS_H
 #define MSG_ENCODERS_H
 
-// The encoders of every message, by name. A caller gets them through a method's SetIdl.
+// The encoders of every message, by name. A caller gets them through a method's SetIdl: they take
+// their Type's record as the descriptor's slots hand it over, without its type.
 
 #include "codec/table_info.h"
 #include "mqc_fes_intf.h"
@@ -12,12 +13,12 @@ extern "C" {
 
 #define DECLARE_COMPACT(method, Type)         \
   extern const codec::TableInfo Type##_table; \
-  u32 Type##_pack(PackBuf* cursor, const Type* req);
+  u32 Type##_pack(PackBuf* cursor, const void* req);
 
 #define DECLARE_BOTH(method, Type)                   \
   extern const codec::TableInfo Type##_table;        \
-  u32 Type##_pack(PackBuf* cursor, const Type* req); \
-  u32 Type##_packFull(u8* out, const Type* req);     \
+  u32 Type##_pack(PackBuf* cursor, const void* req); \
+  u32 Type##_packFull(u8* out, const void* req);     \
   u32 Type##_fullSize(void);
 
 MQC_FES_INTF_METHODS(DECLARE_BOTH, DECLARE_COMPACT)

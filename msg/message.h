@@ -11,13 +11,13 @@
 /// The compact encoder of a message; line names it in the log.
 #define COMPACT_ENCODER(Type, line)                                              \
   constinit const codec::TableInfo Type##_table = codec::Described<Type>::info;  \
-  u32 Type##_pack(PackBuf* cursor, const Type* req) {                            \
+  u32 Type##_pack(PackBuf* cursor, const void* req) {                            \
     return codec::pack<codec::ListOf<Type>>(cursor, req, {#Type "_pack", line}); \
   }
 
 /// The full encoder and the full-size getter of a message.
 #define FULL_ENCODER(Type)                                 \
-  u32 Type##_packFull(u8* out, const Type* req) {          \
+  u32 Type##_packFull(u8* out, const void* req) {          \
     return codec::packFull<codec::ListOf<Type>>(out, req); \
   }                                                        \
   u32 Type##_fullSize(void) {                              \

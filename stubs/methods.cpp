@@ -3,16 +3,6 @@
 #include "msg/encoders.h"
 #include "stubs/calls.h"
 
-namespace {
-
-// Function pointers of one ABI and many request types meet in the descriptor's slots.
-template <class Slot, class Encoder>
-Slot slotOf(Encoder* encoder) {
-  return reinterpret_cast<Slot>(encoder);
-}
-
-}  // namespace
-
 namespace stubs {
 
 #define ROW(method, Type) method,
@@ -21,15 +11,14 @@ enum class Row : u32 { MQC_FES_INTF_METHODS(ROW, ROW) };
 
 }  // namespace stubs
 
-#define FILL_BOTH(method, Type)                                                 \
-  static void method##_fill(IdlMsgDesc* desc) {                                 \
-    *desc = {nullptr, slotOf<IdlPackFn>(Type##_pack),         nullptr,          \
-             nullptr, slotOf<IdlPackFullFn>(Type##_packFull), Type##_fullSize}; \
+#define FILL_BOTH(method, Type)                                                         \
+  static void method##_fill(IdlMsgDesc* desc) {                                         \
+    *desc = {nullptr, Type##_pack, nullptr, nullptr, Type##_packFull, Type##_fullSize}; \
   }
 
-#define FILL_COMPACT(method, Type)                                                         \
-  static void method##_fill(IdlMsgDesc* desc) {                                            \
-    *desc = {nullptr, slotOf<IdlPackFn>(Type##_pack), nullptr, nullptr, nullptr, nullptr}; \
+#define FILL_COMPACT(method, Type)                                      \
+  static void method##_fill(IdlMsgDesc* desc) {                         \
+    *desc = {nullptr, Type##_pack, nullptr, nullptr, nullptr, nullptr}; \
   }
 
 MQC_FES_INTF_METHODS(FILL_BOTH, FILL_COMPACT)

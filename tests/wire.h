@@ -108,6 +108,29 @@ inline std::string expand(const std::string& text) {
   return shown;
 }
 
+/// Text for expand(): words as they stand on the wire.
+template <class Word>
+std::string words(std::initializer_list<Word> values) {
+  std::string text = " ";
+  for (const Word value : values) {
+    for (std::size_t i = 0; i < sizeof(Word); ++i) {
+      char pair[3];
+      std::snprintf(pair, sizeof pair, "%02X", static_cast<u8>(value >> 8 * i));
+      text += pair;
+    }
+    text += ' ';
+  }
+  return text;
+}
+
+/// The same for count words in equal steps.
+template <class Word>
+std::string steps(Word first, int count, Word step = 1) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += words<Word>({static_cast<Word>(first + i * step)});
+  return text;
+}
+
 /// The record on memory that ends at a guard page as well.
 template <class Record>
 void expectCompact(SetIdl setIdl, const Record& record, const std::string& text) {

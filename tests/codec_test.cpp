@@ -1,0 +1,127 @@
+// What the codec can do beyond what the messages ask of it, and the byte order it does not run on.
+
+#include "codec/shared_tables.h"
+#include "wire.h"
+
+namespace sample {
+
+struct Inner {
+  u16 f0;
+  u8 f1[3];
+};
+
+struct Outer {
+  u8 f0;
+  Inner f1[2];
+  u16 f2[2];
+  Inner f3;
+  u32 f4;
+  u8 f5;
+};
+
+struct LongTable {
+  u16 f0;
+  u8 f1[65521];
+};
+
+}  // namespace sample
+
+SLOTS(sample::Inner, SLOT(f0), SLOT(f1))
+SLOTS(sample::Outer, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3), SLOT(f4), SLOT(f5))
+SLOTS(sample::LongTable, SLOT(f0), SLOT(f1))
+
+namespace {
+
+template <class Record>
+std::string compact(const Record& record) {
+  const u8* const from = reinterpret_cast<const u8*>(&record);
+  const auto over = [&](u8 fill) {
+    wire::Bytes out(codec::compactSize<codec::ListOf<Record>>(from), fill);
+    EXPECT_EQ(out.size(), codec::packMessage<codec::ListOf<Record>>(out.data(), from));
+    return out;
+  };
+  return wire::show(over(0x00), over(0xFF));
+}
+
+template <class Record>
+std::string full(const Record& record) {
+  const auto over = [&](u8 fill) {
+    wire::Bytes out(codec::LayoutOf<Record>::fullSize, fill);
+    codec::packFull<codec::ListOf<Record>>(out.data(), &record);
+    return out;
+  };
+  return wire::show(over(0x00), over(0xFF));
+}
+
+}  // namespace
+
+// Element tables differ in length with their values; a nested table follows them all.
+TEST(Codec, TablesOfValueDependentLength) {
+  const sample::Outer record = {.f0 = 0,
+                                .f1 = {{0x0102, {1, 2, 3}}, {0, {4, 5, 6}}},
+                                .f2 = {0xA1A2, 0xB1B2},
+                                .f3 = {0x0304, {7, 8, 9}},
+                                .f4 = 0x11223344,
+                                .f5 = 9};
+  EXPECT_EQ(wire::expand("14000000 . 1000 2900 . 0000 0900 0D00 1100 0400 0800 . 10000000 . "
+                         "44332211 09 . 0C000000 . 14000000 . 50000000 . "
+                         "02000000 18000000 2D000000 . 02000000 A2A1 B2B1 . "
+                         "0800 1100 0400 0600 . 08000000 . 0201 . 04000000 . 03000000 010203 . "
+                         "0800 0F00 0000 0400 . 08000000 . 04000000 . 03000000 040506 . "
+                         "0800 1100 0400 0600 . 08000000 . 0403 . 04000000 . 03000000 070809"),
+            compact(record));
+}
+
+// A nested table whose size is no multiple of 4 has its vtable behind a gap, as a message has.
+TEST(Codec, FullEncodingOfEveryKind) {
+  const sample::Outer record = {.f0 = 8,
+                                .f1 = {{0x0102, {1, 2, 3}}, {0, {4, 5, 6}}},
+                                .f2 = {0xA1A2, 0xB1B2},
+                                .f3 = {0x0304, {7, 8, 9}},
+                                .f4 = 0x11223344,
+                                .f5 = 9};
+  const std::string vtable = "3*-- . 0800 1100 0400 0600 . ";
+  EXPECT_EQ(wire::expand("04000000 . 78FFFFFF . 08 . 04000000 02000000 . 0C000000 28000000 . " +
+                         ("04000000 ECFFFFFF 0201 04000000 03000000 010203 " + vtable) +
+                         ("04000000 ECFFFFFF 0000 04000000 03000000 040506 " + vtable) +
+                         "04000000 02000000 A2A1 B2B1 . " +
+                         ("04000000 ECFFFFFF 0403 04000000 03000000 070809 " + vtable) +
+                         "44332211 . 09 . 2*-- . 1000 8600 . 0400 0500 5500 6100 8100 8500 . 4*--"),
+            full(record));
+}
+
+// The longest table that its vtable can describe: 4 + 2 + 8 + 65,521 bytes.
+TEST(Codec, LongestTable) {
+  const sample::LongTable record = {1, {}};
+  const std::string bytes = compact(record);
+  EXPECT_EQ(wire::expand("0C000000 . 0800 FFFF"), bytes.substr(0, 24));
+}
+
+// As on a host whose words lie the other way round in memory.
+TEST(Codec, WordsAreTurnedOnAHostOfTheOtherOrder) {
+  constexpr std::endian other =
+      std::endian::native == std::endian::little ? std::endian::big : std::endian::little;
+  const u8 record[] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88};
+  u8 native[8] = {};
+  u8 turned[8] = {};
+  const auto text = [](const u8(&bytes)[8]) {
+    const wire::Bytes shown(bytes, bytes + 8);
+    return wire::show(shown, shown);
+  };
+  codec::storeArray<u32, std::endian::native>(native, record, 2);
+  codec::storeArray<u32, other>(turned, record, 2);
+  const bool little = std::endian::native == std::endian::little;
+  EXPECT_EQ(wire::expand("1122334455667788"), text(little ? native : turned));
+  EXPECT_EQ(wire::expand("4433221188776655"), text(little ? turned : native));
+
+  codec::storeRun<std::endian::native, u16, u8, u32, u8>(native, record);
+  codec::storeRun<other, u16, u8, u32, u8>(turned, record);
+  EXPECT_EQ(wire::expand("1122334455667788"), text(little ? native : turned));
+  EXPECT_EQ(wire::expand("2211337766554488"), text(little ? turned : native));
+
+  codec::store<std::endian::native>(native, u32{0x01020304});
+  codec::store<other>(turned, u32{0x01020304});
+  EXPECT_EQ(native[0], turned[3]);
+  EXPECT_EQ(native[3], turned[0]);
+  EXPECT_EQ(0x04, little ? native[0] : turned[3]);
+}

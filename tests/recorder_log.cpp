@@ -1,0 +1,22 @@
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+#include "platform/log.h"
+#include "recorder.h"
+
+extern "C" __attribute__((format(printf, 7, 8))) u32 KVR_OsalLogWrite(const LogModule* module,
+                                                                      u32 level, u32 code,
+                                                                      const char* text, u32 line,
+                                                                      const char* function,
+                                                                      const char* format, ...) {
+  static std::mutex mutex;
+  char message[200];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(message, sizeof message, format, arguments);
+  va_end(arguments);
+  const std::lock_guard lock(mutex);
+  recorder::platform.logged.push_back({*module, level, code, text, line, function, message});
+  return 1;
+}

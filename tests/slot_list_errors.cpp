@@ -1,0 +1,51 @@
+// A slot list that does not tell its record must not compile. Each case is compiled by itself and
+// must be refused in the words that tests/CMakeLists.txt names; without a case this compiles.
+
+#include "codec/full.h"
+
+struct Padded {
+  u32 f0;
+  u8 f1;
+  u8 f2;
+  u32 f3;
+};
+
+struct TooLong {
+  u8 f0[65532];
+};
+
+struct Signed {
+  int f0;
+};
+
+struct Pointed {
+  u32 f0_len;
+  u32 f1;
+  const u8* f0;
+};
+
+#if defined(MISSES_LAST)
+SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f2))
+#elif defined(MISSES_FIRST)
+SLOTS(Padded, SLOT(f1), SLOT(f2), SLOT(f3))
+#elif defined(MISSES_WHAT_LOOKS_LIKE_PADDING)
+SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f3))
+#elif defined(REPEATS)
+SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f1), SLOT(f2), SLOT(f3))
+#elif defined(REORDERS)
+SLOTS(Padded, SLOT(f0), SLOT(f2), SLOT(f1), SLOT(f3))
+#elif defined(GROWS_TOO_LONG)
+SLOTS(TooLong, SLOT(f0))
+constexpr auto size = codec::LayoutOf<TooLong>::fullSize;
+#elif defined(SIGNED_MEMBER)
+SLOTS(Signed, SLOT(f0))
+#elif defined(TORN_BUFFER)
+SLOTS(Pointed, BUFFER(f0_len, f0), SLOT(f1))
+#else
+SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3))
+constexpr auto size = codec::LayoutOf<Padded>::fullSize;
+#endif
+
+#if !defined(GROWS_TOO_LONG) && !defined(SIGNED_MEMBER) && !defined(TORN_BUFFER)
+using List = codec::ListOf<Padded>;
+#endif
