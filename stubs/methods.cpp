@@ -11,14 +11,25 @@ enum class Row : u32 { MQC_FES_INTF_METHODS(ROW, ROW) };
 
 }  // namespace stubs
 
-#define FILL_BOTH(method, Type)                                                         \
-  static void method##_fill(IdlMsgDesc* desc) {                                         \
-    *desc = {nullptr, Type##_pack, nullptr, nullptr, Type##_packFull, Type##_fullSize}; \
+// Member by member: a whole descriptor would become constant data with three relocations.
+[[gnu::always_inline]] static inline void fillDesc(IdlMsgDesc* desc, IdlPackFn pack,
+                                                   IdlPackFullFn packFull, IdlFullSizeFn fullSize) {
+  desc->slot0 = nullptr;
+  desc->pack = pack;
+  desc->slot2 = nullptr;
+  desc->slot3 = nullptr;
+  desc->packFull = packFull;
+  desc->fullSize = fullSize;
+}
+
+#define FILL_BOTH(method, Type)                                    \
+  static void method##_fill(IdlMsgDesc* desc) {                    \
+    fillDesc(desc, Type##_pack, Type##_packFull, Type##_fullSize); \
   }
 
-#define FILL_COMPACT(method, Type)                                      \
-  static void method##_fill(IdlMsgDesc* desc) {                         \
-    *desc = {nullptr, Type##_pack, nullptr, nullptr, nullptr, nullptr}; \
+#define FILL_COMPACT(method, Type)                 \
+  static void method##_fill(IdlMsgDesc* desc) {    \
+    fillDesc(desc, Type##_pack, nullptr, nullptr); \
   }
 
 MQC_FES_INTF_METHODS(FILL_BOTH, FILL_COMPACT)

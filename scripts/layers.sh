@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Includes run one way: include <- codec <- msg <- stubs; platform knows only include.
+set -eu
+cd "$(dirname "$0")/.."
+failed=0
+
+# layer FOLDER ALLOWED: quoted includes of the folder's files match the pattern
+layer() {
+  local bad
+  bad=$(grep -nE '^ *# *include "' "$1"/*.h "$1"/*.cpp 2>/dev/null |
+    grep -vE "include \"($2)\"" || true)
+  [ -z "$bad" ] || { printf 'include against the layers:\n%s\n' "$bad" >&2; failed=1; }
+}
+
+layer include ''
+layer codec 'mqc_fes_intf\.h|codec/[a-z_]+\.h|platform/(log|bounded_memory)\.h'
+layer msg 'mqc_fes_intf\.h|codec/[a-z_]+\.h|msg/[a-z_]+\.h'
+layer stubs 'mqc_fes_intf\.h|msg/[a-z_]+\.h|stubs/[a-z_]+\.h|platform/rpc\.h'
+layer platform 'mqc_fes_intf\.h|platform/[a-z_]+\.h'
+exit $failed

@@ -1,0 +1,23 @@
+# Sourced by the other scripts: Debian packages on demand.
+
+# need PACKAGE...: installs what is missing as root; else one line that names it, and failure.
+need() {
+  local missing=()
+  local package
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    echo "missing packages, install them as root: ${missing[*]}" >&2
+    return 1
+  fi
+  echo "installing ${missing[*]}"
+  apt-get update -qq &&
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+      "${missing[@]}" >/dev/null
+}
+
+build_packages=(cmake ninja-build gcc g++ libc6-dev)
+test_packages=(binutils libgtest-dev libflatbuffers-dev flatbuffers-compiler)

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds everything and runs the tests. Installs what is missing (as root).
+# usage: test.sh [PRESET]     a configure preset of CMakePresets.json; gcc by default
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+
+preset=${1:-gcc}
+case $preset in
+  gcc) need "${build_packages[@]}" "${test_packages[@]}" ;;
+  clang | asan | tsan) need "${build_packages[@]}" "${test_packages[@]}" clang libclang-rt-14-dev llvm ;;
+  aarch64 | s390x)
+    need "${build_packages[@]}" "${test_packages[@]}" googletest qemu-user "g++-${preset/_/-}-linux-gnu"
+    ;;
+  *)
+    echo "test.sh: no preset '$preset'" >&2
+    exit 2
+    ;;
+esac
+
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset"
+ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --progress
