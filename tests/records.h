@@ -4,7 +4,6 @@
 // Makes records of any method, value by value through its slot list. Values are words of the host,
 // so that one seed makes the same records in any byte order.
 
-#include <bit>
 #include <cstring>
 #include <vector>
 

@@ -125,9 +125,9 @@ std::string words(std::initializer_list<Word> values) {
 
 /// The same for count words in equal steps.
 template <class Word>
-std::string steps(Word first, int count, Word step = 1) {
+std::string steps(Word first, u32 count, Word step = 1) {
   std::string text;
-  for (int i = 0; i < count; ++i) text += words<Word>({static_cast<Word>(first + i * step)});
+  for (u32 i = 0; i < count; ++i) text += words<Word>({static_cast<Word>(first + i * step)});
   return text;
 }
 
@@ -144,6 +144,13 @@ void expectFull(SetIdl setIdl, const Record& record, const std::string& text) {
   Guarded req(&record, sizeof record);
   const IdlMsgDesc desc = describe(setIdl);
   EXPECT_EQ(expand(text), show(full(desc, req.data(), 0x00), full(desc, req.data(), 0xFF)));
+}
+
+template <class Record>
+void expectBytes(SetIdl setIdl, const Record& record, const std::string& compactText,
+                 const std::string& fullText) {
+  expectCompact(setIdl, record, compactText);
+  expectFull(setIdl, record, fullText);
 }
 
 }  // namespace wire
