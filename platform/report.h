@@ -1,0 +1,20 @@
+#ifndef PLATFORM_REPORT_H
+#define PLATFORM_REPORT_H
+
+#include <cstdarg>
+#include <string>
+
+namespace platform {
+
+/// printf into a string.
+std::string formatted(const char* format, va_list arguments);
+
+/// Writes text and a line end to stderr, in one write so that threads do not interleave.
+void writeLine(std::string text);
+
+/// Tells the person at the workstation of a failure, as one line on stderr.
+[[gnu::format(printf, 1, 2)]] void report(const char* format, ...);
+
+}  // namespace platform
+
+#endif

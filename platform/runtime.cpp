@@ -1,0 +1,74 @@
+// The RPC runtime, as a loopback within the process.
+
+#include "platform/encode.h"
+#include "platform/rpc.h"
+#include "platform/stand_in.h"
+#include "platform/state.h"
+
+namespace platform {
+namespace {
+
+u32 deliver(const TarnMessage& message) {
+  const TarnStatus captured = state().capture.write(message);
+  if (captured != TARN_STATUS_OK) return captured;
+  Settings settings;
+  {
+    const std::lock_guard lock(state().mutex);
+    ++state().settings.delivered.at(message.variant);
+    settings = state().settings;
+  }
+  if (settings.receiver == nullptr) return settings.status;
+  return settings.receiver(&message, settings.receiverData);
+}
+
+u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, const IdlMsgDesc* desc,
+         TarnVariant variant) {
+  if (handle == nullptr || req == nullptr || method == nullptr || desc == nullptr ||
+      method->methodName == nullptr || desc->pack == nullptr) {
+    return TARN_STATUS_INVALID;
+  }
+  Encodings encodings;
+  const TarnStatus encoded = encode(method->methodName, *desc, req, encodings);
+  if (encoded != TARN_STATUS_OK) return encoded;
+  void* const opt = *static_cast<void* const*>(handle);
+  return deliver({*method, variant, reqSize, opt, encodings.compact.bytes(),
+                  encodings.compact.size(), encodings.full.bytes(), encodings.full.size()});
+}
+
+u32 completionStatus() {
+  const std::lock_guard lock(state().mutex);
+  return state().settings.completionStatus;
+}
+
+}  // namespace
+}  // namespace platform
+
+void* RPC_GetRpcInvoke(RpcServerAddr*, void* opt) {
+  platform::State& state = platform::state();
+  const std::lock_guard lock(state.mutex);
+  if (!state.settings.handleAvailable) return nullptr;
+  return const_cast<void**>(&*state.options.insert(opt).first);
+}
+
+u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const MethodId* method,
+                             const IdlMsgDesc* desc) {
+  return platform::send(handle, req, reqSize, method, desc, TARN_VARIANT_SYNC);
+}
+
+u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
+                              const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
+  if (ctx == nullptr) return TARN_STATUS_INVALID;
+  platform::Completions& completions = platform::state().completions;
+  const TarnStatus started = ctx->cb != nullptr ? completions.start() : TARN_STATUS_OK;
+  if (started != TARN_STATUS_OK) return started;
+  const u32 status = platform::send(handle, req, ctx->reqSize, method, desc, TARN_VARIANT_ASYNC);
+  if (status == TARN_STATUS_OK && ctx->cb != nullptr) {
+    completions.post(ctx->cb, platform::completionStatus(), ctx->userData);
+  }
+  return status;
+}
+
+u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
+                         const IdlMsgDesc* desc) {
+  return platform::send(handle, req, 0, method, desc, TARN_VARIANT_ONEWAY);
+}

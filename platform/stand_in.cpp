@@ -1,0 +1,63 @@
+#include "platform/stand_in.h"
+
+#include "platform/state.h"
+
+namespace platform {
+
+State& state() {
+  static State* const only = new State;
+  return *only;
+}
+
+namespace {
+
+template <class Change>
+void change(Change apply) {
+  const std::lock_guard lock(state().mutex);
+  apply(state().settings);
+}
+
+}  // namespace
+}  // namespace platform
+
+using platform::Settings;
+
+void TarnPlatform_setReceiver(TarnReceiver receiver, void* userData) {
+  platform::change([&](Settings& settings) {
+    settings.receiver = receiver;
+    settings.receiverData = userData;
+  });
+}
+
+void TarnPlatform_setStatus(u32 status) {
+  platform::change([&](Settings& settings) { settings.status = status; });
+}
+
+void TarnPlatform_setCompletionStatus(u32 status) {
+  platform::change([&](Settings& settings) { settings.completionStatus = status; });
+}
+
+void TarnPlatform_setHandleAvailable(int available) {
+  platform::change([&](Settings& settings) { settings.handleAvailable = available != 0; });
+}
+
+u32 TarnPlatform_setCaptureDir(const char* path) {
+  return platform::state().capture.setDir(path);
+}
+
+u64 TarnPlatform_delivered(TarnVariant variant) {
+  u64 count = 0;
+  platform::change([&](Settings& settings) { count = settings.delivered.at(variant); });
+  return count;
+}
+
+u32 TarnPlatform_drain(void) {
+  return platform::state().completions.drain();
+}
+
+u32 TarnPlatform_reset(void) {
+  const u32 status = TarnPlatform_drain();
+  if (status != TARN_STATUS_OK) return status;
+  platform::change([](Settings& settings) { settings = {}; });
+  return TarnPlatform_setCaptureDir(nullptr);
+}

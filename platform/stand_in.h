@@ -1,0 +1,140 @@
+/**
+ * @file stand_in.h
+ * @brief The stand-in platform: how a process on a workstation steers it and sees what was sent.
+ *
+ * Link `libtarn_platform.so` in place of the device's platform. Its RPC runtime is a loopback:
+ * every call is encoded in both encodings, each encoding is checked, and the message goes to the
+ * capture directory, if one is set, and to the receiver, if one is set.
+ *
+ *     static u32 onMessage(const TarnMessage* message, void* userData) { ... return 0; }
+ *
+ *     TarnPlatform_setReceiver(onMessage, &seen);
+ *     codeUnderTest();
+ *     TarnPlatform_drain();
+ *     ... look at what was seen ...
+ *     TarnPlatform_reset();
+ *
+ * **Threads.** Any thread may call any function at any time. A setting holds for the calls that
+ * begin after it; a call under way in another thread may still see the former one. A child made
+ * by `fork` has no completions: let it `exec` before it calls.
+ *
+ * **Process exit** waits for nothing: completions that are still pending are dropped.
+ */
+#ifndef PLATFORM_STAND_IN_H
+#define PLATFORM_STAND_IN_H
+
+#include "mqc_fes_intf.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The statuses of the stand-in's own. A call that returns one of its errors delivered nothing. */
+typedef enum TarnStatus {
+  TARN_STATUS_OK = 0,
+  TARN_STATUS_CAPTURE = 5,       /**< The capture directory cannot be written. */
+  TARN_STATUS_NO_RESOURCES = 12, /**< No memory for an encoding, or no thread for completions. */
+  TARN_STATUS_INVALID = 22,      /**< No handle, no request, or another argument is missing. */
+  TARN_STATUS_DEADLOCK = 35,     /**< A completion callback asked to wait for completions. */
+  TARN_STATUS_ENCODING = 74      /**< An encoder broke its contract. */
+} TarnStatus;
+
+/** How a message was sent. */
+typedef enum TarnVariant { TARN_VARIANT_SYNC, TARN_VARIANT_ASYNC, TARN_VARIANT_ONEWAY } TarnVariant;
+
+/** A message as it would have gone to the device. */
+typedef struct TarnMessage {
+  MethodId method;     /**< The method's identity. */
+  TarnVariant variant; /**< How it was sent. */
+  u64 reqSize;         /**< Size of the request record in bytes; 0 one-way, where it is not told. */
+  void* opt;           /**< The option given to `RPC_GetRpcInvoke`. */
+  const u8* compact;   /**< The compact encoding. */
+  u32 compactSize;     /**< Its length in bytes. */
+  const u8* full;      /**< The full encoding; NULL for a method without one. */
+  u32 fullSize;        /**< Its buffer in bytes, a multiple of 8; 0 for a method without one. */
+} TarnMessage;
+
+/**
+ * Receives messages, on the thread of the call and several at once when several threads call. It
+ * may make calls and use the stand-in itself; it must not throw.
+ *
+ * @param message  the message, with all it points at valid until the receiver returns
+ * @param userData the value given with the receiver
+ * @return the status of the call
+ */
+typedef u32 (*TarnReceiver)(const TarnMessage* message, void* userData);
+
+/**
+ * Sets who receives every message.
+ *
+ * @param receiver called for every message that is sent; NULL for none
+ * @param userData handed to the receiver; must live as long as calls can reach it
+ */
+void TarnPlatform_setReceiver(TarnReceiver receiver, void* userData);
+
+/**
+ * Sets the status that calls return while there is no receiver. An asynchronous call that returns
+ * another status than 0, from here or from the receiver, does not complete.
+ *
+ * @param status 0 at the start
+ */
+void TarnPlatform_setStatus(u32 status);
+
+/**
+ * Sets the status that the callbacks of asynchronous calls get. They run one after the other on a
+ * thread of the stand-in's own, once for each call that returned 0, perhaps before it returned.
+ *
+ * @param status 0 at the start
+ */
+void TarnPlatform_setCompletionStatus(u32 status);
+
+/**
+ * Says whether `RPC_GetRpcInvoke` has a handle to give. A handle stays valid once given.
+ *
+ * @param available 0: it returns NULL; anything else: it returns a handle, as at the start
+ */
+void TarnPlatform_setHandleAvailable(int available);
+
+/**
+ * Sets the directory that keeps every message, a file for each encoding:
+ * `0007-sendRuleMac.compact.bin` and `0007-sendRuleMac.full.bin`. The number counts the messages
+ * and continues after the highest in the directory; processes that share a directory may use a
+ * number twice. No file is ever overwritten, and a message's files are there whole or not at all.
+ *
+ * A directory that cannot be written is set nonetheless: it fails the calls until it can be
+ * written. Each failure is one line on stderr with the path and the reason.
+ *
+ * @param path an existing directory, copied; NULL for none
+ * @return 0, or TARN_STATUS_CAPTURE when the directory cannot be written
+ */
+u32 TarnPlatform_setCaptureDir(const char* path);
+
+/**
+ * Counts messages delivered since the start or the last reset: sent, encoded without fault and
+ * captured, whatever status they were answered with.
+ *
+ * @param variant which messages to count
+ * @return the number of messages
+ */
+u64 TarnPlatform_delivered(TarnVariant variant);
+
+/**
+ * Waits until the callback has returned of every asynchronous call made so far.
+ *
+ * @return 0, or TARN_STATUS_DEADLOCK, without waiting, in a completion callback
+ */
+u32 TarnPlatform_drain(void);
+
+/**
+ * Waits as TarnPlatform_drain does, then sets everything back to how it was at the start: no
+ * receiver, no capture directory, a handle to be had, both statuses 0, nothing counted.
+ *
+ * @return 0, or TARN_STATUS_DEADLOCK, with nothing changed, in a completion callback
+ */
+u32 TarnPlatform_reset(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

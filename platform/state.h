@@ -1,0 +1,40 @@
+#ifndef PLATFORM_STATE_H
+#define PLATFORM_STATE_H
+
+#include <array>
+#include <mutex>
+#include <set>
+
+#include "platform/capture.h"
+#include "platform/completions.h"
+#include "platform/stand_in.h"
+
+namespace platform {
+
+/// What TarnPlatform_reset sets back.
+struct Settings {
+  TarnReceiver receiver = nullptr;
+  void* receiverData = nullptr;
+  u32 status = 0;
+  u32 completionStatus = 0;
+  bool handleAvailable = true;
+  std::array<u64, 3> delivered{};  ///< by TarnVariant
+};
+
+/// All that the stand-in keeps. No lock is held while a callback runs.
+struct State {
+  Capture capture;
+  Completions completions;
+
+  std::mutex mutex;  ///< guards what follows
+  Settings settings;
+  /// One element per option ever given; a handle is the element's address, which stays.
+  std::set<void*> options;
+};
+
+/// The one state of the process. Never destroyed: the worker thread and calls outlive exit().
+State& state();
+
+}  // namespace platform
+
+#endif

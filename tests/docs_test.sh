@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Runs the programs that docs/reading.md shows, on captured rule MAC requests in both encodings.
+# usage: docs_test.sh SOURCE_DIR SEND_ALL CXX
+set -eu
+source=$1 send_all=$2 cxx=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+block() { awk -v open="^\`\`\`$1\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} on' "$source/docs/reading.md"; }
+
+block cpp >read.cpp
+block python >read.py
+flatc --cpp --python "$source/schema/mqc_fes_intf.fbs"
+"$cxx" -std=c++17 -o read read.cpp
+mkdir captured
+"$send_all" captured >/dev/null
+
+expected='head.f0 67305985, f3 37, f1 19 1a 1b 1c 1d 1e'
+for file in captured/0016-sendRuleMac.{compact,full}.bin; do
+  for reader in ./read '/usr/bin/python3 read.py'; do
+    found=$($reader "$file")
+    [ "$found" = "$expected" ] || { echo "$reader $file: $found, expected $expected" >&2; exit 1; }
+  done
+done
+head -c 60 captured/0016-sendRuleMac.compact.bin >cut.bin
+! ./read cut.bin 2>/dev/null || { echo "the C++ reader takes a message that was cut" >&2; exit 1; }
+echo "both readers read both encodings"
