@@ -20,4 +20,5 @@ need() {
 }
 
 build_packages=(cmake ninja-build gcc g++ libc6-dev)
-test_packages=(binutils libgtest-dev libflatbuffers-dev flatbuffers-compiler)
+test_packages=(binutils libgtest-dev libflatbuffers-dev flatbuffers-compiler python3-flatbuffers
+  valgrind pkg-config)
