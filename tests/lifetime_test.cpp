@@ -29,14 +29,17 @@ u32 encode(const void* req, const IdlMsgDesc* desc) {
   return 0;
 }
 
-using SyncFn = u32 (*)(const void* req, void* opt);
-
 struct Export {
   const char* sync;
   const char* oneway;
+  u32 (*call)(void* function, const void* req);  ///< of either, by its own type
 };
 
-#define ROW(method, Type) {"MqcFesIntf_" #method, "MqcFesIntf_" #method "_oneway"},
+#define ROW(method, Type)                                                                        \
+  {"MqcFesIntf_" #method, "MqcFesIntf_" #method "_oneway", [](void* function, const void* req) { \
+     using Function = decltype(&MqcFesIntf_##method);                                            \
+     return reinterpret_cast<Function>(function)(static_cast<const Type*>(req), nullptr);        \
+   }},
 const Export exported[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
 #undef ROW
 
@@ -45,9 +48,9 @@ alignas(8) const u8 emptyRequest[1024] = {};
 void callAll(void* library) {
   for (const Export& names : exported) {
     for (const char* name : {names.sync, names.oneway}) {
-      const auto call = reinterpret_cast<SyncFn>(dlsym(library, name));
-      ASSERT_NE(nullptr, call) << name;
-      EXPECT_EQ(0u, call(emptyRequest, nullptr)) << name;
+      void* const function = dlsym(library, name);
+      ASSERT_NE(nullptr, function) << name;
+      EXPECT_EQ(0u, names.call(function, emptyRequest)) << name;
     }
   }
 }
@@ -140,12 +143,13 @@ TEST(Lifetime, CallsAllocateNothing) {
   void* const library = load();
   ASSERT_NE(nullptr, library);
   callAll(library);
-  SyncFn calls[std::size(exported)];
+  void* functions[std::size(exported)];
   for (std::size_t i = 0; i < std::size(exported); ++i) {
-    calls[i] = reinterpret_cast<SyncFn>(dlsym(library, exported[i].sync));
+    functions[i] = dlsym(library, exported[i].sync);
   }
   encodedBytes = allocations = 0;
-  for (const SyncFn call : calls) call(emptyRequest, nullptr);
+  for (std::size_t i = 0; i < std::size(exported); ++i)
+    exported[i].call(functions[i], emptyRequest);
   EXPECT_EQ(0u, allocations);
   EXPECT_EQ(4478u, encodedBytes) << "the least sizes of all 55 requests";
   ASSERT_EQ(0, dlclose(library));

@@ -122,8 +122,7 @@ class Reader {
   }
 
   bool same(const char* what, u64 expected, u64 actual) {
-    if (expected == actual) [[likely]]
-      return true;
+    if (expected == actual) return true;
     return fail(std::string(what) + " " + std::to_string(actual) + ", not " +
                 std::to_string(expected));
   }
