@@ -611,8 +611,10 @@ typedef struct SPSA_BrkWhiteListMsg {
 /**
  * The roll call: the methods in their fixed order, a row each: method name, request record.
  *
- * BOTH is applied to the methods whose requests have both encodings, COMPACT to those that have
- * the compact encoding only. The order is part of the interface: append, never insert.
+ * The order is part of the interface: append, never insert.
+ *
+ * @param BOTH    macro applied to the methods whose requests have both encodings
+ * @param COMPACT macro applied to those whose requests have the compact encoding only
  */
 #define MQC_FES_INTF_METHODS(BOTH, COMPACT)                \
   BOTH(sendClassifierTemplate, MQC_ClassifierTemplate)     \
@@ -683,10 +685,14 @@ typedef struct SPSA_BrkWhiteListMsg {
  * a NULL req or a missing handle on to the runtime; a one-way message answers either with
  * MQC_STATUS_INVALID and sends nothing.
  *
- * @param req      the request record, only read; the caller's until the call returns
- * @param cb       handed to the runtime unchanged
- * @param userData handed to the runtime unchanged, for cb
- * @param opt      handed to `RPC_GetRpcInvoke` unchanged; not interpreted
+ * - `req` is the request record, only read; the caller's until the call returns.
+ * - `cb` and `userData` are handed to the runtime unchanged.
+ * - `opt` is handed to `RPC_GetRpcInvoke` unchanged and not interpreted.
+ *
+ * Any thread may call any of them at any time.
+ *
+ * @param m    the method
+ * @param Type its request record
  */
 #define MQC_DECLARE_METHOD(m, Type)                                                        \
   MQC_API u32 MqcFesIntf_##m(const Type* req, void* opt);                                  \

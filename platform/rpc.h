@@ -39,16 +39,23 @@ u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const M
 /**
  * Sends a request and reports through the context's callback how it ended.
  *
- * @param ctx record size, callback and the callback's value; the other arguments are as in
- *            RPC_IdlSyncCallNoOutStub
+ * @param handle from RPC_GetRpcInvoke; may be NULL
+ * @param req    the request record; may be NULL
+ * @param method the method's identity
+ * @param desc   the method's encoders
+ * @param ctx    record size, callback and the callback's value
  * @return the status of the sending; 0 is success
  */
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx);
 
 /**
- * Sends a message that nobody answers. Neither handle nor req is NULL.
+ * Sends a message that nobody answers.
  *
+ * @param handle from RPC_GetRpcInvoke; not NULL
+ * @param req    the request record; not NULL
+ * @param method the method's identity
+ * @param desc   the method's encoders
  * @return the status of the sending; 0 is success
  */
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,

@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# Builds the bench with gcc and clang in Release, runs it and prints one table.
+#
+# usage: scripts/bench.sh [--instructions] [--runs N]
+#   --instructions  count instructions under callgrind instead of timing
+#   --runs N        processes of each compiler whose timings are pooled (5)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+fail() {
+  echo "bench.sh: $1 (usage: scripts/bench.sh [--instructions] [--runs N])" >&2
+  exit 2
+}
+
+mode=timings
+runs=5
+while [ $# -gt 0 ]; do
+  case $1 in
+    --instructions) mode=instructions ;;
+    --runs)
+      [[ ${2-} =~ ^[1-9][0-9]*$ ]] || fail "--runs needs a positive number"
+      runs=$2
+      shift
+      ;;
+    *) fail "unknown argument '$1'" ;;
+  esac
+  shift
+done
+
+install_missing() {
+  local missing=() package
+  for package in cmake ninja-build g++ clang python3 valgrind libbenchmark-dev libflatbuffers-dev; do
+    dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local root=()
+  [ "$(id -u)" -eq 0 ] || root=(sudo)
+  "${root[@]}" apt-get update -q >&2
+  "${root[@]}" apt-get install -q -y "${missing[@]}" >&2
+}
+
+build() {
+  cmake --preset "$1" -B "build/bench-$1" -DTARN_BUILD_BENCH=ON -DBUILD_TESTING=OFF >/dev/null
+  cmake --build "build/bench-$1" --target mqc_bench >/dev/null
+}
+
+program() { echo "build/bench-$1/bench/mqc_bench"; }
+
+time_once() {
+  "$(program "$1")" --benchmark_min_time=0.002 --benchmark_repetitions=5 \
+    --benchmark_enable_random_interleaving=true --benchmark_out_format=json \
+    --benchmark_out="$2" >/dev/null
+}
+
+count_once() {
+  valgrind -q --tool=callgrind --combine-dumps=yes --callgrind-out-file="$2" \
+    "$(program "$1")" --instructions
+}
+
+install_missing
+results=build/bench-results
+rm -rf "$results"
+mkdir -p "$results"
+for compiler in gcc clang; do
+  build "$compiler"
+  "$(program "$compiler")" --list >"$results/$compiler.list"
+done
+cmp "$results/gcc.list" "$results/clang.list" || fail "gcc and clang encode differently"
+
+if [ "$mode" = instructions ]; then
+  for compiler in gcc clang; do count_once "$compiler" "$results/$compiler.1.run"; done
+else
+  for run in $(seq "$runs"); do
+    echo "run $run of $runs" >&2
+    for compiler in gcc clang; do time_once "$compiler" "$results/$compiler.$run.run"; done
+  done
+fi
+python3 bench/table.py "$results"
