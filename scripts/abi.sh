@@ -32,7 +32,7 @@ failed=0
 abidiff --harmless --no-show-locs "abi/$types" "$build/$types" || failed=1
 diff -u "abi/$order" "$build/$order" || failed=1
 if [ $failed -ne 0 ]; then
-  echo "abi.sh: not the interface kept in abi/; if it is meant to change: scripts/abi.sh --update" >&2
+  echo "abi.sh: not the interface kept in abi/; if this is meant: scripts/abi.sh --update" >&2
   exit 1
 fi
 echo "the interface is as kept: $(wc -l <"abi/$order") exports"

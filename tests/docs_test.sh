@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs the programs that docs/reading.md shows, on captured rule MAC requests in both encodings.
+# Runs the programs that docs/reading.md shows, on captured rule MAC requests in both encodings, and
+# compares the example that docs/testing.md shows with the file that is built.
 # usage: docs_test.sh SOURCE_DIR SEND_ALL CXX
 set -eu
 source=$1 send_all=$2 cxx=$3
@@ -7,10 +8,14 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 
-block() { awk -v open="^\`\`\`$1\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} on' "$source/docs/reading.md"; }
+# block DOCUMENT LANGUAGE: the code that the document shows in that language
+block() { awk -v open="^\`\`\`$2\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} on' "$source/docs/$1"; }
 
-block cpp >read.cpp
-block python >read.py
+block testing.md c | diff - "$source/examples/caller_test.c" ||
+  { echo "docs/testing.md shows another example than examples/caller_test.c" >&2; exit 1; }
+
+block reading.md cpp >read.cpp
+block reading.md python >read.py
 flatc --cpp --python "$source/schema/mqc_fes_intf.fbs"
 "$cxx" -std=c++17 -o read read.cpp
 mkdir captured

@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Builds the consumers against an installed tree, wherever it lies, and runs them; then has the
+# installed tarn-inspect show what the stand-in captured.
+# usage: use_installed.sh PREFIX LIBDIR
+# environment: CC CXX; for a cross build TOOLCHAIN (a CMake file) and EMULATOR (a command)
+set -eu
+[ $# -eq 2 ] && [ -d "$1/$2" ] || { echo "usage: use_installed.sh PREFIX LIBDIR" >&2; exit 2; }
+prefix=$1 lib=$1/$2
+here=$(cd "$(dirname "$0")" && pwd)
+for tool in pkg-config cmake flatc "${CC:?}" "${CXX:?}"; do
+  command -v "$tool" >/dev/null || { echo "use_installed.sh: $tool is missing" >&2; exit 1; }
+done
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/captured"
+read -ra emulator <<<"${EMULATOR:-}"
+run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
+
+echo "pkg-config:"
+flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc tarn_platform)
+read -ra flags <<<"$flags"
+"$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
+  "$here/pkg_config.c" -o "$work/pkg_config" "${flags[@]}" -Wl,--as-needed
+run "$work/pkg_config" "$work/captured"
+
+echo "find_package:"
+cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
+  ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} \
+  "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
+  cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
+run "$work/build/find_package"
+
+echo "tarn-inspect:"
+sent=$work/captured/0001-sendClassifierTemplate.compact.bin
+"$prefix/bin/tarn-inspect" "$sent" >"$work/json"
+"$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
+grep '"f6": 287454020' "$work/json"
+grep 'table field .f6. (UInt)' "$work/annotated"
