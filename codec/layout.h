@@ -85,13 +85,9 @@ struct Layout<SlotList<Slots...>> {
   /// Bytes of the compact table that do not depend on values, the root offset not among them.
   static constexpr std::size_t compactBase =
       vtableSize + tableHeaderSize + (codec::compactBase<Slots>() + ... + 0);
-  /// The longest that the part of the compact table told by its table size can grow.
-  static constexpr std::size_t longestTable =
-      tableHeaderSize +
-      ((Slots::kind == Kind::scalar ? Slots::size : offsetFieldSize + bodySize<Slots>()) + ... + 0);
 
-  static_assert(vtableSize <= maxTableSize && tableSize <= maxTableSize &&
-                    longestTable <= maxTableSize,
+  // The compact table is never longer: it has an offset field where this one has the nested block.
+  static_assert(vtableSize <= maxTableSize && tableSize <= maxTableSize,
                 "table grows past what 16-bit offsets can say");
 
   static constexpr auto fullVtable = [] {

@@ -6,6 +6,7 @@
 #   --runs N        processes of each compiler whose timings are pooled (5)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/packages.sh
 
 fail() {
   echo "bench.sh: $1 (usage: scripts/bench.sh [--instructions] [--runs N])" >&2
@@ -27,18 +28,6 @@ while [ $# -gt 0 ]; do
   shift
 done
 
-install_missing() {
-  local missing=() package
-  for package in cmake ninja-build g++ clang python3 valgrind libbenchmark-dev libflatbuffers-dev; do
-    dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
-  done
-  [ ${#missing[@]} -eq 0 ] && return
-  local root=()
-  [ "$(id -u)" -eq 0 ] || root=(sudo)
-  "${root[@]}" apt-get update -q >&2
-  "${root[@]}" apt-get install -q -y "${missing[@]}" >&2
-}
-
 build() {
   cmake --preset "$1" -B "build/bench-$1" -DTARN_BUILD_BENCH=ON -DBUILD_TESTING=OFF >/dev/null
   cmake --build "build/bench-$1" --target mqc_bench >/dev/null
@@ -57,7 +46,7 @@ count_once() {
     "$(program "$1")" --instructions
 }
 
-install_missing
+need "${build_packages[@]}" clang python3 valgrind libbenchmark-dev libflatbuffers-dev >&2
 results=build/bench-results
 rm -rf "$results"
 mkdir -p "$results"

@@ -79,6 +79,8 @@ def noticed_by():
     for test in TESTS:
         if not run(f"build/tests/{test}", "--gtest_brief=1", seconds=60):
             return test
+    if not run("ctest", "--test-dir", "build", "-R", "SlotListErrors"):
+        return "SlotListErrors"
     return None
 
 

@@ -10,8 +10,21 @@ struct Padded {
   u32 f3;
 };
 
+struct Nested {
+  u32 f0;
+  u8 f1[4];
+};
+
+struct Nesting {
+  Nested f0[2];
+  u8 f1;
+  u8 f2;
+  u32 f3;
+};
+
 struct TooLong {
-  u8 f0[65532];
+  u16 f0;
+  u8 f1[65522];
 };
 
 struct Signed {
@@ -30,12 +43,15 @@ SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f2))
 SLOTS(Padded, SLOT(f1), SLOT(f2), SLOT(f3))
 #elif defined(MISSES_WHAT_LOOKS_LIKE_PADDING)
 SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f3))
+#elif defined(MISSES_BEHIND_NESTED)
+SLOTS(Nested, SLOT(f0), SLOT(f1))
+SLOTS(Nesting, SLOT(f0), SLOT(f1), SLOT(f3))
 #elif defined(REPEATS)
 SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f1), SLOT(f2), SLOT(f3))
 #elif defined(REORDERS)
 SLOTS(Padded, SLOT(f0), SLOT(f2), SLOT(f1), SLOT(f3))
 #elif defined(GROWS_TOO_LONG)
-SLOTS(TooLong, SLOT(f0))
+SLOTS(TooLong, SLOT(f0), SLOT(f1))
 constexpr auto size = codec::LayoutOf<TooLong>::fullSize;
 #elif defined(SIGNED_MEMBER)
 SLOTS(Signed, SLOT(f0))
@@ -43,9 +59,7 @@ SLOTS(Signed, SLOT(f0))
 SLOTS(Pointed, BUFFER(f0_len, f0), SLOT(f1))
 #else
 SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3))
-constexpr auto size = codec::LayoutOf<Padded>::fullSize;
-#endif
-
-#if !defined(GROWS_TOO_LONG) && !defined(SIGNED_MEMBER) && !defined(TORN_BUFFER)
-using List = codec::ListOf<Padded>;
+SLOTS(Nested, SLOT(f0), SLOT(f1))
+SLOTS(Nesting, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3))
+constexpr auto size = codec::LayoutOf<Padded>::fullSize + codec::LayoutOf<Nesting>::fullSize;
 #endif

@@ -108,49 +108,12 @@ inline std::string expand(const std::string& text) {
   return shown;
 }
 
-/// Text for expand(): words as they stand on the wire.
-template <class Word>
-std::string words(std::initializer_list<Word> values) {
-  std::string text = " ";
-  for (const Word value : values) {
-    for (std::size_t i = 0; i < sizeof(Word); ++i) {
-      char pair[3];
-      std::snprintf(pair, sizeof pair, "%02X", static_cast<u8>(value >> 8 * i));
-      text += pair;
-    }
-    text += ' ';
-  }
-  return text;
-}
-
-/// The same for count words in equal steps.
-template <class Word>
-std::string steps(Word first, u32 count, Word step = 1) {
-  std::string text;
-  for (u32 i = 0; i < count; ++i) text += words<Word>({static_cast<Word>(first + i * step)});
-  return text;
-}
-
 /// The record on memory that ends at a guard page as well.
 template <class Record>
 void expectCompact(SetIdl setIdl, const Record& record, const std::string& text) {
   Guarded req(&record, sizeof record);
   const IdlMsgDesc desc = describe(setIdl);
   EXPECT_EQ(expand(text), show(compact(desc, req.data(), 0x00), compact(desc, req.data(), 0xFF)));
-}
-
-template <class Record>
-void expectFull(SetIdl setIdl, const Record& record, const std::string& text) {
-  Guarded req(&record, sizeof record);
-  const IdlMsgDesc desc = describe(setIdl);
-  EXPECT_EQ(expand(text), show(full(desc, req.data(), 0x00), full(desc, req.data(), 0xFF)));
-}
-
-template <class Record>
-void expectBytes(SetIdl setIdl, const Record& record, const std::string& compactText,
-                 const std::string& fullText) {
-  expectCompact(setIdl, record, compactText);
-  expectFull(setIdl, record, fullText);
 }
 
 }  // namespace wire

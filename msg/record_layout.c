@@ -1,6 +1,6 @@
 /*
- * Size of every record, and offset and width of every member, as callers were built with them. It
- * compiles only while the header keeps to them.
+ * Size of every record, and offset and width of every member, as callers were built with them. The
+ * library compiles only while the header keeps to them, whatever it is built for.
  */
 #include <stddef.h>
 
@@ -20,7 +20,7 @@
      _Static_assert(condition, words); \
    }) == 1)
 
-void layouts(void) {
+void recordLayout(void) {
   LAYOUT(PackBuf, 16, AT(buf, 0, 8) && AT(pLen, 8, 8))
   LAYOUT(IdlMsgDesc, 48,
          AT(slot0, 0, 8) && AT(pack, 8, 8) && AT(slot2, 16, 8) && AT(slot3, 24, 8) &&
