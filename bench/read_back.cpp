@@ -1,0 +1,78 @@
+#include "bench/read_back.h"
+
+#include <flatbuffers/flatbuffers.h>
+
+#include <cstring>
+
+namespace bench {
+namespace {
+
+using flatbuffers::Table;
+using Tables = flatbuffers::Vector<flatbuffers::Offset<Table>>;
+
+bool holdsTable(const codec::TableInfo& info, const Table* table, const u8* record);
+
+template <class Word>
+bool holdsScalar(const Table& table, flatbuffers::voffset_t field, const u8* member) {
+  return table.GetField<Word>(field, 0) == codec::load<Word>(member);
+}
+
+/// The count of a vector stands before its bytes, whatever its elements are.
+bool holdsVector(const u8* vector, u32 count, const u8* bytes, u32 size) {
+  return vector != nullptr && flatbuffers::ReadScalar<u32>(vector) == count &&
+         std::memcmp(vector + sizeof count, bytes, size) == 0;
+}
+
+bool holdsBuffer(const codec::SlotInfo& slot, const u8* vector, const u8* record) {
+  const u32 length = codec::load<u32>(record + slot.offset);
+  const u8* const bytes = codec::load<const u8*>(record + slot.offset + slot.size - sizeof bytes);
+  if (bytes == nullptr || length == 0) return vector == nullptr;
+  return holdsVector(vector, length, bytes, length);
+}
+
+bool holdsTables(const codec::SlotInfo& slot, const Tables* tables, const u8* members) {
+  if (tables == nullptr || tables->size() != slot.count) return false;
+  for (u32 i = 0; i < slot.count; ++i) {
+    if (!holdsTable(*slot.table, tables->Get(i), members + i * slot.width)) return false;
+  }
+  return true;
+}
+
+bool holdsSlot(const codec::SlotInfo& slot, const Table& table, flatbuffers::voffset_t field,
+               const u8* record) {
+  const u8* const member = record + slot.offset;
+  switch (slot.kind) {
+    case codec::Kind::scalar:
+      if (slot.width == 1) return holdsScalar<u8>(table, field, member);
+      if (slot.width == 2) return holdsScalar<u16>(table, field, member);
+      return holdsScalar<u32>(table, field, member);
+    case codec::Kind::vector:
+      return holdsVector(table.GetPointer<const u8*>(field), slot.count, member, slot.size);
+    case codec::Kind::table:
+      return holdsTable(*slot.table, table.GetPointer<const Table*>(field), member);
+    case codec::Kind::tables:
+      return holdsTables(slot, table.GetPointer<const Tables*>(field), member);
+    case codec::Kind::buffer:
+      return holdsBuffer(slot, table.GetPointer<const u8*>(field), record);
+  }
+  return false;
+}
+
+bool holdsTable(const codec::TableInfo& info, const Table* table, const u8* record) {
+  if (table == nullptr) return false;
+  for (u32 i = 0; i < info.slotCount; ++i) {
+    const auto slot = static_cast<flatbuffers::voffset_t>(i);
+    if (!holdsSlot(info.slots[i], *table, flatbuffers::FieldIndexToOffset(slot), record)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool holds(const codec::TableInfo& table, const u8* encoding, const u8* record) {
+  return holdsTable(table, flatbuffers::GetRoot<Table>(encoding), record);
+}
+
+}  // namespace bench
