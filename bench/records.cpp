@@ -6,9 +6,17 @@
 namespace bench {
 namespace {
 
+/// Other records for every message, the same in every process.
+u32 seedOf(const char* name) {
+  u32 seed = 1;
+  for (; *name != '\0'; ++name) seed = seed * 31 + static_cast<u8>(*name);
+  return seed;
+}
+
 class Filler {
  public:
-  Filler(Pattern pattern, Records& records) : pattern_(pattern), records_(records) {}
+  Filler(Pattern pattern, Records& records, u32 seed)
+      : pattern_(pattern), records_(records), random_(seed) {}
 
   void fill(const codec::TableInfo& table, u8* record) {
     for (u32 i = 0; i < table.slotCount; ++i) fillSlot(table.slots[i], record);
@@ -57,7 +65,7 @@ class Filler {
 
   Pattern pattern_;
   Records& records_;
-  std::minstd_rand random_{1};
+  std::mt19937 random_;
   u32 scalars_ = 0;
 };
 
@@ -71,7 +79,7 @@ const char* nameOf(Pattern pattern) {
 Records makeRecords(const codec::TableInfo& table, Pattern pattern) {
   Records records{table.recordSize, pattern == Pattern::mixed ? 64u : 1u, {}, {}};
   records.bytes.resize(std::size_t{records.size} * records.count);
-  Filler filler(pattern, records);
+  Filler filler(pattern, records, seedOf(table.name));
   for (u32 i = 0; i < records.count; ++i)
     filler.fill(table, records.bytes.data() + i * records.size);
   return records;

@@ -12,7 +12,7 @@ struct Padded {
 
 struct Nested {
   u32 f0;
-  u8 f1[4];
+  u8 f1[3];
 };
 
 struct Nesting {
