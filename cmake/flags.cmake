@@ -18,6 +18,7 @@ add_library(tarn_lean_code INTERFACE)
 target_compile_options(
   tarn_lean_code
   INTERFACE -fvisibility=hidden
+            -fno-plt
             -ffunction-sections
             -fdata-sections
             $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>

@@ -38,7 +38,7 @@ program() { echo "build/bench-$1/bench/mqc_bench"; }
 time_once() {
   "$(program "$1")" --benchmark_min_time=0.002 --benchmark_repetitions=5 \
     --benchmark_enable_random_interleaving=true --benchmark_out_format=json \
-    --benchmark_out="$2" >/dev/null
+    --benchmark_out="$2" >"$2.log" 2>&1 || { cat "$2.log" >&2; fail "$1's program failed"; }
 }
 
 count_once() {
