@@ -38,10 +38,10 @@ const char* nullness(const void* pointer) {
 
 }  // namespace
 
-u32 parameterError(EncoderName encoder, const u8* buf, u32 capacity, const void* req) {
+u32 parameterError(const char* name, u32 line, const u8* buf, u32 capacity, const void* req) {
   if (const KvrOsalLogWriteFn log = lookUpLogWrite()) {
-    log(&logModule, logLevel, logCode, "", encoder.line, encoder.name,
-        "[VELTA]:Param invalid(%s, %u, %s)", nullness(buf), capacity, nullness(req));
+    log(&logModule, logLevel, logCode, "", line, name, "[VELTA]:Param invalid(%s, %u, %s)",
+        nullness(buf), capacity, nullness(req));
   }
   return 0;
 }

@@ -7,30 +7,25 @@
 
 namespace codec {
 
-/// How an encoder names itself in the log.
-struct EncoderName {
-  const char* name;
-  u32 line;
-};
-
 /// Bytes that any encoding takes; a smaller capacity is a parameter error.
 inline constexpr u32 leastCapacity = 4;
 
-/// Logs one parameter error, if the process has the platform's log function, and returns 0.
-[[gnu::cold, gnu::noinline, gnu::visibility("hidden")]] u32 parameterError(EncoderName encoder,
-                                                                           const u8* buf,
+/// Logs one parameter error of the encoder called name, if the process has the platform's log
+/// function, and returns 0.
+[[gnu::cold, gnu::noinline, gnu::visibility("hidden")]] u32 parameterError(const char* name,
+                                                                           u32 line, const u8* buf,
                                                                            u32 capacity,
                                                                            const void* req);
 
-/// The compact encoder of the messages with this slot list.
+/// The compact encoder of the messages with this slot list; name and line are for the log.
 template <class List>
-CODEC_INLINE u32 pack(const PackBuf* cursor, const void* req, EncoderName encoder) {
+CODEC_INLINE u32 pack(const PackBuf* cursor, const void* req, const char* name, u32 line) {
   const u8* const record = static_cast<const u8*>(req);
   if (cursor == nullptr) return record == nullptr ? 0 : compactSize<List>(record);
   u8* const out = cursor->buf;
   const u32 capacity = cursor->pLen == nullptr ? 0 : *cursor->pLen;
   if (record == nullptr || out == nullptr || capacity < leastCapacity) [[unlikely]] {
-    return parameterError(encoder, out, capacity, req);
+    return parameterError(name, line, out, capacity, req);
   }
   return packMessage<List>(out, record);
 }

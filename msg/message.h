@@ -9,10 +9,10 @@
 #include "msg/encoders.h"
 
 /// The compact encoder of a message; line names it in the log.
-#define COMPACT_ENCODER(Type, line)                                              \
-  constinit const codec::TableInfo Type##_table = codec::Described<Type>::info;  \
-  u32 Type##_pack(PackBuf* cursor, const void* req) {                            \
-    return codec::pack<codec::ListOf<Type>>(cursor, req, {#Type "_pack", line}); \
+#define COMPACT_ENCODER(Type, line)                                             \
+  constinit const codec::TableInfo Type##_table = codec::Described<Type>::info; \
+  u32 Type##_pack(PackBuf* cursor, const void* req) {                           \
+    return codec::pack<codec::ListOf<Type>>(cursor, req, #Type "_pack", line);  \
   }
 
 /// The full encoder and the full-size getter of a message.
