@@ -11,9 +11,9 @@
 
 namespace codec {
 
-inline constexpr std::size_t rootOffsetSize = 4;   ///< and of every offset field and vector count
-inline constexpr std::size_t offsetFieldSize = 4;  //
-inline constexpr std::size_t countSize = 4;
+inline constexpr std::size_t rootOffsetSize = 4;
+inline constexpr std::size_t offsetFieldSize = 4;
+inline constexpr std::size_t countSize = 4;          ///< of a vector
 inline constexpr std::size_t vtableHeaderSize = 4;   ///< vtable size, table size
 inline constexpr std::size_t tableHeaderSize = 4;    ///< table-to-vtable offset
 inline constexpr std::size_t maxTableSize = 0xFFFF;  ///< what a vtable's 16 bits can say
@@ -87,6 +87,7 @@ struct Layout<SlotList<Slots...>> {
       vtableSize + tableHeaderSize + (codec::compactBase<Slots>() + ... + 0);
 
   // The compact table is never longer: it has an offset field where this one has the nested block.
+  // Only a buffer outgrows its table size.
   static_assert(vtableSize <= maxTableSize && tableSize <= maxTableSize,
                 "table grows past what 16-bit offsets can say");
 

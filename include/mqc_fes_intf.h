@@ -61,10 +61,11 @@ typedef struct PackBuf {
  * A compact encoder.
  *
  * With a NULL cursor: returns the bytes that the compact encoding of req takes, 0 for a NULL req
- * (or a size past 32 bits); writes and logs nothing. With a cursor: writes the encoding and
- * returns its length, or logs one parameter error and returns 0 when req or the output is NULL or
- * the capacity is below 4. The output must hold as many bytes as the size query told; no more than
- * the 4 is checked. Safe from any thread.
+ * (or a size past 32 bits); writes and logs nothing. A batch request with a pointer but no length
+ * counts 8 bytes that are then not written. With a cursor: writes the encoding and returns its
+ * length, or logs one parameter error and returns 0 when req or the output is NULL or the capacity
+ * is below 4; a NULL pLen is a capacity of 0. The output must hold as many bytes as the size query
+ * told; no more than the 4 is checked. Safe from any thread.
  */
 typedef u32 (*IdlPackFn)(PackBuf* cursor, const void* req);
 
@@ -523,9 +524,10 @@ typedef struct MQC_SmoothMsg {
 } MQC_SmoothMsg;
 
 /**
- * Request of `ProcMqcBatchMsg`: 24 bytes; compact 20 to 32, plus 8 and the length when a buffer
- * is sent; no full encoding. The buffer is borrowed for the call. A buffer past 65,511 bytes
- * goes out whole, but the table size on the wire, 16 bits wide, then stays at 65,535.
+ * Request of `ProcMqcBatchMsg`: 24 bytes; compact 20 to 32, plus 8 and the length when a buffer is
+ * sent; no full encoding. The buffer is borrowed for the call. However long it is, it goes out
+ * whole; past 65,523 bytes, less 4 for each non-zero scalar, the table size on the wire, 16 bits
+ * wide, stays at 65,535.
  */
 typedef struct MQC_BrkBatchMsg {
   u32 f0, f1, f2;

@@ -8,7 +8,8 @@
 #include "codec/shared_tables.h"
 #include "msg/encoders.h"
 
-/// The compact encoder of a message; line names it in the log.
+/// The compact encoder of a message; line names it in the log. Beside it the slot list as data, for
+/// the tests: the shared object drops what nobody in it reads.
 #define COMPACT_ENCODER(Type, line)                                             \
   constinit const codec::TableInfo Type##_table = codec::Described<Type>::info; \
   u32 Type##_pack(PackBuf* cursor, const void* req) {                           \

@@ -47,7 +47,10 @@ u32 TarnPlatform_setCaptureDir(const char* path) {
 
 u64 TarnPlatform_delivered(TarnVariant variant) {
   u64 count = 0;
-  platform::change([&](Settings& settings) { count = settings.delivered.at(variant); });
+  platform::change([&](Settings& settings) {
+    const auto i = static_cast<std::size_t>(variant);
+    if (i < settings.delivered.size()) count = settings.delivered[i];
+  });
   return count;
 }
 

@@ -99,7 +99,8 @@ void TarnPlatform_setHandleAvailable(int available);
  * Sets the directory that keeps every message, a file for each encoding:
  * `0007-sendRuleMac.compact.bin` and `0007-sendRuleMac.full.bin`. The number counts the messages
  * and continues after the highest in the directory; processes that share a directory may use a
- * number twice. No file is ever overwritten, and a message's files are there whole or not at all.
+ * number twice. No file is ever overwritten, and a message's files are there whole or not at all,
+ * unless the process is killed between the two.
  *
  * A directory that cannot be written is set nonetheless: it fails the calls until it can be
  * written. Each failure is one line on stderr with the path and the reason.
@@ -114,7 +115,7 @@ u32 TarnPlatform_setCaptureDir(const char* path);
  * captured, whatever status they were answered with.
  *
  * @param variant which messages to count
- * @return the number of messages
+ * @return the number of messages; 0 for a variant that there is not
  */
 u64 TarnPlatform_delivered(TarnVariant variant);
 

@@ -4,10 +4,11 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
+[ $# -eq 0 ] || { echo "usage: demo.sh" >&2; exit 2; }
 need "${build_packages[@]}" flatbuffers-compiler
 
-cmake --preset demo >/dev/null
-cmake --build --preset demo >/dev/null
+quietly cmake --preset demo
+quietly cmake --build --preset demo
 captured=$(mktemp -d)
 trap 'rm -rf "$captured"' EXIT
 mkdir "$captured/first" "$captured/all"
@@ -18,6 +19,7 @@ build/demo/examples/first_call "$captured/first"
 
 title "The same request as captured on its way out"
 scripts/inspect.sh --annotate "$captured"/first/0001-*
+echo
 scripts/inspect.sh "$captured"/first/0001-*.compact.bin
 
 build/demo/examples/send_all "$captured/all" >"$captured/table"

@@ -8,11 +8,16 @@ header=$here/../include/mqc_fes_intf.h
 schema=$here/../schema/mqc_fes_intf.fbs
 . "$here/packages.sh"
 
-usage() { echo "usage: inspect.sh [--json | --annotate] FILE..." >&2; exit 2; }
+me=${TARN_INSPECT_NAME:-inspect.sh}
+
+usage() { echo "usage: $me [--json | --annotate] FILE..." >&2; exit 2; }
 
 form=--json
 case ${1:-} in
   --json | --annotate) form=$1; shift ;;
+esac
+case ${1:-} in
+  --) shift ;;
   -*) usage ;;
 esac
 [ $# -gt 0 ] || usage
@@ -21,7 +26,7 @@ need flatbuffers-compiler >&2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-refuse() { echo "inspect.sh: $1: $2" >&2; failed=1; }
+refuse() { echo "$me: $1: $2" >&2; failed=1; }
 
 # root_type METHOD: the request record in the method's row of the roll call
 root_type() { sed -nE "s/.*(BOTH|COMPACT)\\($1, ([A-Za-z0-9_]+)\\).*/\\2/p" "$header"; }
@@ -29,7 +34,7 @@ root_type() { sed -nE "s/.*(BOTH|COMPACT)\\($1, ([A-Za-z0-9_]+)\\).*/\\2/p" "$he
 show() {
   local file=$1 name method type
   [ -f "$file" ] && [ -r "$file" ] || { refuse "$file" "cannot be read"; return; }
-  name=$(basename "$file")
+  name=${file##*/}
   method=$(sed -nE 's/^[0-9]+-([A-Za-z0-9_]+)\.(compact|full)\.bin$/\1/p' <<<"$name")
   [ -n "$method" ] || { refuse "$file" "its name is not NUMBER-METHOD.compact.bin or .full.bin"; return; }
   type=$(root_type "$method")
@@ -39,14 +44,14 @@ show() {
   # it annotates.
   cp "$schema" "$work/schema.fbs"
   echo "root_type $type;" >>"$work/schema.fbs"
-  cp "$file" "$work/message.bin"
+  cp -- "$file" "$work/message.bin"
   rm -f "$work/message.afb" "$work/message.json"
-  [ "$(stat -c %s "$file")" -ge 12 ] &&
+  [ "$(stat -c %s -- "$file")" -ge 12 ] &&
     (cd "$work" && timeout 10 flatc --annotate schema.fbs -- message.bin) >/dev/null 2>&1 &&
     [ -s "$work/message.afb" ] && ! grep -q 'ERROR' "$work/message.afb" ||
     { refuse "$file" "damaged, or not a $type"; return; }
   if [ "$form" = --annotate ]; then
-    echo "$name: $type, $(stat -c %s "$file") bytes"
+    echo "$name: $type, $(stat -c %s -- "$file") bytes"
     awk -f "$here/annotated.awk" "$work/message.afb" "$work/message.afb"
   else
     (cd "$work" && timeout 10 flatc --json --raw-binary --strict-json --defaults-json \

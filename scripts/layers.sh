@@ -7,7 +7,7 @@ failed=0
 # layer FOLDER ALLOWED: quoted includes of the folder's files match the pattern
 layer() {
   local bad
-  bad=$(grep -nE '^ *# *include "' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
+  bad=$(grep -nE '^ *# *include ("|<(codec|msg|stubs|platform|mqc_fes))' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
     grep -vE "include \"($2)\"" || true)
   [ -z "$bad" ] || { printf 'include against the layers:\n%s\n' "$bad" >&2; failed=1; }
 }

@@ -15,7 +15,6 @@ out=$PWD/build/packages
 rm -rf "$out"
 mkdir -p "$out"
 fail() { echo "package.sh: $*" >&2; exit 1; }
-quietly() { "$@" >"$out/log" 2>&1 || { cat "$out/log" >&2; fail "this failed: $*"; }; }
 
 # make_packages ARCHITECTURE PRESET TRIPLET
 make_packages() {

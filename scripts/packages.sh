@@ -19,6 +19,18 @@ need() {
       "${missing[@]}" >/dev/null
 }
 
+# quietly COMMAND...: its output only if it fails
+quietly() {
+  local log
+  log=$(mktemp)
+  if ! "$@" >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}
+
 build_packages=(cmake ninja-build gcc g++ libc6-dev)
 test_packages=(binutils libgtest-dev libflatbuffers-dev flatbuffers-compiler python3-flatbuffers
   valgrind pkg-config)

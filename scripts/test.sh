@@ -5,6 +5,7 @@ set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
+[ $# -le 1 ] || { echo "usage: test.sh [PRESET]" >&2; exit 2; }
 preset=${1:-gcc}
 case $preset in
   gcc) need "${build_packages[@]}" "${test_packages[@]}" ;;

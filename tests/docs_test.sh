@@ -14,6 +14,8 @@ block() { awk -v open="^\`\`\`$2\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} o
 block testing.md c | diff - "$source/examples/caller_test.c" ||
   { echo "docs/testing.md shows another example than examples/caller_test.c" >&2; exit 1; }
 
+! grep -nE '@[A-Z]+@' "$source"/*.md "$source"/docs/*.md ||
+  { echo "a placeholder is left in the documents" >&2; exit 1; }
 block reading.md cpp >read.cpp
 block reading.md python >read.py
 flatc --cpp --python "$source/schema/mqc_fes_intf.fbs"
@@ -28,6 +30,9 @@ for file in captured/0016-sendRuleMac.{compact,full}.bin; do
     [ "$found" = "$expected" ] || { echo "$reader $file: $found, expected $expected" >&2; exit 1; }
   done
 done
+sed -n '/^\$ scripts\/inspect.sh/,/^```/p' "$source/README.md" | sed '1d;$d' >shown
+"$source/scripts/inspect.sh" captured/0016-sendRuleMac.compact.bin | diff shown - ||
+  { echo "README.md shows another request than the example sends" >&2; exit 1; }
 head -c 60 captured/0016-sendRuleMac.compact.bin >cut.bin
 ! ./read cut.bin 2>/dev/null || { echo "the C++ reader takes a message that was cut" >&2; exit 1; }
 echo "both readers read both encodings"

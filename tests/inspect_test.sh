@@ -47,6 +47,26 @@ refused bad/0003-sendNothing.full.bin 'no method'
 cp all/0016-sendRuleMac.full.bin bad/message
 refused bad/message 'its name'
 refused bad/absent 'cannot be read'
+# Whatever was damaged, the answer is a message that is shown or one line that refuses it.
+RANDOM=20261
+for file in all/0016-sendRuleMac.compact.bin all/0097-act_redirect_nhp.full.bin; do
+  size=$(stat -c %s "$file")
+  for round in $(seq 20); do
+    damaged=bad/${file##*/}
+    head -c $((round % 4 == 0 ? RANDOM % size : size)) "$file" >"$damaged"
+    printf "\\x$(printf %02x $((RANDOM % 256)))" |
+      dd of="$damaged" bs=1 seek=$((RANDOM % (round % 2 == 0 ? 64 : size))) conv=notrunc 2>/dev/null
+    if "$inspect" "$damaged" >shown 2>said; then
+      [ -s shown ] && [ ! -s said ] || fail "$damaged, round $round: shown with a complaint"
+    else
+      [ "$(wc -l <said)" -eq 1 ] && [ ! -s shown ] || fail "$damaged, round $round: $(cat said)"
+    fi
+  done
+done
+
+mkdir ./-odd
+cp all/0016-sendRuleMac.full.bin ./-odd/0001-sendRuleMac.full.bin
+"$inspect" --json -- -odd/0001-sendRuleMac.full.bin | diff - full || fail "a path that begins with a dash"
 status=0
 "$inspect" 2>said || status=$?
 [ "$status" -eq 2 ] && grep -q usage said || fail "no files: no usage"

@@ -55,6 +55,8 @@ SLOTS(TooLong, SLOT(f0), SLOT(f1))
 constexpr auto size = codec::LayoutOf<TooLong>::fullSize;
 #elif defined(SIGNED_MEMBER)
 SLOTS(Signed, SLOT(f0))
+#elif defined(BUFFER_BEHIND_ITS_LENGTH)
+SLOTS(Pointed, BUFFER(f1, f0_len))
 #elif defined(TORN_BUFFER)
 SLOTS(Pointed, BUFFER(f0_len, f0), SLOT(f1))
 #else

@@ -59,6 +59,15 @@ grep -q GNU_RELRO "$work/segments" || fail "no RELRO segment"
 grep -E 'GNU_STACK' "$work/segments" | grep -q 'RW ' || fail "no GNU_STACK segment that is RW only"
 ! grep -qE 'LOAD.* RWE ' "$work/segments" || fail "a segment is writable and executable"
 
+# Branch protection, marked on the whole object.
+protection=$("$readelf" -nW "$library" 2>/dev/null | sed -n 's/.*feature: //p')
+case $("$readelf" -hW "$library" | sed -n 's/.*Machine: *//p') in
+  *X86-64*) wanted='IBT, SHSTK' ;;
+  AArch64) wanted='BTI, PAC' ;;
+  *) wanted='' ;;
+esac
+[[ $protection == *"$wanted"* ]] || fail "branch protection is '$protection', not '$wanted'"
+
 # Two names for each MethodId, the log module's two, the server address's one.
 relative=$("$readelf" -rW "$library" | grep -cE '_RELATIVE' || true)
 [ "$relative" -eq 113 ] || fail "$relative relative relocations, not 113"
