@@ -104,5 +104,5 @@ quietly apt-get --simulate --no-install-recommends install "$out"/*_amd64.deb
 CC=aarch64-linux-gnu-gcc CXX=aarch64-linux-gnu-g++ TOOLCHAIN=$PWD/cmake/aarch64.cmake \
   EMULATOR='qemu-aarch64 -L /usr/aarch64-linux-gnu' check arm64 aarch64-linux-gnu AArch64
 
-rm -r "$out"/{expected,held,log}
+rm -r "$out"/{expected,held}
 ls "$out"/*.deb

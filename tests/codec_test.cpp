@@ -19,6 +19,12 @@ struct Outer {
   u8 f5;
 };
 
+struct Lent {
+  u8 f0;
+  u32 f1_len;
+  const u8* f1;
+};
+
 struct LongTable {
   u16 f0;
   u8 f1[65521];
@@ -28,6 +34,7 @@ struct LongTable {
 
 SLOTS(sample::Inner, SLOT(f0), SLOT(f1))
 SLOTS(sample::Outer, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3), SLOT(f4), SLOT(f5))
+SLOTS(sample::Lent, SLOT(f0), BUFFER(f1_len, f1))
 SLOTS(sample::LongTable, SLOT(f0), SLOT(f1))
 
 namespace {
@@ -88,6 +95,13 @@ TEST(Codec, FullEncodingOfEveryKind) {
                          ("04000000 ECFFFFFF 0403 04000000 03000000 070809 " + vtable) +
                          "44332211 . 09 . 2*-- . 1000 8600 . 0400 0500 5500 6100 8100 8500 . 4*--"),
             full(record));
+}
+
+TEST(Codec, BufferBehindAGap) {
+  const u8 bytes[] = {7, 8, 9};
+  EXPECT_EQ(wire::expand("0C000000 . 0800 1000 . 0400 0500 . 08000000 . 06 . 04000000 . "
+                         "03000000 070809"),
+            compact(sample::Lent{6, 3, bytes}));
 }
 
 // The longest table that its vtable can describe: 4 + 2 + 8 + 65,521 bytes.

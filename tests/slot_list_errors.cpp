@@ -15,11 +15,16 @@ struct Nested {
   u8 f1[3];
 };
 
+struct Single {
+  u32 f0;
+};
+
 struct Nesting {
   Nested f0[2];
-  u8 f1;
+  Single f1;
   u8 f2;
-  u32 f3;
+  u8 f3;
+  u32 f4;
 };
 
 struct TooLong {
@@ -45,7 +50,8 @@ SLOTS(Padded, SLOT(f1), SLOT(f2), SLOT(f3))
 SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f3))
 #elif defined(MISSES_BEHIND_NESTED)
 SLOTS(Nested, SLOT(f0), SLOT(f1))
-SLOTS(Nesting, SLOT(f0), SLOT(f1), SLOT(f3))
+SLOTS(Single, SLOT(f0))
+SLOTS(Nesting, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f4))
 #elif defined(REPEATS)
 SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f1), SLOT(f2), SLOT(f3))
 #elif defined(REORDERS)
@@ -62,6 +68,7 @@ SLOTS(Pointed, BUFFER(f0_len, f0), SLOT(f1))
 #else
 SLOTS(Padded, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3))
 SLOTS(Nested, SLOT(f0), SLOT(f1))
-SLOTS(Nesting, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3))
+SLOTS(Single, SLOT(f0))
+SLOTS(Nesting, SLOT(f0), SLOT(f1), SLOT(f2), SLOT(f3), SLOT(f4))
 constexpr auto size = codec::LayoutOf<Padded>::fullSize + codec::LayoutOf<Nesting>::fullSize;
 #endif
