@@ -31,6 +31,15 @@ refuse() { echo "$me: $1: $2" >&2; failed=1; }
 # root_type METHOD: the request record in the method's row of the roll call
 root_type() { sed -nE "s/.*(BOTH|COMPACT)\\($1, ([A-Za-z0-9_]+)\\).*/\\2/p" "$header"; }
 
+# In a shell of its own, which hears in silence when a damaged message crashes flatc.
+run_flatc() {
+  (
+    cd "$work"
+    timeout 10 flatc "$@"
+    exit $?
+  ) >/dev/null 2>&1
+}
+
 show() {
   local file=$1 name method type
   [ -f "$file" ] && [ -r "$file" ] || { refuse "$file" "cannot be read"; return; }
@@ -46,17 +55,15 @@ show() {
   echo "root_type $type;" >>"$work/schema.fbs"
   cp -- "$file" "$work/message.bin"
   rm -f "$work/message.afb" "$work/message.json"
-  [ "$(stat -c %s -- "$file")" -ge 12 ] &&
-    (cd "$work" && timeout 10 flatc --annotate schema.fbs -- message.bin) >/dev/null 2>&1 &&
+  [ "$(stat -c %s -- "$file")" -ge 12 ] && run_flatc --annotate schema.fbs -- message.bin &&
     [ -s "$work/message.afb" ] && ! grep -q 'ERROR' "$work/message.afb" ||
     { refuse "$file" "damaged, or not a $type"; return; }
   if [ "$form" = --annotate ]; then
     echo "$name: $type, $(stat -c %s -- "$file") bytes"
     awk -f "$here/annotated.awk" "$work/message.afb" "$work/message.afb"
   else
-    (cd "$work" && timeout 10 flatc --json --raw-binary --strict-json --defaults-json \
-      --root-type "$type" schema.fbs -- message.bin) >/dev/null 2>&1 ||
-      { refuse "$file" "damaged, or not a $type"; return; }
+    run_flatc --json --raw-binary --strict-json --defaults-json --root-type "$type" schema.fbs \
+      -- message.bin || { refuse "$file" "damaged, or not a $type"; return; }
     sed -zE 's/\n *([0-9]+)/ \1/g; s/([0-9])\n *\]/\1 ]/g' "$work/message.json"
   fi
 }
