@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Breaks the library one token at a time and sees that a test notices.
 
-usage: mutate.py [--count N] [--seed S] [--list]
+usage: mutate.py [--file NAME] [--count N] [--seed S] [--list]
 
 Works on a copy of the tree in build/mutants. Each mutant is built and run against the test programs
 until one fails. A mutant that none notices is a survivor: a gap in the tests, or equivalent, which
@@ -121,12 +121,13 @@ def try_mutant(name, number, mutated):
 
 
 def main():
-    parser = argparse.ArgumentParser(usage="mutate.py [--count N] [--seed S] [--list]")
+    parser = argparse.ArgumentParser(usage="mutate.py [--file NAME] [--count N] [--seed S] [--list]")
+    parser.add_argument("--file", default="", help="of this source alone")
     parser.add_argument("--count", type=int, default=0, help="as many, drawn by chance; 0: all")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--list", action="store_true")
     arguments = parser.parse_args()
-    chosen = list(mutants())
+    chosen = [mutant for mutant in mutants() if arguments.file in ("", mutant[0])]
     if 0 < arguments.count < len(chosen):
         chosen = random.Random(arguments.seed).sample(chosen, arguments.count)
     if arguments.list:
