@@ -10,24 +10,22 @@
 #include <iterator>
 #include <string>
 
-#include "platform/bounded_memory.h"
-#include "platform/rpc.h"
+#include "recorder.h"
+
+using recorder::platform;
 
 namespace {
 
-// A runtime that encodes into one static buffer, so that whatever is allocated is the library's.
 u8 output[4096];
-u64 encodedBytes;
 
-u32 encode(const void* req, const IdlMsgDesc* desc) {
-  u32 capacity = desc->pack(nullptr, req);
-  if (capacity > sizeof output) abort();
+void encode(const recorder::Sent& sent) {
+  u32 capacity = sent.desc.pack(nullptr, sent.req);
+  ASSERT_GE(sizeof output, capacity);
   PackBuf cursor = {output, &capacity};
-  encodedBytes += desc->pack(&cursor, req);
-  if (desc->packFull != nullptr) desc->packFull(output, req);
+  EXPECT_EQ(capacity, sent.desc.pack(&cursor, sent.req));
+  if (sent.desc.packFull != nullptr) sent.desc.packFull(output, sent.req);
   cursor.buf = nullptr;
-  desc->pack(&cursor, req);
-  return 0;
+  EXPECT_EQ(0u, sent.desc.pack(&cursor, sent.req));
 }
 
 struct Export {
@@ -47,6 +45,7 @@ const Export exported[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
 alignas(8) const u8 emptyRequest[1024] = {};
 
 void callAll(void* library) {
+  platform = {};
   for (const Export& names : exported) {
     for (const char* name : {names.sync, names.oneway}) {
       void* const function = dlsym(library, name);
@@ -54,6 +53,8 @@ void callAll(void* library) {
       EXPECT_EQ(0u, names.call(function, emptyRequest)) << name;
     }
   }
+  ASSERT_EQ(2 * std::size(exported), platform.sent.size());
+  for (const recorder::Sent& sent : platform.sent) encode(sent);
 }
 
 void* load() {
@@ -69,9 +70,9 @@ std::string mappings() {
 
 }  // namespace
 
+#ifdef COUNT_ALLOCATIONS
 extern "C" {
 
-#ifdef COUNT_ALLOCATIONS
 static std::atomic<u64> allocations;  // compilers take malloc to touch nothing of ours
 
 void* __libc_malloc(size_t size);
@@ -90,35 +91,8 @@ void* realloc(void* block, size_t size) {
   ++allocations;
   return __libc_realloc(block, size);
 }
+}
 #endif
-
-void* RPC_GetRpcInvoke(RpcServerAddr* addr, void*) {
-  return addr;
-}
-
-u32 RPC_IdlSyncCallNoOutStub(void*, const void* req, u32, const MethodId*, const IdlMsgDesc* desc) {
-  return encode(req, desc);
-}
-
-u32 RPC_IdlAsyncCallNoOutStub(void*, const void* req, const MethodId*, const IdlMsgDesc* desc,
-                              const AsyncCallCtx*) {
-  return encode(req, desc);
-}
-
-u32 RPC_IdlMsgOnewayCall(void*, const void* req, const MethodId*, const IdlMsgDesc* desc) {
-  return encode(req, desc);
-}
-
-int memset_s(void* dest, size_t, int value, size_t count) {
-  std::memset(dest, value, count);
-  return 0;
-}
-
-int memcpy_s(void* dest, size_t, const void* src, size_t count) {
-  std::memcpy(dest, src, count);
-  return 0;
-}
-}
 
 TEST(Lifetime, LoadedAndUnloadedAThousandTimes) {
   struct mallinfo2 before = {};
@@ -148,12 +122,17 @@ TEST(Lifetime, CallsAllocateNothing) {
   for (std::size_t i = 0; i < std::size(exported); ++i) {
     functions[i] = dlsym(library, exported[i].sync);
   }
-  encodedBytes = 0;
+  platform = {};  // with room for what it writes down
+  platform.sent.reserve(100);
+  platform.addresses.reserve(100);
+  platform.options.reserve(100);
+  platform.cleared.reserve(200);
   allocations = 0;
-  for (std::size_t i = 0; i < std::size(exported); ++i)
+  for (std::size_t i = 0; i < std::size(exported); ++i) {
     exported[i].call(functions[i], emptyRequest);
+    encode(platform.sent.back());
+  }
   EXPECT_EQ(0u, allocations);
-  EXPECT_NE(0u, encodedBytes);
   ASSERT_EQ(0, dlclose(library));
   void* volatile block = malloc(1);
   free(block);
