@@ -118,9 +118,9 @@ TEST(Codec, WordsAreTurnedOnABigEndianHost) {
   const u8 memory[] = "\1\2\3\4\5\6\7 \x11\x22\x33\x44\x55\x66\x77\x88 \1\2\3";
   const u8* const record = memory + 8;
   const auto wireOf = [record](auto storeAll) {
-    wire::Bytes out(8);
+    wire::Guarded out(8, 0);
     storeAll(out.data(), record);
-    return wire::show(out, out);
+    return wire::show(out.bytes(), out.bytes());
   };
   const auto array = [&]<class Word, std::endian Host>() {
     return wireOf([](u8* out, const u8* from) {
