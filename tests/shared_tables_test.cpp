@@ -43,6 +43,7 @@ TEST(SharedTables, RuleHead) {
       "1000 . 1000 . 04000000 08000000 00000C00 . 10000000 . 01000000 . 03000000 . 06000000";
   expectNested(MqcRuleHead_pack, record, 0, 16, nested);
   expectNested(MqcRuleHead_pack, record, 53, 69, nested);
+  expectNested(MqcRuleHead_pack, record, 70000, 70016, nested);
   expectNested(MqcRuleHead_pack, MqcRuleHead{}, 7, 23, "10000400 12*00 10000000");
   expectBlock(MqcRuleHead_packFull, record,
               "04000000 . E4FFFFFF . 01000000 . 00000000 . 03000000 . 00000000 . 00000000 . "
@@ -54,6 +55,7 @@ TEST(SharedTables, ActHead) {
   const std::string nested = "0A00 . 0800 . 00000400 0000 . 0A000000 . 02000000";
   expectNested(MqcActHead_pack, record, 0, 10, nested);
   expectNested(MqcActHead_pack, record, 75, 85, nested);
+  expectNested(MqcActHead_pack, record, 70000, 70010, nested);
   expectNested(MqcActHead_pack, MqcActHead{}, 7, 17, "0A000400 6*00 0A000000");
   expectBlock(MqcActHead_packFull, record,
               "04000000 . F0FFFFFF . 00000000 . 02000000 . 00000000 . 0A001000 04000800 0C00 . "
