@@ -13,7 +13,7 @@
 #include <map>
 #include <regex>
 
-#include "methods.h"
+#include "records.h"
 #include "wire.h"
 
 namespace {
@@ -62,13 +62,8 @@ std::vector<Golden> allGoldens() {
   return goldens;
 }
 
-struct Word {
-  u32 offset;
-  u32 width;
-};
-
 /// The words of a slot, those of nested records included, in their order.
-void listWords(const codec::SlotInfo& slot, u32 base, std::vector<Word>& words) {
+void listWords(const codec::SlotInfo& slot, u32 base, std::vector<records::Word>& words) {
   for (u32 i = 0; i < slot.count; ++i) {
     const u32 at = base + slot.offset + i * slot.width;
     if (slot.table == nullptr) words.push_back({at, slot.width});
@@ -101,18 +96,13 @@ void setMember(const Method& method, const std::string& member, u8* record) {
   const std::string name = member.substr(0, equals);
   const u32 slot = name == "head" ? 0 : static_cast<u32>(std::stoul(name.substr(1)));
   ASSERT_LT(slot, method.table->slotCount) << member;
-  std::vector<Word> words;
+  std::vector<records::Word> words;
   listWords(method.table->slots[slot], 0, words);
   const bool hexPairs = words.size() > 1 && words[0].width == 1;
   const std::vector<u32> values = listValues(member.substr(equals + 1), hexPairs);
   ASSERT_LE(values.size(), words.size()) << member;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const u8 one = static_cast<u8>(values[i]);
-    const u16 two = static_cast<u16>(values[i]);
-    const void* from = words[i].width == 1   ? static_cast<const void*>(&one)
-                       : words[i].width == 2 ? static_cast<const void*>(&two)
-                                             : &values[i];
-    std::memcpy(record + words[i].offset, from, words[i].width);
+    records::storeWord(record + words[i].offset, words[i].width, values[i]);
   }
 }
 
