@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 . scripts/packages.sh
 [ $# -eq 0 ] || { echo "usage: package.sh" >&2; exit 2; }
 [ "$(dpkg --print-architecture)" = amd64 ] || { echo "package.sh: runs on amd64" >&2; exit 2; }
-need "${build_packages[@]}" binutils dpkg-dev pkg-config flatbuffers-compiler \
+need "${build_packages[@]}" binutils dpkg-dev file pkg-config flatbuffers-compiler \
   g++-aarch64-linux-gnu qemu-user
 
 version=$(sed -nE 's/^ *VERSION ([0-9.]+)$/\1/p' CMakeLists.txt)
