@@ -20,12 +20,6 @@ typedef struct PackPos {
 
 namespace codec {
 
-/// How the field offsets of a vtable are cleared.
-enum class Clear {
-  checked,  ///< by the platform's memset_s: messages and the tables they write themselves
-  direct,   ///< in line: the shared tables
-};
-
 /// Where the next offset field and the next vector body of a table go.
 struct Place {
   u8* field;
@@ -37,7 +31,7 @@ CODEC_INLINE void storeDistance(u8* field, const u8* target) {
 }
 
 /// Writes Record's nested table at pos->cur and returns its table start relative to pos->base.
-/// The shared tables specialise this to call their own functions.
+/// The shared tables specialise this.
 template <class Record>
 CODEC_INLINE u32 packNested(PackPos* pos, const u8* record);
 
@@ -69,15 +63,20 @@ CODEC_INLINE void skip(Place& next, const u8* record) {
   if constexpr (S::kind == Kind::buffer) next.body += countSize + bufferLength<S>(record);
 }
 
+/// Writes a scalar at offset next of the table and moves next behind it, or does neither for a
+/// zero. Both cost the same: which scalars are zero cannot be predicted, so there is no branch. A
+/// zero's offset is masked to 0, which in its slot says absent; its word lands on the table's first
+/// word, which is written last. Masked, since compilers make a branch of a choice between two
+/// values.
 template <class S>
-CODEC_INLINE void packScalar(u8* slot, const u8* table, u8*& next, const u8* record) {
+CODEC_INLINE void packScalar(u8* slot, u8* table, std::size_t& next, const u8* record) {
   if constexpr (S::kind == Kind::scalar) {
     const auto word = load<typename S::Element>(record + S::offset);
-    if (word != 0) {
-      store(next, word);
-      store(slot, static_cast<u16>(next - table));
-      next += S::size;
-    }
+    const std::size_t mask = word != 0 ? SIZE_MAX : 0;
+    const std::size_t offset = next & mask;
+    store(table + offset, word);
+    store(slot, static_cast<u16>(offset));
+    next += S::size & mask;
   }
 }
 
@@ -119,15 +118,6 @@ CODEC_INLINE void packTables(PackPos* pos, Place& next, const u8* record) {
   skip<S>(next, record);
 }
 
-template <Clear clear>
-CODEC_INLINE void clearSlots(u8* slots, std::size_t bytes) {
-  if constexpr (clear == Clear::checked) {
-    memset_s(slots, bytes, 0, bytes);
-  } else {
-    __builtin_memset(slots, 0, bytes);
-  }
-}
-
 /// A buffer may outgrow the table size; the field offsets still lie inside what it then says.
 template <class List>
 CODEC_INLINE u16 tableSizeEntry(std::size_t size) {
@@ -137,7 +127,7 @@ CODEC_INLINE u16 tableSizeEntry(std::size_t size) {
 
 /// Writes a table, its vtable at pos->cur, and returns the table start. Moves pos->cur behind the
 /// table and its nested tables.
-template <Clear clear, class... Slots, std::size_t... I>
+template <class... Slots, std::size_t... I>
 CODEC_INLINE u8* packTable(SlotList<Slots...>, std::index_sequence<I...>, PackPos* pos,
                            const u8* record) {
   using List = SlotList<Slots...>;
@@ -145,13 +135,13 @@ CODEC_INLINE u8* packTable(SlotList<Slots...>, std::index_sequence<I...>, PackPo
   u8* const vtable = pos->cur;
   u8* const slots = vtable + vtableHeaderSize;
   u8* const table = vtable + vtableSize;
-  clearSlots<clear>(slots, sizeof...(Slots) * 2);
+  memset_s(slots, 2 * List::size, 0, 2 * List::size);
 
-  u8* scalar = table + tableHeaderSize;
-  (packScalar<Slots>(slots + 2 * I, table, scalar, record), ...);
+  std::size_t end = tableHeaderSize;
+  (packScalar<Slots>(slots + 2 * I, table, end, record), ...);
 
   const std::size_t fields = (std::size_t{isPresent<Slots>(record)} + ... + 0);
-  const Place first{scalar, scalar + fields * offsetFieldSize};
+  const Place first{table + end, table + end + fields * offsetFieldSize};
   Place next = first;
   (packReference<Slots>(slots + 2 * I, table, next, record), ...);
 
@@ -165,21 +155,21 @@ CODEC_INLINE u8* packTable(SlotList<Slots...>, std::index_sequence<I...>, PackPo
   return table;
 }
 
-template <Clear clear, class List>
+template <class List>
 CODEC_INLINE u8* packTable(PackPos* pos, const u8* record) {
-  return packTable<clear>(List{}, std::make_index_sequence<List::size>{}, pos, record);
+  return packTable(List{}, std::make_index_sequence<List::size>{}, pos, record);
 }
 
 template <class Record>
 CODEC_INLINE u32 packNested(PackPos* pos, const u8* record) {
-  return static_cast<u32>(packTable<Clear::checked, ListOf<Record>>(pos, record) - pos->base);
+  return static_cast<u32>(packTable<ListOf<Record>>(pos, record) - pos->base);
 }
 
 /// Writes the compact encoding of a message at out and returns its length.
 template <class List>
 u32 packMessage(u8* out, const u8* record) {
   PackPos pos{out, out + rootOffsetSize};
-  storeDistance(out, packTable<Clear::checked, List>(&pos, record));
+  storeDistance(out, packTable<List>(&pos, record));
   return static_cast<u32>(pos.cur - out);
 }
 
