@@ -1,141 +1,85 @@
 #ifndef BENCH_CONTESTANTS_H
 #define BENCH_CONTESTANTS_H
 
-// Who encodes. A contestant handles record i of its subject and returns the length of what it
-// wrote; afterwards it is told the number of turns and the sum of the lengths, and says whether
-// that, and the bytes of the last turn, are what they should be.
+// Who encodes.
 
 #include <cstring>
+#include <functional>
 
 #include "bench/subjects.h"
 
 namespace bench {
 
-class Contestant {
- public:
-  explicit Contestant(const Subject& subject)
-      : records_(subject.record), size_(subject.records.size), mask_(subject.records.count - 1) {}
+/// Encodes the record whose turn it is and returns the length of what it wrote. Everything that a
+/// turn needs is inside, so that the loop around it can keep it in registers.
+template <class Encode>
+struct Contestant {
+  Encode encode;
+  const Encodings* expected;
+  u32 count;                            ///< of records in turn
+  std::function<const u8*()> output{};  ///< where it wrote last, unless it writes nothing
 
- protected:
-  u32 turn(u32 i) const { return i & mask_; }
-  const u8* record(u32 i) const { return records_ + turn(i) * size_; }
-
- private:
-  const u8* records_;
-  u32 size_;
-  u32 mask_;
-};
-
-/// What the loop around a contestant takes.
-class Nobody : public Contestant {
- public:
-  using Contestant::Contestant;
-  u32 operator()(u32) const { return 0; }
-  bool isRight(u64, u64) const { return true; }
-};
-
-class Compact : public Contestant {
- public:
-  explicit Compact(Subject& subject)
-      : Contestant(subject),
-        pack_(subject.desc.pack),
-        cursor_{subject.out, &subject.capacity},
-        expected_(&subject.compact) {}
-  u32 operator()(u32 i) { return pack_(&cursor_, record(i)); }
-  bool isRight(u64 turns, u64 total) const {
-    return total == expected_->totalAfter(turns) && expected_->lastIs(turns, cursor_.buf);
+  /// Whether lengths of this sum, and the bytes of the last turn, are right after so many turns.
+  bool isRight(u64 turns, u64 sum) const {
+    const u32 last = count - 1;
+    return sum == turns / count * expected->total(count) &&
+           (!output || std::memcmp(output(), expected->bytes(last), expected->length(last)) == 0);
   }
-
- private:
-  IdlPackFn pack_;
-  PackBuf cursor_;
-  const Outputs* expected_;
 };
 
-class SizeQuery : public Contestant {
- public:
-  explicit SizeQuery(const Subject& subject)
-      : Contestant(subject), pack_(subject.desc.pack), expected_(&subject.compact) {}
-  u32 operator()(u32 i) const { return pack_(nullptr, record(i)); }
-  bool isRight(u64 turns, u64 total) const { return total == expected_->totalAfter(turns); }
-
- private:
-  IdlPackFn pack_;
-  const Outputs* expected_;
-};
-
-class Full : public Contestant {
- public:
-  explicit Full(const Subject& subject)
-      : Contestant(subject),
-        packFull_(subject.desc.packFull),
-        out_(subject.fullOut),
-        expected_(&subject.full) {}
-  u32 operator()(u32 i) const { return packFull_(out_, record(i)); }
-  bool isRight(u64 turns, u64 total) const { return total == 0 && expected_->lastIs(turns, out_); }
-
- private:
-  IdlPackFullFn packFull_;
-  u8* out_;
-  const Outputs* expected_;
-};
-
-class BuilderFeed : public Contestant {
- public:
-  explicit BuilderFeed(Subject& subject)
-      : Contestant(subject),
-        feed_(subject.message->feed),
-        builder_(&subject.builder),
-        expected_(&subject.built) {}
-  u32 operator()(u32 i) const { return feed_(*builder_, record(i)); }
-  bool isRight(u64 turns, u64 total) const {
-    return total == expected_->totalAfter(turns) &&
-           expected_->lastIs(turns, builder_->GetBufferPointer());
-  }
-
- private:
-  u32 (*feed_)(flatbuffers::FlatBufferBuilder&, const u8*);
-  flatbuffers::FlatBufferBuilder* builder_;
-  const Outputs* expected_;
+/// Whose turn it is.
+struct Turns {
+  const u8* records;
+  u32 size;
+  u32 mask;
+  const u8* operator()(u32 i) const { return records + std::size_t{i & mask} * size; }
 };
 
 /// The floor: the C library copies the record, then the encoding. No size is a constant, or g++
 /// would copy in line, and slower.
-class Floor : public Contestant {
- public:
-  Floor(const Subject& subject, const Outputs& encodings)
-      : Contestant(subject),
-        size_(subject.records.size),
-        scratch_(subject.scratch),
-        out_(subject.out),
-        encodings_(&encodings) {}
-  u32 operator()(u32 i) const {
-    const u32 length = encodings_->length(turn(i));
-    std::memcpy(scratch_, record(i), size_);
-    std::memcpy(out_, encodings_->bytes(turn(i)), length);
+inline auto floorOf(Subject& subject, const Turns& record, const Encodings& encodings) {
+  return [record, &encodings, size = std::size_t{record.size}, scratch = subject.scratch.begin(),
+          out = subject.out.begin()](u32 i) {
+    const u32 length = encodings.length(i & record.mask);
+    std::memcpy(scratch, record(i), size);
+    std::memcpy(out, encodings.bytes(i & record.mask), length);
     return length;
-  }
-  bool isRight(u64 turns, u64 total) const {
-    return total == encodings_->totalAfter(turns) && encodings_->lastIs(turns, out_);
-  }
-
- private:
-  std::size_t size_;
-  u8* scratch_;
-  u8* out_;
-  const Outputs* encodings_;
-};
+  };
+}
 
 /// Calls run(name, contestant) for everybody who can encode the subject.
 template <class Run>
-void forEachContestant(Subject& subject, Run run) {
-  run("compact", Compact(subject));
-  run("size", SizeQuery(subject));
-  run("builder", BuilderFeed(subject));
-  run("floor", Floor(subject, subject.compact));
-  if (subject.message->fullWritten == 0) return;
-  run("full", Full(subject));
-  run("fullfloor", Floor(subject, subject.full));
+void forEachContestant(Subject& s, const Pattern& pattern, Run run) {
+  const std::string name = std::string("/") + s.message->table->name + "/" + pattern.name;
+  const auto enter = [&](const char* who, auto encode, const Encodings& expected, auto output) {
+    run(who + name, Contestant<decltype(encode)>{encode, &expected, pattern.count, output});
+  };
+  const Turns record = {s.records.begin(), s.message->table->recordSize, pattern.count - 1};
+  const auto compact = [record, pack = s.desc.pack, cursor = &s.cursor](u32 i) {
+    return pack(cursor, record(i));
+  };
+  const auto size = [record, pack = s.desc.pack](u32 i) { return pack(nullptr, record(i)); };
+  const auto pair = [record, pack = s.desc.pack, out = s.out.begin()](u32 i) {
+    u32 capacity = pack(nullptr, record(i));
+    PackBuf cursor = {out, &capacity};
+    return pack(&cursor, record(i));
+  };
+  const auto builder = [record, feed = s.message->feed, made = &s.builder](u32 i) {
+    return feed(*made, record(i));
+  };
+  const auto full = [record, packFull = s.desc.packFull, out = s.fullOut.begin(),
+                     length = s.message->fullWritten](u32 i) {
+    return packFull(out, record(i)) + length;
+  };
+  const auto out = [&s] { return s.out.begin(); };
+  enter("compact", compact, s.compact, out);
+  enter("size", size, s.compact, nullptr);
+  enter("pair", pair, s.compact, out);
+  enter("builder", builder, s.built, [&s] { return s.builder.GetBufferPointer(); });
+  enter("floor", floorOf(s, record, s.compact), s.compact, out);
+  if (s.message->fullWritten == 0) return;
+  enter("full", full, s.full, [&s] { return s.fullOut.begin(); });
+  enter("fullfloor", floorOf(s, record, s.full), s.full, out);
 }
 
 }  // namespace bench
