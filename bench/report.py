@@ -100,16 +100,17 @@ def print_messages(compiler, results):
     counts, last = results.counts, results.counts[-1]
     unit = f"{'ns' if results.timed else 'instructions'}, {last} records"
     widths = {"compact": 5, "pair": 5, "full": 5, "builder": 6, "floor": 6}
-    columns = [results.ratios((over, count), (under, count))
-               for over, under in (("builder", "compact"), ("compact", "floor")) for count in counts]
+    columns = [results.ratios((over, count), (under, count)) for over, under in
+               (("builder", "compact"), ("compact", "floor")) for count in counts]
     columns.append(results.ratios(("full", last), ("fullfloor", last)))
     heads = "".join(f"{count:>5}" for count in counts)
-    print(f"{compiler:20}{'bytes':^14}{unit:^27} {'build/comp':^{len(heads)}}"
-          f"{'comp/floor':^{len(heads)}}  full/")
-    print(f"{'message':20} rec comp full comp pair full build floor {heads}{heads}  f.fl.")
+    print(f"{compiler:20}{'bytes':^14}{unit:^27} {'build/comp':>{len(heads)}}"
+          f"{'comp/fl.':>{len(heads)}} full/")
+    print(f"{'message':20} rec comp full comp pair full build floor {heads}{heads} f.fl.")
     for message in results.messages:
         cells = [f"{short(message):20}"]
-        cells += [f"{size or '-':>{width}}" for size, width in zip(results.bytes[message], (4, 5, 5))]
+        cells += [f"{size or '-':>{width}}"
+                  for size, width in zip(results.bytes[message], (4, 5, 5))]
         cells += [show(results.cost(who, message, last), width) for who, width in widths.items()]
         print("".join(cells), "".join(show(column.get(message, np.nan), 5) for column in columns))
     print()
@@ -233,7 +234,8 @@ def plot_batch(by_compiler, path):
 
 
 def plot(by_compiler, directory):
-    matplotlib.rcParams.update({"svg.hashsalt": "mqc_bench", "svg.fonttype": "none", "font.size": 8})
+    matplotlib.rcParams.update({"svg.hashsalt": "mqc_bench", "svg.fonttype": "none",
+                                "font.size": 8})
     for name, draw in (("messages", plot_messages), ("records", plot_records),
                        ("batch", plot_batch)):
         draw(by_compiler, directory / f"performance_{name}.svg")

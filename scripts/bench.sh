@@ -17,7 +17,7 @@ fail() {
 refuse() { fail "$1 ($(sed -n 's/^# usage: //p' "$0"))" 2; }
 
 mode=timings
-runs=5
+runs=
 against=
 page=()
 while [ $# -gt 0 ]; do
@@ -30,7 +30,8 @@ while [ $# -gt 0 ]; do
       ;;
     --against)
       need git >&2
-      against=$(git rev-parse --verify --quiet "${2-}^{commit}") || refuse "--against needs a commit"
+      against=$(git rev-parse --verify --quiet "${2-}^{commit}") ||
+        refuse "--against needs a commit"
       shift
       ;;
     --update-docs) page=(docs/performance.md) ;;
@@ -38,7 +39,7 @@ while [ $# -gt 0 ]; do
   esac
   shift
 done
-[ "$mode$against${page[*]}" = instructions ] || [ "$mode" = timings ] ||
+[ "$mode" = timings ] || [ -z "$runs$against${page[*]}" ] ||
   refuse "--instructions goes with none of the others"
 
 program() { echo "build/bench-$1/bench/mqc_bench"; }
@@ -69,10 +70,11 @@ time_once() {
 
 time_all() {
   local patterns='/(none|all|1|64|4096)/'
-  for run in $(seq "$runs"); do
+  for run in $(seq "${runs:=5}"); do
     echo "run $run of $runs" >&2
     for compiler in gcc clang; do
-      time_once "$compiler" "$results/$compiler.$run.run" "^(compact|builder|floor|call)/|$patterns"
+      time_once "$compiler" "$results/$compiler.$run.run" \
+        "^(compact|builder|floor|call)/|$patterns"
       [ -z "$against" ] || LD_LIBRARY_PATH=build/bench-then/$compiler time_once "$compiler" \
         "$results/$compiler-then.$run.run" "^(compact|size|pair|full)/.*$patterns"
     done
