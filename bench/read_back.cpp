@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "tests/records.h"
+
 namespace bench {
 namespace {
 
@@ -12,11 +14,6 @@ using Tables = flatbuffers::Vector<flatbuffers::Offset<Table>>;
 
 bool holdsTable(const codec::TableInfo& info, const Table* table, const u8* record);
 
-template <class Word>
-bool holdsScalar(const Table& table, flatbuffers::voffset_t field, const u8* member) {
-  return table.GetField<Word>(field, 0) == codec::load<Word>(member);
-}
-
 /// The count of a vector stands before its bytes, whatever its elements are.
 bool holdsVector(const u8* vector, u32 count, const u8* bytes, u32 size) {
   return vector != nullptr && flatbuffers::ReadScalar<u32>(vector) == count &&
@@ -24,8 +21,7 @@ bool holdsVector(const u8* vector, u32 count, const u8* bytes, u32 size) {
 }
 
 bool holdsBuffer(const codec::SlotInfo& slot, const u8* vector, const u8* record) {
-  const u32 length = codec::load<u32>(record + slot.offset);
-  const u8* const bytes = codec::load<const u8*>(record + slot.offset + slot.size - sizeof bytes);
+  const auto [bytes, length] = records::loadBuffer(record + slot.offset, slot);
   if (bytes == nullptr || length == 0) return vector == nullptr;
   return holdsVector(vector, length, bytes, length);
 }
@@ -43,9 +39,9 @@ bool holdsSlot(const codec::SlotInfo& slot, const Table& table, flatbuffers::vof
   const u8* const member = record + slot.offset;
   switch (slot.kind) {
     case codec::Kind::scalar:
-      if (slot.width == 1) return holdsScalar<u8>(table, field, member);
-      if (slot.width == 2) return holdsScalar<u16>(table, field, member);
-      return holdsScalar<u32>(table, field, member);
+      return records::withWord(slot.width, [&](auto zero) {
+        return table.GetField(field, zero) == records::loadWord(member, sizeof zero);
+      });
     case codec::Kind::vector:
       return holdsVector(table.GetPointer<const u8*>(field), slot.count, member, slot.size);
     case codec::Kind::table:

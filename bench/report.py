@@ -4,14 +4,13 @@ usage: report.py DIRECTORY [PAGE]
 
 DIRECTORY holds, for each compiler, COMPILER.list, what mqc_bench --list printed, and
 COMPILER.N.run, the JSON of one process's timings or one callgrind profile with a part for each
-contestant; COMPILER-against.N.run is the same with another build of the library. Of a process's
+contestant; COMPILER-then.N.run is the same with another commit's library. Of a process's
 repetitions the fastest counts; ratios are formed within a run and pooled over the runs by their
 geometric mean. Plots go into DIRECTORY, or beside PAGE, whose figures are then replaced.
 """
 
 import json
 import pathlib
-import platform
 import re
 import subprocess
 import sys
@@ -19,15 +18,12 @@ import time
 
 import matplotlib
 import numpy as np
-
-matplotlib.use("svg")
-matplotlib.rcParams.update({"svg.hashsalt": "mqc_bench", "svg.fonttype": "none", "font.size": 8})
 from matplotlib import pyplot
 
 COUNTS = ("1", "64", "4096")
 COUNTED_TURNS = 64  # encodings in one part of a callgrind profile
 COLOURS = {"compact": "tab:blue", "full": "tab:green", "builder": "tab:red", "floor": "tab:gray"}
-STYLES = {"gcc": "-", "clang": "--"}
+STYLES = {"gcc": ".-", "clang": ".--"}
 MATCH_ALL = "MQC_match_all"
 
 
@@ -60,34 +56,39 @@ def geomean(values):
 
 
 class Results:
-    """One compiler's, with this build of the library or another one."""
+    """One compiler's, with this tree's library or, from COMPILER-then, another commit's."""
 
     def __init__(self, directory, compiler, build=""):
         paths = sorted(directory.glob(f"{compiler}{build}.*.run"))
         self.timed = paths[0].open().read(1) == "{"
+        self.counts = COUNTS if self.timed else COUNTS[:2]
+        self.patterns = (*self.counts, "none", "all")
         runs = [(read_timings if self.timed else read_instructions)(path) for path in paths]
         self.costs = {name: np.array([run[name] for run in runs]) for name in runs[0]}
         rows = [line.split() for line in (directory / f"{compiler}.list").open()]
-        self.bytes = {name.split("/")[0]: [float(cell) for cell in cells[:3]]
+        self.bytes = {name.split("/")[0]: [round(float(cell)) for cell in cells[:3]]
                       for name, *cells in rows if not name.endswith("B")}
         self.messages = sorted(self.bytes, key=lambda message: self.bytes[message][1])
 
-    def cost(self, name):
-        return np.median(self.costs.get(name, np.nan))
-
-    def ratios(self, over, under, base=None):
-        """By message; over and under are (contestant, pattern), base holds under's costs."""
-        pairs = {message: (self.costs.get(f"{over[0]}/{message}/{over[1]}"),
-                           (base or self).costs.get(f"{under[0]}/{message}/{under[1]}"))
-                 for message in self.messages}
-        return {message: geomean(a / b) for message, (a, b) in pairs.items()
-                if a is not None and b is not None}
+    def cost(self, who, message, pattern):
+        return np.median(self.costs.get(f"{who}/{message}/{pattern}", np.nan))
 
     def mean(self, who, pattern):
-        return geomean(self.cost(f"{who}/{message}/{pattern}") for message in self.messages)
+        return geomean(self.cost(who, message, pattern) for message in self.messages)
 
-    def call(self, name):
-        return self.cost(f"call/stub/{name}") - self.cost(f"call/runtime/{name}")
+    def ratios(self, over, under, then=None):
+        """By message; over and under are (contestant, pattern), then holds under's costs."""
+        found = {}
+        for message in self.messages:
+            a = self.costs.get(f"{over[0]}/{message}/{over[1]}")
+            b = (then or self).costs.get(f"{under[0]}/{message}/{under[1]}")
+            if a is not None and b is not None:
+                found[message] = geomean(a / b)
+        return found
+
+
+def short(message):
+    return message.removeprefix("MQC_")
 
 
 def show(value, width):
@@ -96,85 +97,83 @@ def show(value, width):
 
 
 def print_messages(compiler, results):
-    unit, count = ("ns", "4096") if results.timed else ("instructions", "64")
-    counts = COUNTS if results.timed else COUNTS[:2]
+    counts, last = results.counts, results.counts[-1]
+    unit = f"{'ns' if results.timed else 'instructions'}, {last} records"
+    widths = {"compact": 5, "pair": 5, "full": 5, "builder": 6, "floor": 6}
+    columns = [results.ratios((over, count), (under, count)) for over, under in
+               (("builder", "compact"), ("compact", "floor")) for count in counts]
+    columns.append(results.ratios(("full", last), ("fullfloor", last)))
     heads = "".join(f"{count:>5}" for count in counts)
-    print(f"{compiler:20} {'bytes':^12}{f'{unit}, {count} records':^30}"
-          f"  {'builder/compact':15} {'compact/floor':^15}  full/")
-    print(f"{'message':20} {'rec comp full':>12}{'comp':>6}{'pair':>6}{'full':>6}{'build':>6}"
-          f"{'floor':>6} {heads} {heads} f.fl.")
-    columns = [[results.ratios((over, c), (under, c)) for c in counts]
-               for over, under in (("builder", "compact"), ("compact", "floor"))]
-    full = results.ratios(("full", count), ("fullfloor", count))
+    print(f"{compiler:20}{'bytes':^14}{unit:^27} {'build/comp':>{len(heads)}}"
+          f"{'comp/fl.':>{len(heads)}} full/")
+    print(f"{'message':20} rec comp full comp pair full build floor {heads}{heads} f.fl.")
     for message in results.messages:
-        sizes = "".join(f"{size or np.nan:4.0f}".replace("nan", "  -") for size in
-                        results.bytes[message])
-        costs = "".join(show(results.cost(f"{who}/{message}/{count}"), 6)
-                        for who in ("compact", "pair", "full", "builder", "floor"))
-        ratios = " ".join("".join(show(column[message], 5) for column in columns_)
-                          for columns_ in columns)
-        print(f"{message.removeprefix('MQC_'):20} {sizes}{costs} {ratios} "
-              f"{show(full.get(message, np.nan), 5)}")
+        cells = [f"{short(message):20}"]
+        cells += [f"{size or '-':>{width}}"
+                  for size, width in zip(results.bytes[message], (4, 5, 5))]
+        cells += [show(results.cost(who, message, last), width) for who, width in widths.items()]
+        print("".join(cells), "".join(show(column.get(message, np.nan), 5) for column in columns))
     print()
 
 
 def summary(by_compiler):
     """Geometric means over the messages, and the worst, as lines."""
-    lines = [f"{'ratio':18}{'records':>8}" + "".join(
-        f"{compiler + ': mean':>12}{'worst':>6} {'of':17}" for compiler in by_compiler)]
-    for over, under, patterns in (("builder", "compact", (*COUNTS, "none", "all")),
-                                  ("compact", "floor", (*COUNTS, "none", "all")),
-                                  ("full", "fullfloor", COUNTS[2:]), ("size", "compact", COUNTS[2:]),
-                                  ("pair", "compact", COUNTS[2:])):
+    yield f"{'ratio':18}{'records':>8}" + "".join(f"{compiler + ': mean':>13}{'worst':>6} {'of':16}"
+                                                 for compiler in by_compiler)
+    first = next(iter(by_compiler.values()))
+    every, last = first.patterns, first.counts[-1:]
+    for over, under, patterns in (("builder", "compact", every), ("compact", "floor", every),
+                                  ("full", "fullfloor", last), ("size", "compact", last),
+                                  ("pair", "compact", last)):
         for pattern in patterns:
             line = f"{f'{over} / {under}':18}{pattern:>8}"
             for results in by_compiler.values():
                 ratios = results.ratios((over, pattern), (under, pattern))
-                if not ratios:
-                    continue
                 worst = (min if over == "builder" else max)(ratios, key=ratios.get)
-                line += (f"{geomean(ratios.values()):12.2f}{ratios[worst]:6.2f} "
-                         f"{worst.removeprefix('MQC_')[:16]:17}")
-            lines.append(line.rstrip())
-    return lines
+                line += (f"{geomean(ratios.values()):13.2f}{ratios[worst]:6.2f} "
+                         f"{short(worst)[:16]:16}")
+            yield line.rstrip()
 
 
-def targets(results, against):
+def targets(results):
     """What is asked for, the limit, whether it is a least value, and what was measured."""
-    builder, floor = ([results.ratios((over, c), (under, c)).values() for c in COUNTS]
-                      for over, under in (("builder", "compact"), ("compact", "floor")))
-    full = results.ratios(("full", "4096"), ("fullfloor", "4096")).values()
-    yield "compact / floor, mean of each", 2.0, False, max(map(geomean, floor))
-    yield "builder / compact, mean of each", 4.5, True, min(map(geomean, builder))
+    builder, floor, full = ([results.ratios((over, c), (under, c)).values() for c in COUNTS]
+                            for over, under in (("builder", "compact"), ("compact", "floor"),
+                                                ("full", "fullfloor")))
+    yield "compact / floor, mean at each of 1, 64, 4096", 2.0, False, max(map(geomean, floor))
+    yield "builder / compact, mean at each", 4.5, True, min(map(geomean, builder))
     yield "builder / compact, least", 2.6, True, min(map(min, builder))
     yield ("compact, 4096 records / 1, worst", 1.25, False,
            max(results.ratios(("compact", "4096"), ("compact", "1")).values()))
-    yield "full / f.floor, mean", 0.6, False, geomean(full)
-    yield "ours of a stub call, ns", 15, False, results.call("all") / 55
-    if against:
-        yield ("match_all, 4096 records, now / then", 0.37, False,
-               results.ratios(("compact", "4096"), ("compact", "4096"), against)[MATCH_ALL])
+    yield "full / fullfloor, mean at each", 0.6, False, max(map(geomean, full))
+    yield ("call of a stub without the runtime, ns", 15, False,
+           (results.cost("call", "stub", "all") - results.cost("call", "runtime", "all")) / 55)
 
 
-def verdicts(by_compiler, against):
-    """The targets as lines."""
-    for rows in zip(*(targets(results, against.get(compiler))
-                      for compiler, results in by_compiler.items())):
-        title, limit, least, _ = rows[0]
-        cells = (f"{found:9.2f} {'met' if (found >= limit if least else found <= limit) else 'missed':7}"
-                 for *_, found in rows)
-        yield f"{title:36} {'at least' if least else 'at most':8} {limit:5}" + "".join(cells)
+def verdicts(compilers, rows):
+    """Targets as lines, one tuple of rows for each, with a row of every compiler."""
+    for row in rows:
+        title, limit, least, _ = row[0]
+        yield f"{title:45}{'at least' if least else 'at most':9}{limit:4}" + "".join(
+            f"  {compiler}: {found:.2f} "
+            f"{'met' if (found >= limit if least else found <= limit) else 'missed'}"
+            for compiler, (*_, found) in zip(compilers, row))
 
 
-def print_against(by_compiler, against):
-    for compiler, then in against.items():
-        now = by_compiler[compiler]
+def print_comparison(by_compiler, thens):
+    patterns = next(iter(thens.values())).patterns
+    print(f"\n{'now / then':15}", *(f"{pattern:>11}" for pattern in patterns), "  mean, worst")
+    for compiler, then in thens.items():
         for who in ("compact", "size", "pair", "full"):
-            line = f"{compiler:6} {who:8} now / then"
-            for pattern in (*COUNTS, "none", "all"):
-                ratios = now.ratios((who, pattern), (who, pattern), then)
-                line += f"  {pattern} {geomean(ratios.values()):.2f} ({ratios.get(MATCH_ALL):.2f})"
-            print(line)
+            found = [by_compiler[compiler].ratios((who, pattern), (who, pattern), then).values()
+                     for pattern in patterns]
+            print(f"{f'{compiler}: {who}':15}",
+                  *(f"{geomean(ratios):6.2f} {max(ratios):4.2f}" for ratios in found))
+    last = ("compact", "4096")
+    rows = [("compact MQC_match_all, 4096 records", 0.37, False,
+             by_compiler[compiler].ratios(last, last, then)[MATCH_ALL])
+            for compiler, then in thens.items()]
+    print(*verdicts(thens, [rows]))
 
 
 def save(figure, path):
@@ -185,91 +184,98 @@ def save(figure, path):
 def plot_messages(by_compiler, path):
     figure, axes = pyplot.subplots(len(by_compiler), figsize=(9, 7), sharex=True)
     for axis, (compiler, results) in zip(axes, by_compiler.items()):
-        names = [message.removeprefix("MQC_") for message in results.messages]
         for who, colour in COLOURS.items():
-            costs = [results.cost(f"{who}/{message}/4096") for message in results.messages]
-            axis.plot(names, costs, ".-", color=colour, label=who, linewidth=0.7)
+            axis.plot([short(message) for message in results.messages],
+                      [results.cost(who, message, "4096") for message in results.messages],
+                      color=colour, label=who, linewidth=1)
         axis.set(yscale="log", ylabel=f"{compiler}: ns, 4096 records in turn")
-        axis.grid(alpha=0.3)
+        axis.yaxis.set_major_formatter("{x:g}")
+        axis.grid(axis="y", alpha=0.3)
+        axis.margins(x=0.01)
     axes[0].legend(ncol=4)
     axes[-1].tick_params(axis="x", rotation=90)
     axes[-1].set_xlabel("messages, from the shortest compact encoding to the longest")
     save(figure, path)
 
 
-def plot_lines(by_compiler, axis, contestants, xs, cost):
+def plot_lines(by_compiler, axis, xs, cost):
+    """Both compilers' cost(results, contestant, x)."""
     for compiler, results in by_compiler.items():
-        for who in contestants:
-            axis.plot(xs, [cost(results, who, x) for x in xs], STYLES[compiler] + ".",
+        for who in ("builder", "compact", "floor"):
+            axis.plot(xs, [cost(results, who, x) for x in xs], STYLES[compiler],
                       color=COLOURS[who], label=f"{who}, {compiler}", linewidth=0.8)
     axis.set(xscale="log", yscale="log")
-    axis.set_xscale("log", base=2)
+    axis.set_xticks(xs, [f"{x:,}" for x in xs], rotation=90)
+    axis.minorticks_off()
+    axis.yaxis.set_major_formatter("{x:g}")
     axis.grid(alpha=0.3)
 
 
 def plot_records(by_compiler, path):
-    figure, axes = pyplot.subplots(1, 4, figsize=(10, 3.4))
+    figure, axes = pyplot.subplots(1, 4, figsize=(10, 3.4), sharey=True)
     counts = [4 ** i for i in range(7)]
-    who = ("compact", "builder", "floor")
-    plot_lines(by_compiler, axes[0], who, counts, lambda results, *of: results.mean(*of))
-    axes[0].set(title="all messages, geometric mean", ylabel="ns")
-    for axis, message in zip(axes[1:], ("MQC_match_acl", "MQC_qos_car", MATCH_ALL)):
-        plot_lines(by_compiler, axis, who, counts,
-                   lambda results, who, count: results.cost(f"{who}/{message}/{count}"))
-        axis.set(title=message, xlabel="records in turn")
+    plot_lines(by_compiler, axes[0], counts, Results.mean)
+    axes[0].set(title="all messages, geometric mean", ylabel="ns", xlabel="records in turn")
     axes[0].legend(fontsize=6)
+    for axis, message in zip(axes[1:], ("MQC_match_acl", "MQC_qos_car", MATCH_ALL)):
+        plot_lines(by_compiler, axis, counts,
+                   lambda results, who, count: results.cost(who, message, count))
+        axis.set(title=message, xlabel="records in turn")
     save(figure, path)
 
 
 def plot_batch(by_compiler, path):
     figure, axis = pyplot.subplots(figsize=(6, 4))
-    plot_lines(by_compiler, axis, ("compact", "builder", "floor"), [2 ** i for i in range(10, 17)],
-               lambda results, who, n: results.cost(f"{who}/MQC_BrkBatchMsg/{n}B"))
+    plot_lines(by_compiler, axis, [2 ** i for i in range(10, 17)],
+               lambda results, who, n: results.cost(who, "MQC_BrkBatchMsg", f"{n}B"))
     axis.set(xlabel="bytes in the caller's buffer", ylabel="ns")
     axis.legend()
     save(figure, path)
 
 
-def first_line(*command):
-    return subprocess.run(command, check=True, capture_output=True, text=True).stdout.split("\n")[0]
+def plot(by_compiler, directory):
+    matplotlib.rcParams.update({"svg.hashsalt": "mqc_bench", "svg.fonttype": "none",
+                                "font.size": 8})
+    for name, draw in (("messages", plot_messages), ("records", plot_records),
+                       ("batch", plot_batch)):
+        draw(by_compiler, directory / f"performance_{name}.svg")
 
 
 def machine():
-    cpu = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
-    return (f"{time.strftime('%Y-%m-%d')}, {cpu[1] if cpu else platform.machine()}, "
-            f"Linux {platform.release()}, {' '.join(platform.libc_ver())};\n"
-            f"{first_line('g++', '--version')}; {first_line('clang++', '--version')}.")
+    def output(*command):
+        return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+    return "; ".join([time.strftime("%Y-%m-%d"), re.search("Model name: *(.*)", output("lscpu"))[1],
+                      *(output(*command).split("\n")[0] for command in (
+                          ("uname", "-sr"), ("g++", "--version"), ("clang++", "--version")))])
 
 
 def update(page, lines):
     """Replaces what stands between the page's two marks."""
-    text = page.read_text()
-    new, found = re.subn(r"(<!-- figures: .* -->\n).*?(<!-- end of figures -->)",
-                         lambda marks: marks[1] + "\n" + machine() + "\n\n```\n"
-                         + "\n".join(lines) + "\n```\n\n" + marks[2], text, flags=re.DOTALL)
+    figures = "\n".join(["", machine(), "", "```", *lines, "```", "", ""])
+    text, found = re.subn(r"(<!-- figures.*? -->\n).*?(?=<!-- end of figures -->)",
+                          lambda mark: mark[1] + figures, page.read_text(), flags=re.DOTALL)
     if found != 1:
         sys.exit(f"report.py: {page} has no place for the figures")
-    page.write_text(new)
+    page.write_text(text)
 
 
 def main():
     if len(sys.argv) not in (2, 3):
-        sys.exit(__doc__)
+        sys.exit("usage: report.py DIRECTORY [PAGE]")
     directory, *pages = map(pathlib.Path, sys.argv[1:])
     by_compiler = {compiler: Results(directory, compiler) for compiler in STYLES}
-    against = {compiler: Results(directory, compiler, "-against") for compiler in STYLES
-               if list(directory.glob(f"{compiler}-against.*.run"))}
+    thens = {compiler: Results(directory, compiler, "-then") for compiler in STYLES
+             if list(directory.glob(f"{compiler}-then.*.run"))}
     for compiler, results in by_compiler.items():
         print_messages(compiler, results)
-    lines = summary(by_compiler)
+    lines = list(summary(by_compiler))
     if results.timed:  # callgrind counts a string instruction once for each byte
-        lines += ["", *verdicts(by_compiler, against)]
-        place = pages[0].parent if pages else directory
-        plot_messages(by_compiler, place / "performance_messages.svg")
-        plot_records(by_compiler, place / "performance_records.svg")
-        plot_batch(by_compiler, place / "performance_batch.svg")
-    print("\n".join(lines))
-    print_against(by_compiler, against)
+        lines += verdicts(by_compiler, zip(*map(targets, by_compiler.values())))
+        plot(by_compiler, pages[0].parent if pages else directory)
+    print(*lines, sep="\n")
+    if thens:
+        print_comparison(by_compiler, thens)
     if pages:
         update(pages[0], lines)
 

@@ -1,94 +1,103 @@
 #!/usr/bin/env bash
 # Builds the bench with gcc and clang in Release, runs it, prints tables and draws plots.
+#
+# usage: scripts/bench.sh [--instructions | --runs N] [--against COMMIT] [--update-docs]
+#   --instructions    count instructions under callgrind instead of timing
+#   --runs N          processes of each compiler whose timings are pooled (5)
+#   --against COMMIT  time the encoders of that commit side by side
+#   --update-docs     put figures and plots into docs/ instead of build/bench-results
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-
-usage="usage: scripts/bench.sh [--instructions] [--runs N] [--against COMMIT] [--update-docs]
-  --instructions    count instructions under callgrind instead of timing
-  --runs N          processes of each compiler whose timings are pooled (5)
-  --against COMMIT  time the encoders of that commit side by side
-  --update-docs     put the figures and plots into docs/performance.md"
 
 fail() {
   echo "bench.sh: $1" >&2
   exit "${2-1}"
 }
+refuse() { fail "$1 ($(sed -n 's/^# usage: //p' "$0"))" 2; }
 
 mode=timings
-runs=5
+runs=
 against=
 page=()
 while [ $# -gt 0 ]; do
   case $1 in
     --instructions) mode=instructions ;;
     --runs)
-      [[ ${2-} =~ ^[1-9][0-9]*$ ]] || fail "--runs needs a positive number" 2
+      [[ ${2-} =~ ^[1-9][0-9]*$ ]] || refuse "--runs needs a positive number"
       runs=$2
       shift
       ;;
     --against)
-      against=$(git rev-parse --verify --quiet "${2-}^{commit}") || fail "--against needs a commit" 2
+      need git >&2
+      against=$(git rev-parse --verify --quiet "${2-}^{commit}") ||
+        refuse "--against needs a commit"
       shift
       ;;
     --update-docs) page=(docs/performance.md) ;;
-    *) fail "unknown argument '$1'"$'\n'"$usage" 2 ;;
+    *) refuse "unknown argument '$1'" ;;
   esac
   shift
 done
-[ "$mode" = timings ] || [ -z "$against${page[*]-}" ] || fail "--instructions goes with none of the others" 2
+[ "$mode" = timings ] || [ -z "$runs$against${page[*]}" ] ||
+  refuse "--instructions goes with none of the others"
 
-# build SOURCE TARGET COMPILER DIRECTORY
+program() { echo "build/bench-$1/bench/mqc_bench"; }
+
+# build COMPILER SOURCE DIRECTORY TARGET
 build() {
-  cmake -S "$1" --preset "$3" -B "$4" -DTARN_BUILD_BENCH=ON -DBUILD_TESTING=OFF >/dev/null
-  cmake --build "$4" --target "$2" >/dev/null
+  cmake --preset "$1" -S "$2" -B "$3" -DTARN_BUILD_BENCH=ON -DBUILD_TESTING=OFF >/dev/null
+  cmake --build "$3" --target "$4" >/dev/null
 }
 
-program() { "build/bench-$1/bench/mqc_bench" "${@:2}"; }
+# The library of the other commit, which has to write the same bytes.
+build_then() {
+  mkdir -p build/bench-then/source
+  git archive "$against" | tar -x -C build/bench-then/source
+  for compiler in gcc clang; do
+    build "$compiler" build/bench-then/source "build/bench-then/$compiler" tarn_cli_mqc
+    LD_LIBRARY_PATH=build/bench-then/$compiler "$(program "$compiler")" --list |
+      cmp - "$results/$compiler.list" || fail "$against encodes differently"
+  done
+}
 
 # time_once COMPILER OUTPUT FILTER
 time_once() {
-  program "$1" --benchmark_filter="$3" --benchmark_repetitions=7 \
+  "$(program "$1")" --benchmark_filter="$3" --benchmark_repetitions=7 \
     --benchmark_enable_random_interleaving=true --benchmark_out_format=json \
-    --benchmark_out="$2" >"$2.log" 2>&1 || { cat "$2.log" >&2; fail "$1's program failed"; }
+    --benchmark_out="$2" >/dev/null 2>"$2.log" || { cat "$2.log" >&2; fail "$1's program failed"; }
 }
 
-# The same program with the other commit's library.
-time_against() {
-  LD_LIBRARY_PATH=$PWD/build/bench-against/$1 time_once "$1" "$2" '^(compact|size|pair|full)/.*/(none|all|1|64|4096)/'
+time_all() {
+  local patterns='/(none|all|1|64|4096)/'
+  for run in $(seq "${runs:=5}"); do
+    echo "run $run of $runs" >&2
+    for compiler in gcc clang; do
+      time_once "$compiler" "$results/$compiler.$run.run" \
+        "^(compact|builder|floor|call)/|$patterns"
+      [ -z "$against" ] || LD_LIBRARY_PATH=build/bench-then/$compiler time_once "$compiler" \
+        "$results/$compiler-then.$run.run" "^(compact|size|pair|full)/.*$patterns"
+    done
+  done
 }
 
-count_once() {
-  valgrind -q --tool=callgrind --combine-dumps=yes --callgrind-out-file="$2" \
-    "build/bench-$1/bench/mqc_bench" --instructions
+count_all() {
+  for compiler in gcc clang; do
+    valgrind -q --tool=callgrind --combine-dumps=yes \
+      --callgrind-out-file="$results/$compiler.1.run" "$(program "$compiler")" --instructions
+  done
 }
 
 need "${build_packages[@]}" clang python3-matplotlib valgrind libbenchmark-dev libflatbuffers-dev >&2
 results=build/bench-results
-rm -rf "$results"
+rm -rf "$results" build/bench-then
 mkdir -p "$results"
-if [ -n "$against" ]; then
-  rm -rf build/bench-against
-  mkdir -p build/bench-against/source
-  git archive "$against" | tar -x -C build/bench-against/source
-fi
 for compiler in gcc clang; do
-  build . mqc_bench "$compiler" "build/bench-$compiler"
-  program "$compiler" --list >"$results/$compiler.list"
-  [ -z "$against" ] || build build/bench-against/source tarn_cli_mqc "$compiler" "build/bench-against/$compiler"
+  build "$compiler" . "build/bench-$compiler" mqc_bench
+  "$(program "$compiler")" --list >"$results/$compiler.list"
 done
 cmp "$results/gcc.list" "$results/clang.list" || fail "gcc and clang encode differently"
-
-if [ "$mode" = instructions ]; then
-  for compiler in gcc clang; do count_once "$compiler" "$results/$compiler.1.run"; done
-else
-  for run in $(seq "$runs"); do
-    echo "run $run of $runs" >&2
-    for compiler in gcc clang; do
-      time_once "$compiler" "$results/$compiler.$run.run" '^(compact|builder|floor)/|/(none|all|1|64|4096)/|^call/'
-      [ -z "$against" ] || time_against "$compiler" "$results/$compiler-against.$run.run"
-    done
-  done
-fi
-# Debian's, which has Debian's matplotlib, whatever else the machine has.
+[ -z "$against" ] || build_then
+if [ "$mode" = timings ]; then time_all; else count_all; fi
+# Debian's Python, which has Debian's matplotlib, whatever else is on the machine.
 /usr/bin/python3 bench/report.py "$results" "${page[@]}"
