@@ -38,11 +38,12 @@ struct Turns {
 /// The floor: the C library copies the record, then the encoding. No size is a constant, or g++
 /// would copy in line, and slower.
 inline auto floorOf(Subject& subject, const Turns& record, const Encodings& encodings) {
-  return [record, &encodings, size = std::size_t{record.size}, scratch = subject.scratch.begin(),
-          out = subject.out.begin()](u32 i) {
-    const u32 length = encodings.length(i & record.mask);
+  return [record, size = std::size_t{record.size}, scratch = subject.scratch.begin(),
+          out = subject.out.begin(), from = encodings.bytes(0), ends = encodings.ends()](u32 i) {
+    const u32* const end = ends + (i & record.mask);
+    const u32 length = end[1] - end[0];
     std::memcpy(scratch, record(i), size);
-    std::memcpy(out, encodings.bytes(i & record.mask), length);
+    std::memcpy(out, from + end[0], length);
     return length;
   };
 }

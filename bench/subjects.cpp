@@ -60,7 +60,7 @@ class Filler {
 /// Checks what an encoder wrote and keeps it.
 void keep(Encodings& encodings, const Message& message, const u8* record, const u8* bytes,
           u32 length, const char* encoder) {
-  if (length == 0 || !holds(*message.table, bytes, record)) {
+  if (length == 0 || !holds(*message.table, bytes, length, record)) {
     std::fprintf(stderr, "mqc_bench: %s: %s encoding does not hold the record\n",
                  message.table->name, encoder);
     std::exit(1);

@@ -54,6 +54,8 @@ class Encodings {
   const u8* bytes(u32 i) const { return memory_.begin() + ends_[i]; }
   /// Bytes of the first so many.
   u32 total(u32 count) const { return ends_[count]; }
+  /// 0, then where each ends.
+  const u32* ends() const { return ends_.data(); }
 
  private:
   Memory memory_{Use::encoding};

@@ -46,8 +46,8 @@ program() { echo "build/bench-$1/bench/mqc_bench"; }
 
 # build COMPILER SOURCE DIRECTORY TARGET
 build() {
-  cmake --preset "$1" -S "$2" -B "$3" -DTARN_BUILD_BENCH=ON -DBUILD_TESTING=OFF >/dev/null
-  cmake --build "$3" --target "$4" >/dev/null
+  quietly cmake --preset "$1" -S "$2" -B "$3" -DTARN_BUILD_BENCH=ON -DBUILD_TESTING=OFF
+  quietly cmake --build "$3" --target "$4"
 }
 
 # The library of the other commit, which has to write the same bytes.
@@ -88,7 +88,8 @@ count_all() {
   done
 }
 
-need "${build_packages[@]}" clang python3-matplotlib valgrind libbenchmark-dev libflatbuffers-dev >&2
+need "${build_packages[@]}" clang valgrind libbenchmark-dev libflatbuffers-dev \
+  python3-matplotlib >&2
 results=build/bench-results
 rm -rf "$results" build/bench-then
 mkdir -p "$results"
