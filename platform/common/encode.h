@@ -3,7 +3,8 @@
 
 #include <memory>
 
-#include "platform/stand_in.h"
+#include "mqc_fes_intf.h"
+#include "platform/status.h"
 
 namespace platform {
 

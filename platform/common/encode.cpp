@@ -1,11 +1,11 @@
-#include "platform/encode.h"
+#include "platform/common/encode.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <new>
 #include <string>
 
-#include "platform/report.h"
+#include "platform/common/report.h"
 
 namespace platform {
 namespace {

@@ -1,15 +1,17 @@
 // The RPC runtime, as a loopback within the process.
 
-#include "platform/encode.h"
+#include "platform/common/encode.h"
+#include "platform/loopback/state.h"
 #include "platform/rpc.h"
 #include "platform/stand_in.h"
-#include "platform/state.h"
 
 namespace platform {
 namespace {
 
 u32 deliver(const TarnMessage& message) {
-  const TarnStatus captured = state().capture.write(message);
+  const TarnStatus captured =
+      state().capture.write(message.method.methodName, {message.compact, message.compactSize},
+                            {message.full, message.fullSize});
   if (captured != TARN_STATUS_OK) return captured;
   Settings settings;
   {
