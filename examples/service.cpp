@@ -20,7 +20,7 @@ class ExampleService final : public MqcFesIntf::Service {
     const MQC_RuleMac* rule = mqc::parse(*request);
     if (rule == nullptr || rule->head() == nullptr || rule->f1() == nullptr) return mqc::damaged();
     std::string mac;
-    for (const auto byte : *rule->f1()) mac += " " + std::to_string(byte);
+    for (const auto byte : *rule->f1()) mac.append(" ").append(std::to_string(byte));
     std::printf("sendRuleMac: rule %u, MAC%s\n", rule->head()->f0(), mac.c_str());
     *reply = mqc::reply(0);
     return grpc::Status::OK;
