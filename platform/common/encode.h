@@ -2,6 +2,7 @@
 #define PLATFORM_ENCODE_H
 
 #include <memory>
+#include <utility>
 
 #include "mqc_fes_intf.h"
 #include "platform/status.h"
@@ -22,6 +23,8 @@ class Encoding {
 
   u8* bytes() const { return bytes_.get(); }
   u32 size() const { return size_; }
+  /// Gives the bytes away; the first size() of them are the encoding.
+  std::unique_ptr<u8[]> take() { return std::move(bytes_); }
 
  private:
   std::unique_ptr<u8[]> bytes_;
@@ -29,14 +32,21 @@ class Encoding {
   u32 allocated_ = 0;
 };
 
-/// The two encodings of a request; the full one stays empty for a method without it.
-struct Encodings {
-  Encoding compact;
-  Encoding full;
-};
+/// Whether a call's arguments are all there.
+bool isComplete(const void* handle, const void* req, const MethodId* method,
+                const IdlMsgDesc* desc);
 
-/// Asks the descriptor for both encodings of a request and checks them. A fault is reported.
-TarnStatus encode(const char* method, const IdlMsgDesc& desc, const void* req, Encodings& out);
+/// Whether the descriptor has a full encoding, too.
+inline bool hasFull(const IdlMsgDesc& desc) {
+  return desc.packFull != nullptr && desc.fullSize != nullptr;
+}
+
+// Both ask the descriptor for an encoding of a request and check it. A fault is reported.
+
+TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void* req,
+                         Encoding& out);
+/// The descriptor has a full encoding.
+TarnStatus encodeFull(const char* method, const IdlMsgDesc& desc, const void* req, Encoding& out);
 
 }  // namespace platform
 
