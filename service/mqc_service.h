@@ -1,0 +1,89 @@
+/**
+ * @file mqc_service.h
+ * @brief What a C++ service behind MqcFesIntf needs besides the code that flatc makes.
+ *
+ *     flatc --cpp --grpc mqc_fes_intf.fbs mqc_reply.fbs mqc_fes_intf_service.fbs
+ *
+ * makes `MqcFesIntf::Service`, whose methods a service overrides. Compile every file, the made ones
+ * included, with `-DFLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION=1`: the check that flatc's code
+ * makes by itself asks for aligned words, which these messages do not have.
+ *
+ *     grpc::Status sendRuleMac(grpc::ServerContext*,
+ *                              const flatbuffers::grpc::Message<MQC_RuleMac>* request,
+ *                              flatbuffers::grpc::Message<MqcReply>* reply) override {
+ *       const MQC_RuleMac* rule = mqc::parse(*request);
+ *       if (rule == nullptr) return mqc::damaged();
+ *       ...
+ *       *reply = mqc::reply(0);
+ *       return grpc::Status::OK;
+ *     }
+ *
+ * Any thread may call any function at any time, an object given being its own.
+ */
+#ifndef MQC_SERVICE_H
+#define MQC_SERVICE_H
+
+#if !FLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION
+#error "compile every file with -DFLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION=1"
+#endif
+
+#include <flatbuffers/flatbuffers.h>
+#include <flatbuffers/grpc.h>
+#include <grpcpp/resource_quota.h>
+#include <grpcpp/server_builder.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "mqc_reply_generated.h"
+
+namespace mqc {
+
+/// The longest message that a service takes, in bytes: a batch of 64 MiB and what is around it.
+inline constexpr int maxMessageBytes = 65 * 1024 * 1024;
+
+/// The threads of a service that answers in generated methods: more than a caller has calls under
+/// way, unless told otherwise. A call that finds all of them busy is answered with
+/// RESOURCE_EXHAUSTED; without a limit, a flood of slow calls gets a thread each.
+inline constexpr int maxThreads = 2048;
+
+/// Checks messages of either encoding, no word of which is aligned.
+inline flatbuffers::Verifier verifier(const std::uint8_t* bytes, std::size_t size) {
+  flatbuffers::Verifier::Options options;
+  options.check_alignment = false;
+  return flatbuffers::Verifier(bytes, size, options);
+}
+
+/**
+ * Checks a request and gives access to its fields.
+ *
+ * @param message the request, which owns the bytes
+ * @return the request, valid as long as the message; nullptr when it is damaged
+ */
+template <class Request>
+const Request* parse(const flatbuffers::grpc::Message<Request>& message) {
+  flatbuffers::Verifier check = verifier(message.data(), message.size());
+  return check.template VerifyBuffer<Request>(nullptr) ? message.GetRoot() : nullptr;
+}
+
+/// What a damaged request is answered with.
+inline grpc::Status damaged() {
+  return grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, "damaged request");
+}
+
+/// Makes a reply with the status that the caller's call returns.
+inline flatbuffers::grpc::Message<MqcReply> reply(std::uint32_t status) {
+  flatbuffers::grpc::MessageBuilder builder(64);
+  builder.Finish(CreateMqcReply(builder, status));
+  return builder.ReleaseMessage<MqcReply>();
+}
+
+/// Applies maxMessageBytes and maxThreads to a server that is being built.
+inline void applyLimits(grpc::ServerBuilder& builder) {
+  builder.SetMaxReceiveMessageSize(maxMessageBytes);
+  builder.SetResourceQuota(grpc::ResourceQuota("mqc").SetMaxThreads(maxThreads));
+}
+
+}  // namespace mqc
+
+#endif

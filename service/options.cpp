@@ -1,0 +1,157 @@
+#include "service/options.h"
+
+#include <arpa/inet.h>
+#include <getopt.h>
+
+#include <charconv>
+
+#include "platform/common/report.h"
+
+namespace service {
+namespace {
+
+using platform::report;
+
+bool readNumber(const std::string& text, std::uint32_t& number) {
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc{} && rest == end && !text.empty();
+}
+
+// N, or METHOD=N
+bool readStatus(const std::string& text, const Schema& schema, Options& options) {
+  const std::size_t equals = text.find('=');
+  const bool forAll = equals == std::string::npos;
+  const std::string method = forAll ? "" : text.substr(0, equals);
+  std::uint32_t status = 0;
+  if (!readNumber(forAll ? text : text.substr(equals + 1), status)) {
+    report("--status %s: no number of 32 bits", text.c_str());
+    return false;
+  }
+  if (forAll) {
+    options.status = status;
+    return true;
+  }
+  options.statusOf[method] = status;
+  if (schema.method(method) != nullptr) return true;
+  report("--status %s: no method is called %s", text.c_str(), method.c_str());
+  return false;
+}
+
+bool isLoopback(const std::string& host) {
+  in_addr address{};
+  return host == "localhost" || host == "[::1]" ||
+         (inet_pton(AF_INET, host.c_str(), &address) == 1 && host.rfind("127.", 0) == 0);
+}
+
+bool checkListen(const Options& options) {
+  const std::string& listen = options.listen;
+  if (listen.rfind("unix:", 0) == 0 && listen.size() > 5) return true;
+  const std::size_t colon = listen.rfind(':');
+  std::uint32_t port = 0;
+  if (colon == std::string::npos || colon == 0 || !readNumber(listen.substr(colon + 1), port) ||
+      port > UINT16_MAX) {
+    report("--listen %s: neither unix:PATH nor HOST:PORT", listen.c_str());
+    return false;
+  }
+  // Whoever may send from elsewhere has a certificate.
+  if (isLoopback(listen.substr(0, colon)) || !options.ca.empty()) return true;
+  report("--listen %s: not a loopback address, which takes --cert, --key and --ca", listen.c_str());
+  return false;
+}
+
+bool checkTogether(const Options& options) {
+  if (options.help || options.version) return true;
+  if (options.listen.empty()) {
+    report("--listen is missing; --help tells more");
+    return false;
+  }
+  if (options.cert.empty() != options.key.empty() ||
+      (options.cert.empty() && !options.ca.empty())) {
+    report("--cert and --key come together, and --ca with them");
+    return false;
+  }
+  return checkListen(options);
+}
+
+bool readOption(int option, const Schema& schema, Options& options) {
+  switch (option) {
+    case 'l':
+      options.listen = optarg;
+      return true;
+    case 'j':
+      options.json = true;
+      return true;
+    case 's':
+      return readStatus(optarg, schema, options);
+    case 'd':
+      options.capture = optarg;
+      return true;
+    case 'c':
+      options.cert = optarg;
+      return true;
+    case 'k':
+      options.key = optarg;
+      return true;
+    case 'a':
+      options.ca = optarg;
+      return true;
+    case 'h':
+      options.help = true;
+      return true;
+    case 'v':
+      options.version = true;
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+const char* const usage =
+    "usage: tarn-serve --listen ADDRESS [OPTION]...\n"
+    "Serves MqcFesIntf over gRPC: answers every request and prints a line for it.\n"
+    "\n"
+    "  --listen ADDRESS     unix:PATH, or HOST:PORT of a loopback address; of any address with "
+    "--ca;\n"
+    "                       port 0 takes a free one\n"
+    "  --json               print the requests themselves, too, up to 64 KiB each\n"
+    "  --status N           answer every request with the status N (0)\n"
+    "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
+    "  --capture DIR        keep every request as a file in this directory, for tarn-inspect\n"
+    "  --cert FILE          TLS: the service's certificate, PEM,\n"
+    "  --key FILE           and its private key, PEM\n"
+    "  --ca FILE            take only clients with a certificate that this one signed, PEM\n"
+    "  --help, --version\n"
+    "\n"
+    "A line tells time, method, bytes, encoding and the caller's sequence number. SIGINT or "
+    "SIGTERM\n"
+    "ends the service, with totals. It exits with 2 for wrong arguments, with 1 if it cannot "
+    "serve.\n";
+
+std::optional<Options> readOptions(int argc, char** argv, const Schema& schema) {
+  static const option known[] = {
+      {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
+      {"status", required_argument, nullptr, 's'}, {"capture", required_argument, nullptr, 'd'},
+      {"cert", required_argument, nullptr, 'c'},   {"key", required_argument, nullptr, 'k'},
+      {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
+      {"version", no_argument, nullptr, 'v'},      {}};
+  Options options;
+  opterr = 0;
+  for (int found = 0; (found = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
+    if (found == '?') {
+      report("%s: no such option, or its value is missing; --help tells more", argv[optind - 1]);
+      return std::nullopt;
+    }
+    if (!readOption(found, schema, options)) return std::nullopt;
+  }
+  if (optind < argc) {
+    report("%s: not an option; --help tells more", argv[optind]);
+    return std::nullopt;
+  }
+  if (!checkTogether(options)) return std::nullopt;
+  return options;
+}
+
+}  // namespace service

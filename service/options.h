@@ -1,0 +1,34 @@
+#ifndef SERVICE_OPTIONS_H
+#define SERVICE_OPTIONS_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "service/schema.h"
+
+namespace service {
+
+/// What the command line says.
+struct Options {
+  std::string listen;
+  bool json = false;
+  std::uint32_t status = 0;
+  std::map<std::string, std::uint32_t> statusOf;  ///< by method, before status
+  std::string capture;
+  std::string cert, key, ca;
+
+  bool help = false;
+  bool version = false;
+};
+
+/// Reads the command line. What makes no sense is told in one line on stderr, and there are no
+/// options.
+std::optional<Options> readOptions(int argc, char** argv, const Schema& schema);
+
+extern const char* const usage;
+
+}  // namespace service
+
+#endif

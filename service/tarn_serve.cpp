@@ -1,0 +1,78 @@
+// tarn-serve: a service behind MqcFesIntf that anybody can start. It answers every request and
+// tells of it.
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+
+#include "platform/common/report.h"
+#include "service/journal.h"
+#include "service/options.h"
+#include "service/schema.h"
+#include "service/server.h"
+
+const char* const platform::reporter = "tarn-serve";
+
+namespace {
+
+constexpr int cannotServe = 1;
+constexpr int wrongArguments = 2;
+
+sigset_t endingSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  return signals;
+}
+
+/// The schema lies at a fixed way from the program, installed or built.
+std::string schemaDir() {
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return (program.parent_path() / TARN_SCHEMA_FROM_PROGRAM).lexically_normal();
+}
+
+int serve(const service::Schema& schema, const service::Options& options) {
+  service::Journal journal(schema, options);
+  if (!journal.open()) return cannotServe;
+  // Blocked before gRPC starts its threads, the signals are left to this one.
+  const sigset_t signals = endingSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+  service::Service generic(schema, journal);
+  std::string bound;
+  const auto server = service::start(options, generic, bound);
+  if (server == nullptr) return cannotServe;
+  std::printf("listening on %s\n", bound.c_str());
+  std::fflush(stdout);
+  int signal = 0;
+  sigwait(&signals, &signal);
+  server->Shutdown(std::chrono::system_clock::now() + std::chrono::seconds(1));
+  server->Wait();
+  journal.printTotals();
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+  platform::report("stdout: not all lines could be written");
+  return cannotServe;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  service::tellComplaints();
+  service::Schema schema;
+  const std::string fault = schema.load(schemaDir());
+  if (!fault.empty()) {
+    platform::report("%s", fault.c_str());
+    return cannotServe;
+  }
+  const auto options = service::readOptions(argc, argv, schema);
+  if (!options) return wrongArguments;
+  if (options->help) return std::fputs(service::usage, stdout) < 0;
+  if (options->version) return std::puts("tarn-serve " TARN_VERSION) < 0;
+  return serve(schema, *options);
+}

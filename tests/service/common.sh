@@ -1,0 +1,56 @@
+# shellcheck shell=bash
+# Sourced by the tests of this folder: services that are started and always ended.
+
+work=$(mktemp -d)
+services=()
+trap 'for process in "${services[@]}"; do kill -KILL "$process" || true; done; wait; rm -rf "$work"' EXIT
+cd "$work"
+fail() { echo "${0##*/}: $*" >&2; exit 1; }
+
+# await WHAT COMMAND...: until the command succeeds, at most 10 seconds
+await() {
+  local what=$1 round
+  shift
+  for round in $(seq 200); do
+    ! "$@" || return 0
+    sleep 0.05
+  done
+  fail "$what did not come about"
+}
+
+# start OUTPUT COMMAND...: a service in the background, its process in $service
+start() {
+  local output=$1
+  shift
+  "$@" >"$output" 2>"$output.err" &
+  service=$!
+  services+=("$service")
+}
+
+# serve OUTPUT ARGUMENT...: tarn-serve, once it listens; its address in $address
+serve() {
+  : >"$1"
+  start "$1" "$tarn_serve" "${@:2}"
+  await "listening, $*" grep -q '^listening on ' "$1"
+  address=$(sed -n 's/^listening on //p' "$1")
+}
+
+# end SIGNAL: ends the last service that was started; its status in $status
+end() {
+  status=0
+  kill "-$1" "$service"
+  wait "$service" 2>/dev/null || status=$?
+  unset 'services[-1]'
+}
+
+call() { /usr/bin/python3 "$source/tests/service/call.py" "$@"; }
+
+# capture_all: messages of every method in both encodings, in the folder all; one of each in $first
+capture_all() {
+  local number
+  mkdir all
+  "$send_all" all >/dev/null
+  first=()
+  for number in $(seq 1 3 163); do first+=(all/$(printf %04d "$number")-*.bin); done
+  [ ${#first[@]} -eq 109 ] || fail "${#first[@]} messages captured, not two of 54 methods and one"
+}

@@ -1,0 +1,121 @@
+#!/usr/bin/env bash
+# tarn-serve: what it prints, answers, keeps and refuses.
+# usage: serve_test.sh SOURCE_DIR TARN_SERVE SEND_ALL
+set -eu
+source=$1 tarn_serve=$2 send_all=$3
+. "$source/tests/service/common.sh"
+capture_all
+
+# Every message: answered, told of, shown and kept as it was.
+mkdir kept
+serve out --listen "unix:$work/socket" --json --capture kept --status 7 \
+  --status sendRuleMac=4294967295
+call "$address" "${first[@]}" >answers
+[ "$(grep -c ' 7$' answers)" -eq 107 ] && [ "$(grep -c '^sendRuleMac 4294967295$' answers)" -eq 2 ] ||
+  fail "not the statuses that were asked for: $(cat answers)"
+number=0
+for file in "${first[@]}"; do
+  number=$((number + 1))
+  name=${file##*/} name=${name#*-}
+  IFS=. read -r method encoding _ <<<"$name"
+  echo "$method $(stat -c %s "$file") $encoding #$number" >>expected
+  cmp "$file" "kept/$(printf %04d $number)-$name" || fail "$name is not kept as it was sent"
+done
+grep -E '^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ' out | sed -E 's/^[^ ]+ //; s/ \{.*//; s/ +/ /g' |
+  diff expected - || fail "not a line for each message"
+"$source/scripts/inspect.sh" kept/*.bin >inspected || fail "a kept message is not shown"
+grep -o '{.*' out | /usr/bin/python3 -c '
+import json, sys
+shown = [json.loads(line) for line in sys.stdin]
+wanted = json.loads("[" + open("inspected").read().replace("}\n{", "},{") + "]")
+sys.exit(shown != wanted)' || fail "--json shows other messages than inspect.sh"
+
+# What cannot be answered, and the totals.
+mkdir bad
+head -c 60 all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
+: >bad/0002-sendRuleMac.compact.bin
+cp all/0016-sendRuleMac.compact.bin bad/0003-sendRuleMac.compact.bin
+printf '\377\377' | dd of=bad/0003-sendRuleMac.compact.bin bs=1 seek=14 conv=notrunc 2>dd # f3 is outside
+cp all/0016-sendRuleMac.compact.bin bad/0004-sendNothing.compact.bin
+call "$address" bad/* | diff <(printf 'sendRuleMac INVALID_ARGUMENT\n%.0s' 1 2 3
+  echo sendNothing UNIMPLEMENTED) - || fail "a message that cannot be answered is"
+grep -qE ' sendRuleMac +60 damaged #1$' out || fail "no line for a damaged message"
+grep -q ' /MqcFesIntf/sendNothing: no such method$' out || fail "no line for an unknown method"
+[ "$(find kept -type f | wc -l)" -eq 109 ] || fail "more is kept than was answered"
+end TERM
+[ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGTERM: status $status, $(cat out.err)"
+[ ! -e socket ] || fail "the socket is left behind"
+sum() { cat "$@" | wc -c; }
+for line in "compact 55 $(sum kept/*.compact.bin)" "full 54 $(sum kept/*.full.bin)" "damaged 3 149" \
+  "55 of 55 methods called, 1 calls of others" " sendRuleMac 2"; do
+  sed 's/  */ /g' out | grep -qxF -- "$line" || fail "the totals lack '$line': $(tail -n 64 out)"
+done
+
+# Whatever is damaged in a message, it is answered or refused, and the service goes on.
+/usr/bin/python3 - all/*-act_redirect_nhp.*.bin all/*-match_all_oper.*.bin <<'END'
+import os, random, sys
+random.seed(20261)
+os.mkdir("damaged")
+for number in range(400):
+    path = sys.argv[1 + number % (len(sys.argv) - 1)]
+    message = bytearray(open(path, "rb").read())
+    if number % 4 == 0:
+        del message[random.randrange(len(message)):]
+    for _ in range(random.randrange(1, 4)):
+        if message:
+            message[random.randrange(min(len(message), 96 if number % 2 else 4096))] = random.randrange(256)
+    name = "%04d-%s" % (number, os.path.basename(path).split("-", 1)[1])
+    open(os.path.join("damaged", name), "wb").write(message)
+END
+serve out --listen 127.0.0.1:0 --json
+call "$address" damaged/* >answers
+[ "$(grep -cE ' (0|INVALID_ARGUMENT)$' answers)" -eq 400 ] || fail "damaged: $(sort answers | uniq -c)"
+[ "$(grep -c INVALID answers)" -gt 100 ] || fail "hardly a damaged message is refused"
+end INT
+[ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGINT: status $status, $(cat out.err)"
+
+# refused STATUS WORDS ARGUMENT...: that status, one line with the words on stderr, nothing on stdout
+refused() {
+  local expected=$1 words=$2 status=0
+  shift 2
+  timeout 10 "$tarn_serve" "$@" >shown 2>said || status=$?
+  [ "$status" -eq "$expected" ] && [ "$(wc -l <said)" -eq 1 ] && [ ! -s shown ] &&
+    grep -q "^tarn-serve: .*$words" said || fail "$*: status $status, $(cat shown said)"
+}
+socket=unix:$work/socket
+refused 2 'listen is missing'
+refused 2 'no such option' --listen "$socket" --bogus
+refused 2 'not an option' --listen "$socket" more
+refused 2 'neither unix' --listen 127.0.0.1
+refused 2 'neither unix' --listen 127.0.0.1:65536
+refused 2 'not a loopback' --listen 0.0.0.0:0
+refused 2 'not a loopback' --listen 0.0.0.0:0 --cert a --key b
+refused 2 'come together' --listen "$socket" --cert a
+refused 2 'come together' --listen "$socket" --ca a
+refused 2 'no method is called sendNothing' --listen "$socket" --status sendNothing=1
+refused 2 '32 bits' --listen "$socket" --status 4294967296
+refused 2 '32 bits' --listen "$socket" --status sendRuleMac=
+refused 1 'cannot be read' --listen "$socket" --cert absent --key absent
+refused 1 'cannot listen' --listen "$socket" --cert expected --key expected
+refused 1 'No such file' --listen "$socket" --capture absent
+refused 1 'No such file' --listen "unix:$work/absent/socket"
+refused 1 'in use' --listen "unix:$work/expected"
+[ -s expected ] || fail "a file was taken for a socket"
+"$tarn_serve" --help | grep -q '^usage: ' || fail "no help"
+grep -q "VERSION $("$tarn_serve" --version | sed -n 's/^tarn-serve //p')$" "$source/CMakeLists.txt" ||
+  fail "not this tree's version"
+
+# An address that is served stays with its service, even one that does not move; a dead one's is free.
+serve out --listen "$socket"
+refused 1 'in use' --listen "$socket"
+kill -STOP "$service"
+refused 1 'in use' --listen "$socket"
+kill -CONT "$service"
+[ "$(call "$socket" "${first[0]}")" = 'sendClassifierTemplate 0' ] || fail "the socket was taken away"
+end KILL
+serve out --listen "$socket"
+end TERM
+serve out --listen localhost:0
+refused 1 'in use' --listen "$address"
+end TERM
+echo "messages are told, shown and kept; what cannot be served is refused"
