@@ -23,6 +23,13 @@ read -ra flags <<<"$flags"
 "$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
   "$here/pkg_config.c" -o "$work/pkg_config" "${flags[@]}" -Wl,--as-needed
 run "$work/pkg_config" "$work/captured"
+for order in 'tarn_cli_mqc tarn_platform' 'tarn_platform tarn_cli_mqc'; do
+  read -ra names <<<"$order"
+  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${names[@]}")
+  read -ra flags <<<"$flags"
+  "$CC" "$here/any_order.c" -o "$work/any_order" -Wl,--as-needed "${flags[@]}"
+  run "$work/any_order"
+done
 
 echo "find_package:"
 cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
@@ -30,6 +37,8 @@ cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAK
   "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
   cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
 run "$work/build/find_package"
+run "$work/build/platform_first"
+run "$work/build/platform_last"
 
 echo "tarn-inspect:"
 sent=$work/captured/0001-sendClassifierTemplate.compact.bin
