@@ -1,4 +1,4 @@
-# What `cmake --install` lays out, in three components, and the Debian package of each.
+# What `cmake --install` lays out, by component, and the Debian package of each.
 include(CMakePackageConfigHelpers)
 
 # Nothing installed names the prefix: each file finds the others from where it lies itself.
@@ -29,7 +29,8 @@ configure_package_config_file(
 write_basic_package_version_file(${generated}/tarn_cli_mqc-config-version.cmake
                                  COMPATIBILITY SameMajorVersion)
 install(FILES include/mqc_fes_intf.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
-install(FILES schema/mqc_fes_intf.fbs DESTINATION ${data_dir}/schema COMPONENT development)
+install(FILES schema/mqc_fes_intf.fbs schema/mqc_fes_intf_service.fbs schema/mqc_reply.fbs
+        DESTINATION ${data_dir}/schema COMPONENT development)
 install(FILES ${generated}/tarn_cli_mqc.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 install(FILES ${generated}/tarn_cli_mqc-config.cmake ${generated}/tarn_cli_mqc-config-version.cmake
         DESTINATION ${cmake_dir} COMPONENT development)
@@ -50,6 +51,15 @@ install(FILES scripts/annotated.awk DESTINATION ${data_dir}/scripts COMPONENT de
 install(FILES cmake/inspect_packages.sh DESTINATION ${data_dir}/scripts RENAME packages.sh
         COMPONENT development)
 install(FILES ${generated}/mqc_fes_intf.h DESTINATION ${data_dir}/include COMPONENT development)
+
+# for services
+install(FILES service/mqc_service.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES service/mqc_fes_intf.lua DESTINATION ${data_dir}/service COMPONENT development)
+
+# serve
+if(TARGET tarn_serve)
+  install(TARGETS tarn_serve RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serve)
+endif()
 
 # standin
 configure_file(cmake/tarn_platform.pc.in ${generated}/tarn_platform.pc @ONLY)
@@ -73,6 +83,9 @@ install(
 # Debian packages
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime development standin)
+if(TARGET tarn_serve)
+  list(APPEND CPACK_COMPONENTS_ALL serve)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -119,9 +132,10 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS flatbuffers-compiler)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libtarn-platform-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
     "client library for modular QoS configuration - development
-Header, FlatBuffers schema of the messages, pkg-config file and CMake package
-of libtarn_cli_mqc, and tarn-inspect, which shows captured messages. A program
-links a platform besides: on a workstation that of libtarn-platform-dev.")
+Headers, FlatBuffers schema of messages and service, pkg-config file and CMake
+package of libtarn_cli_mqc, tarn-inspect, which shows captured messages, and a
+Wireshark dissector. A program links a platform besides: on a workstation that
+of libtarn-platform-dev.")
 
 set(CPACK_DEBIAN_STANDIN_PACKAGE_NAME libtarn-platform-dev)
 set(CPACK_DEBIAN_STANDIN_PACKAGE_SECTION libdevel)
@@ -131,5 +145,15 @@ set(CPACK_DEBIAN_STANDIN_DESCRIPTION
     "stand-in for a device's platform under libtarn_cli_mqc
 Library and headers for unit tests on a workstation: an RPC runtime that checks
 every message and hands it to the test, a log function, memset_s and memcpy_s.")
+
+set(CPACK_DEBIAN_SERVE_PACKAGE_NAME tarn-serve)
+set(CPACK_DEBIAN_SERVE_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_SERVE_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_SERVE_PACKAGE_DEPENDS "libtarn-cli-mqc-dev (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_SERVE_DESCRIPTION
+    "service that shows the requests of MqcFesIntf
+Takes requests of modular QoS configuration over gRPC from programs that link
+libtarn_platform_grpc, prints and keeps them, and answers with statuses of
+choice.")
 
 include(CPack)

@@ -11,29 +11,36 @@
 #include "mqc_fes_intf.h"
 
 static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-static u32 completed; /* asynchronous calls that completed with 0; guarded by mutex */
+static u32 completed; /* asynchronous calls; guarded by mutex, as is succeeded */
+static u32 succeeded; /* those that completed with 0 */
 
 /* Runs on a thread of the platform's. */
 static void onCompletion(u32 status, void* userData) {
   (void)userData;
   pthread_mutex_lock(&mutex);
-  if (status == 0) ++completed;
+  ++completed;
+  if (status == 0) ++succeeded;
   pthread_mutex_unlock(&mutex);
 }
 
-static u32 completedSoFar(void) {
-  u32 number;
+static int haveCompleted(u32 expected) {
+  int result;
   pthread_mutex_lock(&mutex);
-  number = completed;
+  result = completed >= expected;
   pthread_mutex_unlock(&mutex);
-  return number;
+  return result;
 }
 
+/* Returns how many succeeded. */
 static u32 waitForCompletions(u32 expected) {
   const struct timespec pause = {0, 10 * 1000 * 1000};
+  u32 result;
   int round;
-  for (round = 0; round < 2000 && completedSoFar() < expected; ++round) nanosleep(&pause, NULL);
-  return completedSoFar();
+  for (round = 0; round < 2000 && !haveCompleted(expected); ++round) nanosleep(&pause, NULL);
+  pthread_mutex_lock(&mutex);
+  result = succeeded;
+  pthread_mutex_unlock(&mutex);
+  return result;
 }
 
 /* Every third word stays zero, as fields do that a configuration leaves alone. */

@@ -71,6 +71,7 @@ libc6 \(>= $(newest "$library" GLIBC)\), libgcc-s1 \(>= 3\.0\), libstdc\+\+6 \(>
   holds libtarn-cli-mqc-dev <<END
 /usr/bin/tarn-inspect
 /usr/include/mqc_fes_intf.h
+/usr/include/mqc_service.h
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config-version.cmake
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config.cmake
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-targets-release.cmake
@@ -78,9 +79,12 @@ $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-targets.cmake
 $lib/pkgconfig/tarn_cli_mqc.pc
 /usr/share/tarn_cli_mqc/include/mqc_fes_intf.h
 /usr/share/tarn_cli_mqc/schema/mqc_fes_intf.fbs
+/usr/share/tarn_cli_mqc/schema/mqc_fes_intf_service.fbs
+/usr/share/tarn_cli_mqc/schema/mqc_reply.fbs
 /usr/share/tarn_cli_mqc/scripts/annotated.awk
 /usr/share/tarn_cli_mqc/scripts/inspect.sh
 /usr/share/tarn_cli_mqc/scripts/packages.sh
+/usr/share/tarn_cli_mqc/service/mqc_fes_intf.lua
 END
   holds libtarn-platform-dev <<END
 /usr/include/tarn_platform/platform/bounded_memory.h

@@ -30,8 +30,8 @@ local tables = {}
 local function member(table_name, name, type_name, id)
   local element = type_name:match("^%[(.*)%]$")
   local filter = "mqc." .. table_name .. "." .. name
-  local make = element == "ubyte" and ProtoField.bytes or makers[element or type_name] or ProtoField.none
-  local field = make(filter, name)
+  local field = element == "ubyte" and ProtoField.bytes(filter, name) or
+                (makers[element or type_name] or ProtoField.none)(filter, name)
   table.insert(registered, field)
   return {name = name, type = element or type_name, vector = element ~= nil, id = id, field = field}
 end
@@ -39,7 +39,7 @@ end
 local function read_tables(text)
   for table_name, body in text:gmatch("table%s+([%w_]+)%s*{(.-)}") do
     local members = {}
-    for name, type_name, id in body:gmatch("([%w_]+)%s*:%s*([%w_%[%]]+)%s*%(id:%s*(%d+)%)") do
+    for name, type_name, id in body:gmatch("([%w_]+)%s*:%s*([%w_%[%]]+)%s*%(id:%s*(%d+)[^)]*%)") do
       table.insert(members, member(table_name, name, type_name, tonumber(id)))
     end
     tables[table_name] = members
@@ -75,7 +75,14 @@ local function show_vector(tvb, tree, m, at)
   local count = u32(tvb, at)
   if m.type == "ubyte" then
     local content = bytes(tvb, at + 4, count)
-    return count > 0 and tree:add(m.field, content) or tree:add(m.field):append_text(": empty")
+    if count == 0 then
+      tree:add(m.field):append_text(": empty")
+      return
+    end
+    -- Wireshark itself would stop before the 33 bytes that the longest array has.
+    local text = content:range(0, math.min(count, 64)):bytes():tohex(true, " ")
+    tree:add(m.field, content):set_text(m.name .. ": " .. text .. (count > 64 and " ..." or ""))
+    return
   end
   local width = widths[m.type] or 4
   local elements = bytes(tvb, at + 4, width * count)

@@ -3,7 +3,7 @@
 
 work=$(mktemp -d)
 services=()
-trap 'kill -KILL "${services[@]}" 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
+trap 'for process in "${services[@]}"; do kill -KILL "$process" || true; done; wait; rm -rf "$work"' EXIT
 cd "$work"
 fail() { echo "${0##*/}: $*" >&2; exit 1; }
 
@@ -40,6 +40,7 @@ end() {
   status=0
   kill "-$1" "$service"
   wait "$service" 2>/dev/null || status=$?
+  unset 'services[-1]'
 }
 
 call() { /usr/bin/python3 "$source/tests/service/call.py" "$@"; }

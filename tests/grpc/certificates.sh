@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Makes the certificates of the TLS tests: NAME.crt and NAME.key in the folder.
+# usage: certificates.sh DIR
+set -eu
+cd "$1"
+
+key() { openssl ecparam -name prime256v1 -genkey -noout -out "$1.key"; }
+
+# authority NAME: signs others
+authority() {
+  key "$1"
+  openssl req -x509 -new -key "$1.key" -subj "/CN=$1" -days 2 -out "$1.crt"
+}
+
+# signed NAME AUTHORITY DAYS: for the server name mqc.test
+signed() {
+  key "$1"
+  openssl req -new -key "$1.key" -subj "/CN=mqc.test" |
+    openssl x509 -req -CA "$2.crt" -CAkey "$2.key" -CAcreateserial -days "$3" -out "$1.crt" \
+      -extfile <(echo subjectAltName=DNS:mqc.test) 2>/dev/null
+}
+
+authority ca
+authority stranger
+signed service ca 2
+signed expired ca -1
+signed client ca 2
+signed forged stranger 2

@@ -1,0 +1,39 @@
+// Hands messages over and ends at once.
+// usage: exiting return | callback | fork
+
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "platform/grpc.h"
+
+namespace {
+
+constexpr MQC_ClassifierTemplate request{};
+
+void send(int messages) {
+  for (int i = 0; i < messages; ++i) {
+    if (MqcFesIntf_sendClassifierTemplate_oneway(&request, nullptr) != 0) _exit(2);
+  }
+}
+
+void sendAndExit(u32 status, void*) {
+  send(19);
+  exit(static_cast<int>(status));
+}
+
+}  // namespace
+
+int main(int, char** argv) {
+  const std::string way = argv[1];
+  if (way == "callback") {
+    if (MqcFesIntf_sendClassifierTemplate_async(&request, sendAndExit, nullptr, nullptr)) return 3;
+    sleep(60);
+    return 4;
+  }
+  send(20);
+  if (way == "fork") fork();  // both ends are normal
+  return 0;
+}

@@ -1,0 +1,246 @@
+// The delivery over gRPC, against a service in another process.
+
+#include <chrono>
+#include <thread>
+
+#include "grpc/service.h"
+#include "platform/rpc.h"
+#include "records.h"
+#include "wire.h"
+
+namespace {
+
+constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14, late = TARN_GRPC_TRANSPORT + 4;
+constexpr u32 minute = 60'000;
+
+using Grpc = ServiceTest;
+
+/// Sends a record in all three ways.
+void sendThrice(void* opt, const Method& row, const void* record) {
+  const MethodId method = {"MqcFesIntf", row.name};
+  const IdlMsgDesc desc = wire::describe(row.setIdl);
+  const AsyncCallCtx ctx = {row.recordSize, nullptr, nullptr};
+  void* const handle = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, opt);
+  EXPECT_EQ(RPC_IdlSyncCallNoOutStub(handle, record, row.recordSize, &method, &desc), 0u);
+  EXPECT_EQ(RPC_IdlAsyncCallNoOutStub(handle, record, &method, &desc, &ctx), 0u);
+  EXPECT_EQ(RPC_IdlMsgOnewayCall(handle, record, &method, &desc), 0u);
+}
+
+/// The encoding as a service must get it: what an encoder leaves open is 0.
+std::string expected(const Method& row, const void* record, bool full) {
+  const IdlMsgDesc desc = wire::describe(row.setIdl);
+  const bool hasFull = desc.packFull != nullptr;
+  const auto bytes = full && hasFull ? wire::full(desc, record) : wire::compact(desc, record);
+  return wire::show(bytes, bytes);
+}
+
+TEST_F(Grpc, EveryMethodArrivesByteForByte) {
+  serve("0");
+  std::vector<Message> sent;
+  for (const u32 full : {0u, 1u}) {
+    void* const opt = open({.full = full});
+    for (const Method& row : methods) {
+      records::Maker maker(row, 7);
+      u8* const record = maker.make(0x5555555555555555);
+      for (const codec::SlotInfo& slot : maker.values.buffers) {
+        // Empty: the size query counts it, and the encoding is shorter.
+        records::storeBuffer(record + slot.offset, slot, {record, 0});
+      }
+      sendThrice(opt, row, record);
+      sent.insert(sent.end(), 3,
+                  {0, std::string("/MqcFesIntf/") + row.name, expected(row, record, full != 0)});
+    }
+  }
+  ASSERT_EQ(TarnGrpc_drain(minute), 0u);
+  const std::vector<Message> arrived = received();
+  ASSERT_EQ(arrived.size(), 2u * 3 * 55);
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    EXPECT_EQ(arrived[i].path, sent[i].path);
+    EXPECT_EQ(arrived[i].bytes, sent[i].bytes) << sent[i].path;
+    EXPECT_EQ(arrived[i].sequence, arrived[0].sequence + i);
+  }
+}
+
+TEST_F(Grpc, LargeBatchArrives) {
+  serve("0");
+  const std::vector<u8> large(64 << 20, 0x5A);
+  const MQC_BrkBatchMsg batch = {0, 0, 0, static_cast<u32>(large.size()), large.data()};
+  ASSERT_EQ(MqcFesIntf_ProcMqcBatchMsg(&batch, open()), 0u) << TarnGrpc_lastError();
+  std::ifstream in(dir / "large", std::ios::binary);
+  std::vector<u8> arrived(std::filesystem::file_size(dir / "large"));
+  in.read(reinterpret_cast<char*>(arrived.data()), static_cast<std::streamsize>(arrived.size()));
+  ASSERT_GT(arrived.size(), large.size());
+  EXPECT_TRUE(std::equal(large.begin(), large.end(), arrived.end() - (64 << 20)));
+}
+
+TEST_F(Grpc, AnswersComeBackAsStatuses) {
+  const std::pair<const char*, u32> rows[] = {
+      {"4000000000", 4000000000u},         {"absent", 0},
+      {"empty", TARN_GRPC_GARBAGE},        {"garbage", TARN_GRPC_GARBAGE},
+      {"unaligned", TARN_GRPC_GARBAGE},    {"huge", TARN_GRPC_TRANSPORT + 8},
+      {"refuse", TARN_GRPC_TRANSPORT + 7}, {"unknown", TARN_GRPC_TRANSPORT + 12}};
+  void* const opt = open({.waitForReady = 1});
+  for (const auto& [answer, status] : rows) {
+    serve(answer);
+    Endings ending(1);
+    EXPECT_EQ(call(opt), status) << answer;
+    EXPECT_EQ(ending.call(0, request, opt), 0u) << answer;
+    EXPECT_EQ(oneway(opt), 0u) << answer;
+    EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+    EXPECT_EQ(ending.once(status), 1u) << answer;
+    stop();
+  }
+  serve("cut");
+  for (int bytes = 0; bytes < 20; ++bytes) EXPECT_EQ(call(opt), TARN_GRPC_GARBAGE) << bytes;
+  EXPECT_EQ(call(opt), 7u);
+}
+
+TEST_F(Grpc, AbsentServiceIsToldAtOnceOrWaitedFor) {
+  void* const opt = open();
+  EXPECT_EQ(call(opt), unavailable);
+  EXPECT_NE(std::string(TarnGrpc_lastError()).find("UNAVAILABLE"), std::string::npos);
+  EXPECT_EQ(call(open({.deadlineMs = 50, .waitForReady = 1})), late);
+  Endings ending(1);
+  EXPECT_EQ(ending.call(0, request, open({.waitForReady = 1})), 0u);
+  serve("0");
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(ending.once(0), 1u);
+}
+
+TEST_F(Grpc, FrozenServiceHoldsNobodyPastTheDeadline) {
+  serve("0");
+  void* const opt = open({.deadlineMs = 300});
+  call(opt);
+  send(SIGSTOP);
+  const auto begin = std::chrono::steady_clock::now();
+  Endings ending(1);
+  EXPECT_EQ(ending.call(0, request, opt), 0u);
+  EXPECT_EQ(TarnGrpc_drain(0), TARN_GRPC_BUSY);
+  EXPECT_EQ(call(opt), late);
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(ending.once(late), 1u);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+TEST_F(Grpc, KilledServiceEndsEveryCallAndMayComeBack) {
+  serve("0");
+  void* const opt = open();
+  EXPECT_EQ(call(opt), 0u);
+  send(SIGSTOP);
+  Endings endings(100);
+  for (std::size_t i = 0; i < 100; ++i) EXPECT_EQ(endings.call(i, request, opt), 0u);
+  std::thread waiting([&] { EXPECT_EQ(call(opt), unavailable); });
+  usleep(100'000);
+  stop();
+  waiting.join();
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(endings.once(unavailable), 100u);
+  serve("5");
+  u32 status = unavailable;
+  for (int i = 0; i < 300 && status == unavailable; ++i, usleep(100'000)) status = call(opt);
+  EXPECT_EQ(status, 5u);
+}
+
+TEST_F(Grpc, BusyPastTheCap) {
+  serve("0");
+  void* const opt = open({.maxInFlight = 3});
+  EXPECT_EQ(call(opt), 0u);
+  send(SIGSTOP);
+  Endings endings(5);
+  EXPECT_EQ(endings.call(0, request, opt), 0u);
+  EXPECT_EQ(endings.call(1, request, opt), 0u);
+  EXPECT_EQ(oneway(opt), 0u);
+  EXPECT_EQ(endings.call(2, request, opt), TARN_GRPC_BUSY);
+  EXPECT_EQ(oneway(opt), TARN_GRPC_BUSY);
+  send(SIGCONT);
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(endings.once(0), 2u);
+  EXPECT_EQ(endings.call(3, request, opt), 0u);
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(endings.once(0), 3u);
+  EXPECT_EQ(received().size(), 5u);
+}
+
+TEST_F(Grpc, ManyCallsEndOnceEach) {
+  constexpr std::size_t calls = 10'000, threads = 32, each = 20;
+  serve("0");
+  void* const opt = open({.maxInFlight = calls});
+  Endings endings(calls);
+  std::size_t refused = 0;
+  for (std::size_t i = 0; i < calls; ++i) refused += endings.call(i, request, opt) != 0;
+  std::atomic<std::size_t> failed = 0;
+  std::vector<std::thread> callers;
+  for (std::size_t t = 0; t < threads; ++t) {
+    callers.emplace_back([&] {
+      for (std::size_t i = 0; i < each; ++i) failed += call(opt) != 0;
+    });
+  }
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(TarnGrpc_drain(2 * minute), 0u);
+  EXPECT_EQ(refused + failed, 0u);
+  EXPECT_EQ(endings.once(0), calls);
+  EXPECT_EQ(received().size(), calls + threads * each);
+}
+
+TEST_F(Grpc, CallbackMayCallButNotWait) {
+  serve("6");
+  struct Seen {
+    void* opt;
+    u32 drained, status;
+  } seen = {open({.maxInFlight = 1}), 0, 0};
+  const auto callback = [](u32, void* userData) {
+    Seen& results = *static_cast<Seen*>(userData);
+    const MQC_ClassifierTemplate again{};
+    results.drained = TarnGrpc_drain(minute);
+    results.status = MqcFesIntf_sendClassifierTemplate(&again, results.opt);
+    EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_oneway(&again, results.opt), 0u);
+  };
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, &seen, seen.opt), 0u);
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(seen.drained, TARN_STATUS_DEADLOCK);
+  EXPECT_EQ(seen.status, 6u);
+}
+
+/// What a process that used the runtime does in its child, as bits of what went wrong.
+int callInChild(void* opt) {
+  const MQC_ClassifierTemplate request{};
+  const auto unexpected = [](u32, void*) { _exit(99); };
+  return (MqcFesIntf_sendClassifierTemplate(&request, opt) != TARN_GRPC_FORKED) |
+         (MqcFesIntf_sendClassifierTemplate_async(&request, unexpected, nullptr, opt) !=
+          TARN_GRPC_FORKED)
+             << 1 |
+         (MqcFesIntf_sendClassifierTemplate_oneway(&request, opt) != TARN_GRPC_FORKED) << 2 |
+         (TarnGrpc_drain(minute) != TARN_GRPC_FORKED) << 3;
+}
+
+TEST_F(Grpc, ChildOfAForkIsRefusedAndHarmsNothing) {
+  serve("0");
+  void* const opt = open();
+  EXPECT_EQ(call(opt), 0u);
+  send(SIGSTOP);
+  Endings endings(10);
+  for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(endings.call(i, request, opt), 0u);
+  const pid_t child = fork();
+  if (child == 0) _exit(callInChild(opt));
+  EXPECT_EQ(exitStatus(child), 0);
+  send(SIGCONT);
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(endings.once(0), 10u);
+  EXPECT_EQ(call(opt), 0u);
+}
+
+TEST_F(Grpc, ExitSendsWhatWasHandedOver) {
+  serve("0");
+  setenv("TARN_GRPC_TARGET", target.c_str(), 1);
+  std::size_t sent = 0;
+  for (const char* way : {"return", "callback", "fork"}) {
+    for (int i = 0; i < 4; ++i) {
+      EXPECT_EQ(exitStatus(start({EXITING, way})), 0) << way;
+      sent += 20;
+    }
+  }
+  EXPECT_EQ(received().size(), sent);
+  unsetenv("TARN_GRPC_TARGET");
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+#ifndef TESTS_GRPC_SERVICE_H
+#define TESTS_GRPC_SERVICE_H
+
+// A service process for a test: service.py in a folder of its own.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/grpc.h"
+
+/// Starts a program and gives its process id.
+inline pid_t start(std::vector<std::string> words) {
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  pid_t pid = 0;
+  EXPECT_EQ(posix_spawnp(&pid, arguments[0], nullptr, nullptr, arguments.data(), environ), 0);
+  return pid;
+}
+
+inline int exitStatus(pid_t pid) {
+  int status = 0;
+  EXPECT_EQ(waitpid(pid, &status, 0), pid);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + status;
+}
+
+struct Message {
+  u64 sequence;
+  std::string path, bytes;  // as wire::show shows them
+};
+
+class ServiceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(mkdtemp(name_.data()), nullptr);
+    dir = name_;
+    target = "unix:" + (dir / "socket").string();
+  }
+  void TearDown() override {
+    stop();
+    std::filesystem::remove_all(dir);
+  }
+
+  /// Starts the service and waits until it listens.
+  void serve(const std::string& answer, const std::string& certificate = "") {
+    std::vector<std::string> words = {SERVICE_DIR "/service.py", dir, answer};
+    if (!certificate.empty()) words.push_back(certificate);
+    pid_ = start(words);
+    while (!std::filesystem::remove(dir / "ready")) {
+      ASSERT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << "the service has ended";
+      usleep(10'000);
+    }
+  }
+  void stop() {
+    if (pid_ == 0) return;
+    send(SIGKILL);
+    waitpid(std::exchange(pid_, 0), nullptr, 0);
+  }
+  void send(int signal) const { kill(pid_, signal); }
+
+  void* open(TarnGrpcOptions options = {}) const {
+    if (options.target == nullptr) options.target = target.c_str();
+    if (options.deadlineMs == 0) options.deadlineMs = 60'000;
+    return TarnGrpc_open(&options);
+  }
+
+  /// What the service got, in the order of the calls.
+  std::vector<Message> received() const {
+    std::vector<Message> all;
+    std::ifstream in(dir / "received");
+    for (Message m; in >> m.sequence >> m.path && std::getline(in >> std::ws, m.bytes);) {
+      all.push_back(m);
+    }
+    std::sort(all.begin(), all.end(), [](auto& a, auto& b) { return a.sequence < b.sequence; });
+    return all;
+  }
+
+  u32 call(void* opt) const { return MqcFesIntf_sendClassifierTemplate(&request, opt); }
+  u32 oneway(void* opt) const { return MqcFesIntf_sendClassifierTemplate_oneway(&request, opt); }
+
+  const MQC_ClassifierTemplate request{1, {}, 0, 0, 0, 0, 0};
+  std::filesystem::path dir;
+  std::string target;
+
+ private:
+  std::string name_ = testing::TempDir() + "mqcXXXXXX";
+  pid_t pid_ = 0;
+};
+
+/// What the callbacks of asynchronous calls were told.
+class Endings {
+ public:
+  explicit Endings(std::size_t calls) : cells_(calls) {}
+
+  u32 call(std::size_t i, const MQC_ClassifierTemplate& request, void* opt) {
+    return MqcFesIntf_sendClassifierTemplate_async(&request, note, &cells_[i], opt);
+  }
+  /// How many calls ended once, with the status.
+  std::size_t once(u32 status) const {
+    return static_cast<std::size_t>(std::count_if(cells_.begin(), cells_.end(), [&](auto& cell) {
+      return cell.times == 1 && cell.status == status;
+    }));
+  }
+
+ private:
+  struct Cell {
+    std::atomic<int> times = 0;
+    std::atomic<u32> status = 0;
+  };
+  static void note(u32 status, void* userData) {
+    Cell& cell = *static_cast<Cell*>(userData);
+    cell.status = status;
+    ++cell.times;
+  }
+
+  std::vector<Cell> cells_;
+};
+
+#endif

@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# What tshark shows of calls on the loopback. Skipped, status 77, where this machine cannot capture.
+# usage: wireshark_test.sh SOURCE_DIR TARN_SERVE SEND_ALL
+set -eu
+source=$1 tarn_serve=$2 send_all=$3
+. "$source/tests/service/common.sh"
+skip() { echo "SKIPPED, nothing was tested: $*"; exit 77; }
+command -v tshark >/dev/null || skip "tshark is not installed"
+serve out --listen 127.0.0.1:0 --status 9
+port=${address##*:}
+start captured tshark -l -i lo -f "tcp port $port" -w calls.pcapng -P -a duration:60
+for _ in $(seq 100); do
+  ! grep -q 'Capture started' captured.err || break
+  kill -0 "$service" 2>/dev/null || skip "no right to capture: $(grep -v '^Running as' captured.err)"
+  sleep 0.1
+done
+capture_all
+mkdir bad
+head -c 60 all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
+head -c 90 /dev/zero | tr '\0' '\377' >bad/0002-act_redirect_nhp.full.bin
+call "$address" "${first[@]}" bad/* >/dev/null
+shark() {
+  tshark -r calls.pcapng -d "tcp.port==$port,http2" -X "lua_script:$source/service/mqc_fes_intf.lua" \
+    "$@" 2>>shark.err
+}
+answers() { [ "$(shark -Y mqc.MqcReply.status==9 | wc -l)" -ge 109 ]; }
+await "a capture of all answers" answers
+end INT
+
+shark -O mqc | awk '/^[A-Za-z_0-9]+ request: / {on = 1} /^[^ ]/ && !/ request: / {on = 0} on' >requests
+for file in "${first[@]}"; do
+  name=${file##*/} name=${name#*-}
+  echo "${name%%.*} request, $(stat -c %s "$file") bytes"
+done >expected
+sed -nE 's/^([A-Za-z0-9_]+) request: [A-Za-z0-9_]+,/\1 request,/p' requests | head -n 109 |
+  diff expected - || fail "not every request is shown"
+[ "$(grep -c '\[damaged message: ' requests)" -eq 2 ] || fail "damaged messages: not two"
+
+# The values of every field, in order, as inspect.sh has them.
+"$source/scripts/inspect.sh" "${first[@]}" >inspected
+/usr/bin/python3 - <<'END' || fail "a field is shown with another value, or not at all"
+import json, re, sys
+
+def flat(value):
+    if isinstance(value, int):
+        return [value]
+    return [x for part in (value.values() if isinstance(value, dict) else value) for x in flat(part)]
+
+wanted = json.loads("[" + open("inspected").read().replace("}\n{", "},{") + "]")
+shown = []
+for line in open("requests"):
+    item = re.fullmatch(r" +\[?f\d+: ([\w ]+)\]?\n", line)
+    if " request: " in line:
+        shown.append([])
+    elif item and " elements" not in line:
+        shown[-1] += bytes.fromhex(item[1]) if " " in item[1] else [int(item[1])]
+sys.exit([flat(message) for message in wanted] != shown[:109])
+END
+echo "requests and replies are shown field by field"
