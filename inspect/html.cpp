@@ -26,7 +26,7 @@ std::string escaped(const std::string& text) {
 /// Everything about one field has one colour, whose neighbours' are far from it.
 std::string marks(const Item& item, const std::string& id) {
   const bool value = item.kind == Kind::scalar || item.kind == Kind::elements;
-  const char* const look = item.kind == Kind::unwritten ? "open" : value ? "value" : "structure";
+  const char* const look = item.kind == Kind::gap ? "open" : value ? "value" : "structure";
   std::size_t sum = 0;
   for (const char c : item.path) sum = sum * 31 + static_cast<unsigned char>(c);
   return "data-n=" + id + " class=" + look +

@@ -23,8 +23,8 @@ constexpr const char* kindNames[] = {"",
                                      "",
                                      "offset",
                                      "block",
-                                     "not written"};
-static_assert(std::size(kindNames) == static_cast<std::size_t>(Kind::unwritten) + 1);
+                                     "gap"};
+static_assert(std::size(kindNames) == static_cast<std::size_t>(Kind::gap) + 1);
 
 std::uint32_t element(const Message& message, const Item& item, std::size_t i) {
   std::uint32_t value = 0;

@@ -248,8 +248,8 @@ class Walk {
     if (blockEnd > bytes_.size()) {
       throw Fault{bytes_.size(), "the message ends, its last block at " + at(blockEnd)};
     }
-    add(end, frame.vtable - end, Kind::unwritten, place, "");
-    add(frame.vtableEnd, blockEnd - frame.vtableEnd, Kind::unwritten, place, "");
+    add(end, frame.vtable - end, Kind::gap, place, "");
+    add(frame.vtableEnd, blockEnd - frame.vtableEnd, Kind::gap, place, "");
     return blockEnd;
   }
 

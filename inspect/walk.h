@@ -26,7 +26,7 @@ enum class Kind {
   elements,     ///< all of a vector of numbers
   tableOffset,  ///< of a vector of tables
   blockOffset,  ///< the first word of a block that a vector's table stands in
-  unwritten,    ///< left open by the full encoding
+  gap,          ///< left unwritten by the full encoding
 };
 
 /// Some bytes of a message that belong together.
