@@ -8,9 +8,6 @@ set(data_dir ${CMAKE_INSTALL_DATADIR}/tarn_cli_mqc)
 set(platform_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/tarn_platform)
 file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${pkgconfig_dir} /prefix)
 string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
-file(RELATIVE_PATH data_from_bin /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${data_dir})
-file(RELATIVE_PATH include_from_data /prefix/${data_dir}/include
-     /prefix/${CMAKE_INSTALL_INCLUDEDIR})
 set(generated ${PROJECT_BINARY_DIR}/installed)
 
 # runtime
@@ -41,16 +38,13 @@ install(
   DESTINATION ${cmake_dir}
   COMPONENT development)
 
-# tarn-inspect: scripts/inspect.sh, which looks for header and schema beside its own folder.
-configure_file(cmake/tarn-inspect.in ${generated}/tarn-inspect @ONLY)
-file(CREATE_LINK ${include_from_data}/mqc_fes_intf.h ${generated}/mqc_fes_intf.h SYMBOLIC)
-install(PROGRAMS ${generated}/tarn-inspect DESTINATION ${CMAKE_INSTALL_BINDIR}
-        COMPONENT development)
-install(PROGRAMS scripts/inspect.sh DESTINATION ${data_dir}/scripts COMPONENT development)
-install(FILES scripts/annotated.awk DESTINATION ${data_dir}/scripts COMPONENT development)
-install(FILES cmake/inspect_packages.sh DESTINATION ${data_dir}/scripts RENAME packages.sh
-        COMPONENT development)
-install(FILES ${generated}/mqc_fes_intf.h DESTINATION ${data_dir}/include COMPONENT development)
+if(TARGET tarn_inspect)
+  install(TARGETS tarn_inspect RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT development)
+  install(FILES inspect/completion.bash RENAME tarn-inspect COMPONENT development
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES docs/man/tarn-inspect.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+          COMPONENT development)
+endif()
 
 # for services
 install(FILES service/mqc_service.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
@@ -113,6 +107,7 @@ if(CMAKE_CROSSCOMPILING)
   set(standin_needs ", libc6 (>= 2.32), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
 else()
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_STANDIN_PACKAGE_SHLIBDEPS ON)
 endif()
 

@@ -6,6 +6,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
+inspect=$PWD/build/demo/bin/tarn-inspect
 case $* in
   '' | service) ;;
   *) echo "usage: demo.sh [service]" >&2; exit 2 ;;
@@ -18,7 +19,7 @@ build() {
 title() { printf '\n=== %s\n\n' "$*"; }
 
 stand_in_demo() {
-  need "${build_packages[@]}" flatbuffers-compiler
+  need "${build_packages[@]}" libflatbuffers-dev
   build
   mkdir "$work/first" "$work/all"
 
@@ -26,14 +27,12 @@ stand_in_demo() {
   build/demo/examples/first_call "$work/first"
 
   title "The same request as captured on its way out"
-  scripts/inspect.sh --annotate "$work"/first/0001-*
-  echo
-  scripts/inspect.sh "$work"/first/0001-*.compact.bin
+  (cd "$work/first" && "$inspect" --annotate 0001-*)
+  "$inspect" "$work"/first/0001-*.compact.bin
 
   build/demo/examples/send_all "$work/all" >"$work/table"
   title "The largest match rule, compact"
-  sent=("$work"/all/*-match_all_oper.compact.bin)
-  scripts/inspect.sh --annotate "${sent[0]}"
+  (cd "$work/all" && sent=(*-match_all_oper.compact.bin) && "$inspect" --annotate "${sent[0]}")
 
   title "One request of every method: bytes, and the status of each way to send it"
   cat "$work/table"
@@ -43,7 +42,7 @@ stand_in_demo() {
 start_service() {
   local output=$1 round
   shift
-  build/demo/service/bin/tarn-serve --listen "unix:$work/mqc.sock" "$@" >"$output" &
+  build/demo/bin/tarn-serve --listen "unix:$work/mqc.sock" "$@" >"$output" &
   service=$!
   for round in $(seq 100); do
     ! grep -q '^listening' "$output" || return 0
@@ -76,7 +75,7 @@ service_demo() {
   sed -n '/^$/,$p' "$work/arrived" | head -n 10
   title "A request as the service kept it"
   kept=("$work"/kept/*-sendRuleMac.compact.bin)
-  scripts/inspect.sh "${kept[0]}"
+  "$inspect" "${kept[0]}"
 
   title "A stream of calls; the service is killed after a second, and started again after another"
   start_service "$work/before"

@@ -12,7 +12,7 @@ scripts/layers.sh
 cmake --preset clang -DBUILD_TESTING=OFF -B build/lint >/dev/null
 cmake --build build/lint --target mqc_reply_header >/dev/null
 git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'platform/*.cpp' 'service/*.cpp' \
-  'examples/*.c' |
+  'inspect/*.cpp' 'examples/*.c' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint 2>/dev/null
 
 # Members named after their slot and the exports, whose contract stands at MQC_DECLARE_METHOD, have

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 . scripts/packages.sh
 [ $# -eq 0 ] || { echo "usage: package.sh" >&2; exit 2; }
 [ "$(dpkg --print-architecture)" = amd64 ] || { echo "package.sh: runs on amd64" >&2; exit 2; }
-need "${build_packages[@]}" binutils dpkg-dev file pkg-config flatbuffers-compiler \
+need "${build_packages[@]}" binutils dpkg-dev file pkg-config libflatbuffers-dev flatbuffers-compiler \
   g++-aarch64-linux-gnu qemu-user
 
 version=$(sed -nE 's/^ *VERSION ([0-9.]+)$/\1/p' CMakeLists.txt)
@@ -37,7 +37,7 @@ says() {
 
 # holds PACKAGE: its files are those named on standard input
 holds() {
-  sort >"$out/expected"
+  grep . | sort >"$out/expected"
   dpkg-deb --fsys-tarfile "$(deb "$1")" | tar t | grep -v '/$' | sed 's,^\.,,' | sort >"$out/held"
   diff "$out/expected" "$out/held" >&2 || fail "$1 for $arch: < files expected, > files in it"
 }
@@ -60,7 +60,14 @@ check() {
   done
 
   says libtarn-cli-mqc Depends "libc6 \(>= $(newest "$root$lib/libtarn_cli_mqc.so" GLIBC)\)"
-  says libtarn-cli-mqc-dev Depends "libtarn-cli-mqc \(= $version\)"
+  # tarn-inspect is left out of a cross build, which has no FlatBuffers.
+  local tool=() needs=
+  if [ "$arch" = amd64 ]; then
+    tool=(/usr/bin/tarn-inspect /usr/share/bash-completion/completions/tarn-inspect
+      /usr/share/man/man1/tarn-inspect.1)
+    needs=', libc6 .*, libflatbuffers2 .*, libstdc\+\+6 .*'
+  fi
+  says libtarn-cli-mqc-dev Depends "libtarn-cli-mqc \(= $version\)$needs"
   # GCC 12 is where GLIBCXX_3.4.30 came.
   library=$root$lib/libtarn_platform.so
   [ "$(newest "$library" GLIBCXX)" = 3.4.30 ] || fail "$library needs another libstdc++6 than 12"
@@ -69,7 +76,7 @@ libc6 \(>= $(newest "$library" GLIBC)\), libgcc-s1 \(>= 3\.0\), libstdc\+\+6 \(>
 
   holds libtarn-cli-mqc <<<"$lib/libtarn_cli_mqc.so"
   holds libtarn-cli-mqc-dev <<END
-/usr/bin/tarn-inspect
+$(printf '%s\n' ${tool[@]+"${tool[@]}"})
 /usr/include/mqc_fes_intf.h
 /usr/include/mqc_service.h
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config-version.cmake
@@ -77,13 +84,9 @@ $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config.cmake
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-targets-release.cmake
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-targets.cmake
 $lib/pkgconfig/tarn_cli_mqc.pc
-/usr/share/tarn_cli_mqc/include/mqc_fes_intf.h
 /usr/share/tarn_cli_mqc/schema/mqc_fes_intf.fbs
 /usr/share/tarn_cli_mqc/schema/mqc_fes_intf_service.fbs
 /usr/share/tarn_cli_mqc/schema/mqc_reply.fbs
-/usr/share/tarn_cli_mqc/scripts/annotated.awk
-/usr/share/tarn_cli_mqc/scripts/inspect.sh
-/usr/share/tarn_cli_mqc/scripts/packages.sh
 /usr/share/tarn_cli_mqc/service/mqc_fes_intf.lua
 END
   holds libtarn-platform-dev <<END

@@ -35,4 +35,4 @@ build_packages=(cmake ninja-build gcc g++ libc6-dev)
 # Of the delivery over gRPC; a build without them leaves it out.
 grpc_packages=(libgrpc++-dev libprotobuf-dev libflatbuffers-dev flatbuffers-compiler)
 test_packages=(binutils libgtest-dev libflatbuffers-dev flatbuffers-compiler python3-flatbuffers
-  valgrind pkg-config "${grpc_packages[@]}" python3-grpcio openssl tshark)
+  valgrind pkg-config chromium "${grpc_packages[@]}" python3-grpcio openssl tshark)

@@ -6,13 +6,13 @@
 #include <cstdio>
 #include <ctime>
 
+#include "inspect/walk.h"
 #include "service/mqc_service.h"
 
 namespace service {
 namespace {
 
-// A full message begins with its table; in a compact one the vtable stands before it.
-constexpr std::uint32_t fullRootOffset = 4;
+using inspect::Bytes;
 
 // FlatBuffers takes half a second to write a mebibyte of a batch as JSON.
 constexpr std::size_t longestShown = 64 * 1024;
@@ -42,6 +42,11 @@ std::string printable(std::string text) {
   return text;
 }
 
+bool isRequest(const inspect::Schema::Method& method, Bytes message) {
+  std::vector<inspect::Item> items;
+  return !inspect::walk(method, message, items);
+}
+
 std::string lineFor(const std::string& method, std::size_t bytes, const char* kind,
                     const std::string& sequence) {
   std::string name = printable(method);
@@ -63,16 +68,14 @@ bool Journal::open() {
   return options_.capture.empty() || capture_.setDir(options_.capture.c_str()) == TARN_STATUS_OK;
 }
 
-grpc::Status Journal::take(const Schema::Method& method, const std::string& sequence, Bytes message,
-                           std::uint32_t& status) {
+grpc::Status Journal::take(const inspect::Schema::Method& method, const std::string& sequence,
+                           Bytes message, std::uint32_t& status) {
   const std::string& name = method.name;
-  if (!Schema::verify(method, message)) {
+  if (!isRequest(method, message)) {
     record(name, damaged, message, lineFor(name, message.size(), damaged, sequence));
     return mqc::damaged();
   }
-  const bool isFull =
-      flatbuffers::ReadScalar<flatbuffers::uoffset_t>(message.data()) == fullRootOffset;
-  const char* const kind = isFull ? full : compact;
+  const char* const kind = inspect::isFull(message) ? full : compact;
   std::string line = lineFor(name, message.size(), kind, sequence);
   if (options_.json) line.append(1, ' ').append(shown(schema_, method, message));
   const auto own = options_.statusOf.find(name);
@@ -110,7 +113,7 @@ void Journal::printTotals() {
                 std::uintmax_t{counts_[kind].bytes});
   }
   std::printf("%zu of %zu methods called, %ju calls of others\n", methods_.size(),
-              schema_.methodCount(), std::uintmax_t{counts_[unknown].messages});
+              schema_.methods().size(), std::uintmax_t{counts_[unknown].messages});
   for (const auto& [name, messages] : methods_) {
     std::printf("  %-25s %ju\n", name.c_str(), std::uintmax_t{messages});
   }

@@ -8,9 +8,9 @@
 #include <mutex>
 #include <string>
 
+#include "inspect/schema.h"
 #include "platform/common/capture.h"
 #include "service/options.h"
-#include "service/schema.h"
 
 namespace service {
 
@@ -19,15 +19,16 @@ namespace service {
 class Journal {
  public:
   /// Both must outlive the journal.
-  Journal(const Schema& schema, const Options& options) : schema_(schema), options_(options) {}
+  Journal(const inspect::Schema& schema, const Options& options)
+      : schema_(schema), options_(options) {}
 
   /// Opens the capture directory, if there is one; tells on stderr when it cannot be written.
   bool open();
 
   /// Takes a request. The sequence number is the caller's, as it was sent; status gets what to
   /// reply with. Returns OK or the error to answer with.
-  grpc::Status take(const Schema::Method& method, const std::string& sequence, Bytes message,
-                    std::uint32_t& status);
+  grpc::Status take(const inspect::Schema::Method& method, const std::string& sequence,
+                    inspect::Bytes message, std::uint32_t& status);
   /// Takes a call of something that is no method, and returns the error to answer with.
   grpc::Status takeUnknown(const std::string& path);
 
@@ -39,10 +40,10 @@ class Journal {
     std::uint64_t bytes = 0;
   };
 
-  grpc::Status record(const std::string& method, const char* kind, Bytes message,
+  grpc::Status record(const std::string& method, const char* kind, inspect::Bytes message,
                       const std::string& line);
 
-  const Schema& schema_;
+  const inspect::Schema& schema_;
   const Options& options_;
   std::mutex mutex_;  // held while a capture and a line are written: both are in the same order
   platform::Capture capture_;

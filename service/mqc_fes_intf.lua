@@ -39,7 +39,7 @@ end
 local function read_tables(text)
   for table_name, body in text:gmatch("table%s+([%w_]+)%s*{(.-)}") do
     local members = {}
-    for name, type_name, id in body:gmatch("([%w_]+)%s*:%s*([%w_%[%]]+)%s*%(id:%s*(%d+)%)") do
+    for name, type_name, id in body:gmatch("([%w_]+)%s*:%s*([%w_%[%]]+)%s*%(id:%s*(%d+)[^)]*%)") do
       table.insert(members, member(table_name, name, type_name, tonumber(id)))
     end
     tables[table_name] = members

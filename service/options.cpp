@@ -19,7 +19,7 @@ bool readNumber(const std::string& text, std::uint32_t& number) {
 }
 
 // N, or METHOD=N
-bool readStatus(const std::string& text, const Schema& schema, Options& options) {
+bool readStatus(const std::string& text, const inspect::Schema& schema, Options& options) {
   const std::size_t equals = text.find('=');
   const bool forAll = equals == std::string::npos;
   const std::string method = forAll ? "" : text.substr(0, equals);
@@ -74,7 +74,7 @@ bool checkTogether(const Options& options) {
   return checkListen(options);
 }
 
-bool readOption(int option, const Schema& schema, Options& options) {
+bool readOption(int option, const inspect::Schema& schema, Options& options) {
   switch (option) {
     case 'l':
       options.listen = optarg;
@@ -130,7 +130,7 @@ const char* const usage =
     "ends the service, with totals. It exits with 2 for wrong arguments, with 1 if it cannot "
     "serve.\n";
 
-std::optional<Options> readOptions(int argc, char** argv, const Schema& schema) {
+std::optional<Options> readOptions(int argc, char** argv, const inspect::Schema& schema) {
   static const option known[] = {
       {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
       {"status", required_argument, nullptr, 's'}, {"capture", required_argument, nullptr, 'd'},

@@ -26,7 +26,7 @@ using platform::report;
 /// One call. The reactor is its own owner until gRPC has done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
-  Call(Journal& journal, const Schema::Method& method, std::string sequence)
+  Call(Journal& journal, const inspect::Schema::Method& method, std::string sequence)
       : journal_(journal), method_(method), sequence_(std::move(sequence)) {
     StartRead(&message_);
   }
@@ -48,7 +48,7 @@ class Call final : public grpc::ServerGenericBidiReactor {
 
  private:
   Journal& journal_;
-  const Schema::Method& method_;
+  const inspect::Schema::Method& method_;
   std::string sequence_;
   grpc::ByteBuffer message_;
   grpc::ByteBuffer reply_;
@@ -132,7 +132,7 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
     grpc::GenericCallbackServerContext* context) {
   const std::string& path = context->method();
   const std::string prefix = "/MqcFesIntf/";
-  const Schema::Method* const method =
+  const inspect::Schema::Method* const method =
       path.rfind(prefix, 0) == 0 ? schema_.method(path.substr(prefix.size())) : nullptr;
   if (method == nullptr) return new Refusal(journal_.takeUnknown(path));
   return new Call(journal_, *method, sequenceOf(*context));

@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "inspect/schema.h"
 #include "service/journal.h"
 #include "service/options.h"
-#include "service/schema.h"
 
 namespace service {
 
@@ -17,13 +17,13 @@ namespace service {
 class Service final : public grpc::CallbackGenericService {
  public:
   /// Both must outlive the service.
-  Service(const Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
+  Service(const inspect::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
 
   grpc::ServerGenericBidiReactor* CreateReactor(
       grpc::GenericCallbackServerContext* context) override;
 
  private:
-  const Schema& schema_;
+  const inspect::Schema& schema_;
   Journal& journal_;
 };
 

@@ -7,12 +7,11 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 
+#include "inspect/schema.h"
 #include "platform/common/report.h"
 #include "service/journal.h"
 #include "service/options.h"
-#include "service/schema.h"
 #include "service/server.h"
 
 const char* const platform::reporter = "tarn-serve";
@@ -30,14 +29,7 @@ sigset_t endingSignals() {
   return signals;
 }
 
-/// The schema lies at a fixed way from the program, installed or built.
-std::string schemaDir() {
-  std::error_code error;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-  return (program.parent_path() / TARN_SCHEMA_FROM_PROGRAM).lexically_normal();
-}
-
-int serve(const service::Schema& schema, const service::Options& options) {
+int serve(const inspect::Schema& schema, const service::Options& options) {
   service::Journal journal(schema, options);
   if (!journal.open()) return cannotServe;
   // Blocked before gRPC starts its threads, the signals are left to this one.
@@ -64,8 +56,8 @@ int serve(const service::Schema& schema, const service::Options& options) {
 
 int main(int argc, char** argv) {
   service::tellComplaints();
-  service::Schema schema;
-  const std::string fault = schema.load(schemaDir());
+  inspect::Schema schema(-1);
+  const std::string fault = schema.load();
   if (!fault.empty()) {
     platform::report("%s", fault.c_str());
     return cannotServe;

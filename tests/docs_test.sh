@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Runs the programs that docs/reading.md shows, on captured rule MAC requests in both encodings, and
 # compares the example that docs/testing.md shows with the file that is built.
-# usage: docs_test.sh SOURCE_DIR SEND_ALL CXX
+# usage: docs_test.sh SOURCE_DIR SEND_ALL TARN_INSPECT CXX
 set -eu
-source=$1 send_all=$2 cxx=$3
+source=$1 send_all=$2 tarn_inspect=$3 cxx=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -30,9 +30,20 @@ for file in captured/0016-sendRuleMac.{compact,full}.bin; do
     [ "$found" = "$expected" ] || { echo "$reader $file: $found, expected $expected" >&2; exit 1; }
   done
 done
-sed -n '/^\$ scripts\/inspect.sh/,/^```/p' "$source/README.md" | sed '1d;$d' >shown
-"$source/scripts/inspect.sh" captured/0016-sendRuleMac.compact.bin | diff shown - ||
+sed -n '/^\$ build\/demo\/bin\/tarn-inspect/,/^```/p' "$source/README.md" | sed '1d;$d' >shown
+"$tarn_inspect" captured/0016-sendRuleMac.compact.bin | diff shown - ||
   { echo "README.md shows another request than the example sends" >&2; exit 1; }
+
+# Every option is told in the manual page, and offered by the shell.
+for option in $("$tarn_inspect" --help | grep -oE -- '--[a-z]+' | sort -u); do
+  sed 's/\\-/-/g' "$source/docs/man/tarn-inspect.1" | grep -qE -- "^\.B.* \"?$option" &&
+    grep -qE -- "$option( |\))" "$source/inspect/completion.bash" ||
+    { echo "tarn-inspect: $option is not in its manual page or its completion" >&2; exit 1; }
+done
+"${send_all%/*}/first_call" captured >/dev/null
+"$tarn_inspect" --annotate captured/*-sendClassifierTemplate.compact.bin >annotated
+! grep '^  +' "$source/README.md" | grep -vxFf annotated ||
+  { echo "README.md shows other bytes than the demo" >&2; exit 1; }
 head -c 60 captured/0016-sendRuleMac.compact.bin >cut.bin
 ! ./read cut.bin 2>/dev/null || { echo "the C++ reader takes a message that was cut" >&2; exit 1; }
 echo "both readers read both encodings"

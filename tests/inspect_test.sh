@@ -1,73 +1,80 @@
 #!/usr/bin/env bash
-# What inspect.sh shows, and what it refuses, on captures of every method.
-# usage: inspect_test.sh SOURCE_DIR SEND_ALL
+# What tarn-inspect shows, and what it refuses, on captures of every method.
+# usage: inspect_test.sh SOURCE_DIR SEND_ALL TARN_INSPECT
 set -eu
-source=$1 send_all=$2
+source=$1 send_all=$2 inspect=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 mkdir all
 "$send_all" all >/dev/null
-inspect=$source/scripts/inspect.sh
 fail() { echo "inspect: $*" >&2; exit 1; }
 
 # The example sends each request three times: the first is enough.
 first=()
 for number in $(seq 1 3 163); do first+=(all/$(printf %04d "$number")-*.bin); done
 [ ${#first[@]} -eq 109 ] || fail "${#first[@]} messages captured, not two of 54 methods and one"
-"$inspect" "${first[@]}" >json || fail "a captured message is refused"
-[ "$(grep -c '^{' json)" -eq 109 ] || fail "not one JSON text for each message"
-"$inspect" --annotate "${first[@]}" >annotated || fail "a captured message is not annotated"
-[ "$(grep -c '^header:' annotated)" -eq 109 ] || fail "an annotation is missing"
+for form in --json --annotate --html; do
+  "$inspect" $form "${first[@]}" >"shown$form" || fail "a captured message is refused"
+done
+/usr/bin/python3 "$source/tests/inspect_test.py" "$inspect" "$source/schema" "${first[@]}" || exit 1
 
-"$inspect" all/0016-sendRuleMac.compact.bin >compact
-"$inspect" all/0016-sendRuleMac.full.bin >full
-diff compact full || fail "the two encodings of one request differ"
-grep -q '"f1": \[ 25, 26, 27, 28, 29, 30 \]' compact || fail "JSON lacks the MAC address"
-"$inspect" --annotate all/0016-sendRuleMac.compact.bin | grep -q '+0x04 | 0C 00 .*size of this vtable' ||
-  fail "the annotation lacks the vtable"
+rule=all/0016-sendRuleMac.compact.bin
+"$inspect" $rule | grep -q '"f1": \[ 25, 26, 27, 28, 29, 30 \]' || fail "JSON lacks the MAC address"
 
-# refused FILE WORDS: one line with the words, a failing status, nothing shown
+# refused STATUS WORDS ARGUMENT...: that status, one line with the words, nothing shown
 refused() {
-  local status=0
-  "$inspect" "$1" >shown 2>said || status=$?
-  [ "$status" -ne 0 ] || fail "$1 is accepted"
-  [ "$(wc -l <said)" -eq 1 ] && grep -q "$2" said || fail "$1: $(cat said)"
-  [ ! -s shown ] || fail "$1 is refused and shown"
+  local expected=$1 words=$2 status=0
+  shift 2
+  "$inspect" "$@" >shown 2>said </dev/null || status=$?
+  [ "$status" -eq "$expected" ] && [ "$(wc -l <said)" -eq 1 ] && [ ! -s shown ] &&
+    grep -q "^tarn-inspect: .*$words" said || fail "$*: status $status, $(cat said)"
 }
 mkdir bad
-for size in 0 3 11 20 60; do
-  head -c $size all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
-  refused bad/0001-sendRuleMac.compact.bin damaged
-done
-head -c 90 /dev/zero | tr '\0' '\377' >bad/0002-sendRuleMac.full.bin
-refused bad/0002-sendRuleMac.full.bin damaged
 cp all/0016-sendRuleMac.full.bin bad/0003-sendNothing.full.bin
-refused bad/0003-sendNothing.full.bin 'no method'
-cp all/0016-sendRuleMac.full.bin bad/message
-refused bad/message 'its name'
-refused bad/absent 'cannot be read'
-# Whatever was damaged, the answer is a message that is shown or one line that refuses it.
-RANDOM=20261
-for file in all/0016-sendRuleMac.compact.bin all/0097-act_redirect_nhp.full.bin; do
-  size=$(stat -c %s "$file")
-  for round in $(seq 20); do
-    damaged=bad/${file##*/}
-    head -c $((round % 4 == 0 ? RANDOM % size : size)) "$file" >"$damaged"
-    printf "\\x$(printf %02x $((RANDOM % 256)))" |
-      dd of="$damaged" bs=1 seek=$((RANDOM % (round % 2 == 0 ? 64 : size))) conv=notrunc 2>/dev/null
-    if "$inspect" "$damaged" >shown 2>said; then
-      [ -s shown ] && [ ! -s said ] || fail "$damaged, round $round: shown with a complaint"
-    else
-      [ "$(wc -l <said)" -eq 1 ] && [ ! -s shown ] || fail "$damaged, round $round: $(cat said)"
-    fi
-  done
-done
-
-mkdir ./-odd
-cp all/0016-sendRuleMac.full.bin ./-odd/0001-sendRuleMac.full.bin
-"$inspect" --json -- -odd/0001-sendRuleMac.full.bin | diff - full || fail "a path that begins with a dash"
+cp $rule bad/0004-sendRuleMac.full.bin
+cp $rule bad/message
+head -c 60 $rule >bad/$'0005\n-sendRuleMac.compact.bin'
+refused 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
+refused 1 'in the compact encoding' bad/0004-sendRuleMac.full.bin
+refused 1 'its name' bad/message
+refused 1 'its name' bad/$'0005\n-sendRuleMac.compact.bin'
+refused 1 'No such file' bad/0001-sendRuleMac.compact.bin
+refused 1 'Is a directory' --method sendRuleMac bad
+refused 1 '+00: the root offset' --method sendRuleMac -
+refused 1 'No such file' --output absent/page $rule
+refused 2 'no file'
+refused 2 'no such option' --bogus $rule
+refused 2 'no such option' --method
+refused 2 'no such method' --method sendNothing $rule
+refused 2 'its method is not known' -
+refused 2 'named twice' --method sendRuleMac - -
 status=0
-"$inspect" 2>said || status=$?
-[ "$status" -eq 2 ] && grep -q usage said || fail "no files: no usage"
+"$inspect" $rule >/dev/full 2>said || status=$?
+[ "$status" -eq 1 ] && grep -q '^tarn-inspect: stdout: No space' said || fail "a full disk: $(cat said)"
+status=0
+"$inspect" bad/message $rule >shown 2>said || status=$?
+[ "$status" -eq 1 ] && [ "$(wc -l <said)" -eq 1 ] && grep -q "^$rule: MQC_RuleMac" shown ||
+  fail "a message beside a refused one is not shown"
+
+"$inspect" $rule >json
+"$inspect" --method sendRuleMac - <$rule | diff json - || fail "the standard input"
+"$inspect" --method sendRuleMac --output file bad/message && diff json file || fail "--output"
+mkdir ./-odd
+cp $rule ./-odd/0001-sendRuleMac.compact.bin
+"$inspect" --json -- -odd/0001-sendRuleMac.compact.bin | diff json - || fail "a path with a dash"
+grep -q "VERSION $("$inspect" --version | sed -n 's/^tarn-inspect //p')$" "$source/CMakeLists.txt" ||
+  fail "not this tree's version"
+[ "$("$inspect" --methods | wc -l)" -eq 55 ] || fail "--methods does not list 55 methods"
+
+# completed WORD...: what the shell offers for the last word
+completed() {
+  COMP_WORDS=("$inspect" "$@") COMP_CWORD=$#
+  _tarn_inspect "$inspect"
+  printf '%s\n' "${COMPREPLY[@]}"
+}
+. "$source/inspect/completion.bash"
+[ "$(completed --method sendRule)" = sendRuleMac ] || fail "methods are not completed"
+[ "$(completed --an)" = --annotate ] || fail "options are not completed"
+[ "$(completed --json bad/mes)" = bad/message ] || fail "files are not completed"
 echo "captures are shown, damaged ones refused"

@@ -29,7 +29,8 @@ std::string line(u32 id, const std::string& name, const std::string& type) {
 std::string typeOf(const SlotInfo& slot) {
   static const std::map<u32, std::string> words = {{1, "UByte"}, {2, "UShort"}, {4, "UInt"}};
   const std::string element = slot.table != nullptr ? slot.table->name : words.at(slot.width);
-  return slot.kind == Kind::scalar || slot.kind == Kind::table ? element : "[" + element + "]";
+  if (slot.kind == Kind::scalar || slot.kind == Kind::table) return element;
+  return "[" + element + "]" + (slot.kind == Kind::buffer ? "" : std::to_string(slot.count));
 }
 
 /// Adds a slot list and those of its nested tables. A member's name is the last in parentheses.
@@ -46,20 +47,23 @@ void addSlotList(Tables& tables, const TableInfo& info) {
   tables[info.name] = fields;
 }
 
-std::string typeOf(const reflection::Schema& schema, const reflection::Type& type) {
+std::string typeOf(const reflection::Schema& schema, const reflection::Field& field) {
+  const reflection::Type& type = *field.type();
   const auto named = [&](reflection::BaseType base) -> std::string {
     if (base != reflection::Obj) return reflection::EnumNameBaseType(base);
     return schema.objects()->Get(static_cast<u32>(type.index()))->name()->str();
   };
   if (type.base_type() != reflection::Vector) return named(type.base_type());
   const std::string element = named(type.element());
-  return "[" + element + "]";
+  const auto* attributes = field.attributes();
+  const auto* count = attributes != nullptr ? attributes->LookupByKey("count") : nullptr;
+  return "[" + element + "]" + (count != nullptr ? count->value()->str() : "");
 }
 
 std::string fieldsOf(const reflection::Schema& schema, const reflection::Object& object) {
   std::map<u32, std::string> lines;
   for (const reflection::Field* field : *object.fields()) {
-    lines[field->id()] = line(field->id(), field->name()->str(), typeOf(schema, *field->type()));
+    lines[field->id()] = line(field->id(), field->name()->str(), typeOf(schema, *field));
     EXPECT_EQ(0, field->default_integer()) << "an absent scalar is zero";
     EXPECT_FALSE(field->required() || field->deprecated());
   }

@@ -23,12 +23,13 @@ for file in "${first[@]}"; do
 done
 grep -E '^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ' out | sed -E 's/^[^ ]+ //; s/ \{.*//; s/ +/ /g' |
   diff expected - || fail "not a line for each message"
-"$source/scripts/inspect.sh" kept/*.bin >inspected || fail "a kept message is not shown"
+"${tarn_serve%/*}/tarn-inspect" kept/*.bin >inspected || fail "a kept message is not shown"
 grep -o '{.*' out | /usr/bin/python3 -c '
 import json, sys
 shown = [json.loads(line) for line in sys.stdin]
-wanted = json.loads("[" + open("inspected").read().replace("}\n{", "},{") + "]")
-sys.exit(shown != wanted)' || fail "--json shows other messages than inspect.sh"
+lines = [line for line in open("inspected") if line[0] in " {}"]
+wanted = json.loads("[" + "".join(lines).replace("}\n{", "},{") + "]")
+sys.exit(shown != wanted)' || fail "--json shows other messages than tarn-inspect"
 
 # What cannot be answered, and the totals.
 mkdir bad

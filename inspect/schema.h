@@ -1,5 +1,5 @@
-#ifndef SERVICE_SCHEMA_H
-#define SERVICE_SCHEMA_H
+#ifndef INSPECT_SCHEMA_H
+#define INSPECT_SCHEMA_H
 
 #include <flatbuffers/idl.h>
 
@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-namespace service {
+namespace inspect {
 
 using Bytes = std::span<const std::uint8_t>;
 
@@ -18,25 +18,28 @@ class Schema {
  public:
   using Method = flatbuffers::RPCCall;
 
-  /// Reads mqc_fes_intf_service.fbs of the directory and what it includes; says why it failed, or
-  /// nothing.
-  std::string load(const std::string& dir);
+  /// @param indent spaces for each level of JSON; -1 for JSON on one line
+  explicit Schema(int indent) : indent_(indent) {}
+
+  /// Reads mqc_fes_intf_service.fbs and what it includes, from where they lie beside the program,
+  /// built or installed; says why it failed, or nothing.
+  std::string load();
 
   /// The method of that name, nullptr when there is none.
   const Method* method(const std::string& name) const;
-  std::size_t methodCount() const;
+  /// All methods, in the order of the roll call.
+  const std::vector<Method*>& methods() const;
 
-  /// Whether a message is a whole request of the method; tests before anybody reads it.
-  static bool verify(const Method& method, Bytes message);
-  /// A verified message as JSON on one line, absent scalars included.
+  /// A message that was walked without a fault as JSON, absent scalars included.
   std::string json(const Method& method, Bytes message) const;
 
  private:
   const flatbuffers::ServiceDef* service() const { return parser_.services_.vec.front(); }
 
+  int indent_;
   flatbuffers::Parser parser_;
 };
 
-}  // namespace service
+}  // namespace inspect
 
 #endif

@@ -1,0 +1,48 @@
+#ifndef INSPECT_FORMS_H
+#define INSPECT_FORMS_H
+
+// A message in the forms in which people look at it.
+
+#include <string>
+#include <vector>
+
+#include "inspect/walk.h"
+
+namespace inspect {
+
+/// A message that was walked without a fault.
+struct Message {
+  std::string name;  ///< as the person calls it
+  const Schema::Method* method;
+  std::vector<std::uint8_t> bytes;
+  std::vector<Item> items;
+};
+
+/// What a message is, on one line: name, request, encoding, bytes.
+std::string title(const Message& message);
+
+/// JSON of several lines, an array of numbers on one.
+std::string json(const Schema& schema, const Message& message);
+
+/// Every byte in its order, with what it means.
+std::string annotated(const Message& message);
+
+/// What an item is and what it says, on one line. The elements of vectors are not told.
+std::string meaning(const Item& item);
+
+/// The elements from first to last, last excluded, of an item that has some.
+std::string elements(const Message& message, const Item& item, std::size_t first, std::size_t last);
+
+/// Adds bytes in hexadecimal, each with a space behind it.
+void addHex(std::string& text, Bytes bytes);
+
+/// A message as a section of the page.
+/// @param number tells the messages of one page apart
+std::string section(const Message& message, std::size_t number);
+
+/// The page with these sections.
+std::string page(const std::string& sections);
+
+}  // namespace inspect
+
+#endif

@@ -1,0 +1,119 @@
+#include <algorithm>
+
+#include "inspect/forms.h"
+#include "inspect/page.h"
+
+namespace inspect {
+namespace {
+
+constexpr std::size_t bytesInRow = 16;
+constexpr std::size_t mostBytes = 4096;  // of one item: a browser is slow with millions
+constexpr std::size_t mostElements = 64;
+
+std::string escaped(const std::string& text) {
+  std::string safe;
+  for (const char c : text) {
+    if (c == '&')
+      safe += "&amp;";
+    else if (c == '<')
+      safe += "&lt;";
+    else
+      safe += c;
+  }
+  return safe;
+}
+
+/// Everything about one field has one colour, whose neighbours' are far from it.
+std::string marks(const Item& item, const std::string& id) {
+  const bool value = item.kind == Kind::scalar || item.kind == Kind::elements;
+  const char* const look = item.kind == Kind::gap ? "open" : value ? "value" : "structure";
+  std::size_t sum = 0;
+  for (const char c : item.path) sum = sum * 31 + static_cast<unsigned char>(c);
+  return "data-n=" + id + " class=" + look +
+         (item.path.empty() ? "" : " style=--hue:" + std::to_string(sum * 137 % 360));
+}
+
+std::string rowStart(std::size_t position) {
+  std::string start = at(position);
+  start.resize(std::max<std::size_t>(start.size(), 7), ' ');
+  return "\n<s>" + start + "</s> ";
+}
+
+/// Says how many bytes of an item are left out, and begins the row of those that follow it.
+std::string leftOut(std::size_t count, std::size_t end, std::size_t size) {
+  std::string text = "\n<s>        " + std::to_string(count) + " bytes more</s>";
+  if (end == size || end % bytesInRow == 0) return text;
+  return text + rowStart(end / bytesInRow * bytesInRow) + std::string(end % bytesInRow * 3, ' ');
+}
+
+class Section {
+ public:
+  Section(const Message& message, std::size_t number)
+      : message_(message), prefix_(std::to_string(number) + '.') {}
+
+  std::string text() {
+    text_ = "<section><h2>" + escaped(title(message_)) + "</h2>\n<div><pre>";
+    for (const Item* item : byPosition(message_.items)) addBytes(*item);
+    text_ += "\n</pre>\n<ul>";
+    addTree();
+    return text_ + "</ul></div></section>\n";
+  }
+
+ private:
+  std::string marksOf(const Item& item) const {
+    return marks(item, prefix_ + std::to_string(&item - message_.items.data()));
+  }
+
+  void addBytes(const Item& item) {
+    const std::size_t end = item.position + std::min(item.length, mostBytes);
+    for (std::size_t from = item.position, to = 0; from < end; from = to) {
+      to = std::min((from / bytesInRow + 1) * bytesInRow, end);
+      if (from % bytesInRow == 0) text_ += rowStart(from);
+      text_ += "<b " + marksOf(item) + ">";
+      addHex(text_, Bytes(message_.bytes).subspan(from, to - from));
+      text_ += "</b>";
+    }
+    if (item.length > mostBytes) {
+      text_ += leftOut(item.length - mostBytes, item.position + item.length, message_.bytes.size());
+    }
+  }
+
+  void addTree() {
+    unsigned open = 0;  // lists inside the tree's own
+    for (std::size_t i = 0; i < message_.items.size(); ++i) {
+      const Item& item = message_.items[i];
+      for (; open > item.depth; --open) text_ += "</ul></li>\n";
+      text_ += "<li " + marksOf(item) + "><span>" + label(item) + "</span>";
+      const bool hasInside =
+          i + 1 < message_.items.size() && message_.items[i + 1].depth > item.depth;
+      text_ += hasInside ? "<ul>" : "</li>\n";
+      if (hasInside) ++open;
+    }
+    for (; open > 0; --open) text_ += "</ul></li>\n";
+  }
+
+  std::string label(const Item& item) const {
+    if (item.width == 0) return meaning(item);
+    const std::size_t count = item.length / item.width;
+    return item.path + ": " + elements(message_, item, 0, std::min(count, mostElements)) +
+           (count > mostElements ? ", \u2026" : "");
+  }
+
+  const Message& message_;
+  std::string prefix_;
+  std::string text_;
+};
+
+}  // namespace
+
+std::string section(const Message& message, std::size_t number) {
+  return Section(message, number).text();
+}
+
+std::string page(const std::string& sections) {
+  const std::string place = "<!-- messages -->";
+  std::string text = pageTemplate;
+  return text.replace(text.find(place), place.size(), sections);
+}
+
+}  // namespace inspect

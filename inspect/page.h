@@ -1,0 +1,11 @@
+#ifndef INSPECT_PAGE_H
+#define INSPECT_PAGE_H
+
+namespace inspect {
+
+/// The text of page.html, with a place for the messages.
+extern const char* const pageTemplate;
+
+}  // namespace inspect
+
+#endif

@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <iterator>
+
+#include "inspect/forms.h"
+
+namespace inspect {
+namespace {
+
+constexpr std::size_t bytesInLine = 8;
+
+/// In the order of Kind; a field's value goes by the field's name alone.
+constexpr const char* kindNames[] = {"",
+                                     "vtable",
+                                     "",
+                                     "root offset",
+                                     "vtable size",
+                                     "table size",
+                                     "field offset",
+                                     "table-to-vtable offset",
+                                     "",
+                                     "offset field",
+                                     "count",
+                                     "",
+                                     "offset",
+                                     "block",
+                                     "gap"};
+static_assert(std::size(kindNames) == static_cast<std::size_t>(Kind::gap) + 1);
+
+std::uint32_t element(const Message& message, const Item& item, std::size_t i) {
+  std::uint32_t value = 0;
+  for (std::size_t byte = item.width; byte-- > 0;) {
+    value = value << 8 | message.bytes[item.position + i * item.width + byte];
+  }
+  return value;
+}
+
+/// The elements that stand in one line; of bytes, their numbers say no more than they do.
+std::string partMeaning(const Message& message, const Item& item, std::size_t first,
+                        std::size_t last) {
+  std::string text = item.path + '[' + std::to_string(first) + ']';
+  if (last - first > 1) text += " to [" + std::to_string(last - 1) + ']';
+  return text + ": " + (item.width == 1 ? item.value : elements(message, item, first, last));
+}
+
+void addLine(std::string& text, const Message& message, const Item& item, std::size_t from,
+             std::size_t size) {
+  std::string line = "  " + at(item.position + from);
+  line.resize(std::max<std::size_t>(line.size(), 8), ' ');
+  addHex(line, Bytes(message.bytes).subspan(item.position + from, size));
+  line.resize(std::max<std::size_t>(line.size(), 8 + 3 * bytesInLine), ' ');
+  const bool inParts = item.width != 0;
+  text += line + ' ';
+  text += inParts ? partMeaning(message, item, from / item.width, (from + size) / item.width)
+                  : meaning(item);
+  text += '\n';
+}
+
+}  // namespace
+
+std::string title(const Message& message) {
+  return message.name + ": " + message.method->request->name + ", " +
+         (isFull(message.bytes) ? "full" : "compact") + ", " +
+         std::to_string(message.bytes.size()) + " bytes";
+}
+
+std::string json(const Schema& schema, const Message& message) {
+  const std::string plain = schema.json(*message.method, message.bytes);
+  std::string text;
+  bool inNumbers = false;
+  for (std::size_t i = 0; i < plain.size(); ++i) {
+    const bool blank = plain[i] == ' ' || plain[i] == '\n';
+    if (plain[i] == '[') inNumbers = plain[plain.find_first_not_of(" \n", i + 1)] != '{';
+    if (plain[i] == ']') inNumbers = false;
+    if (inNumbers && blank && text.back() == ' ') continue;
+    text += inNumbers && blank ? ' ' : plain[i];
+  }
+  return text;
+}
+
+std::string annotated(const Message& message) {
+  std::string text;
+  for (const Item* item : byPosition(message.items)) {
+    for (std::size_t from = 0; from < item->length; from += bytesInLine) {
+      addLine(text, message, *item, from, std::min(bytesInLine, item->length - from));
+    }
+  }
+  return text;
+}
+
+std::string meaning(const Item& item) {
+  const std::string name = kindNames[static_cast<std::size_t>(item.kind)];
+  std::string text =
+      name.empty() || item.path.empty() ? name + item.path : name + " of " + item.path;
+  if (!text.empty() && !item.value.empty()) text += ": ";
+  return text + item.value;
+}
+
+std::string elements(const Message& message, const Item& item, std::size_t first,
+                     std::size_t last) {
+  std::string text;
+  for (std::size_t i = first; i < last; ++i) {
+    if (i > first) text += ", ";
+    text += std::to_string(element(message, item, i));
+  }
+  return text;
+}
+
+void addHex(std::string& text, Bytes bytes) {
+  const char digits[] = "0123456789ABCDEF";
+  for (const std::uint8_t byte : bytes) {
+    text += digits[byte >> 4];
+    text += digits[byte & 15];
+    text += ' ';
+  }
+}
+
+}  // namespace inspect

@@ -1,0 +1,162 @@
+"""What tarn-inspect makes of whole and of damaged messages: inspect_test.py INSPECT SCHEMA_DIR FILE...
+
+The files were shown before, in the files shown--json, shown--annotate, shown--html.
+"""
+
+import html.parser
+import json
+import os
+import random
+import re
+import struct
+import subprocess
+import sys
+
+inspect, schema, *files = sys.argv[1:]
+messages = {path: open(path, "rb").read() for path in files}
+random.seed(20261)
+
+
+def method(path):
+    return path.split("-", 1)[1].split(".")[0]
+
+
+def check(holds, *what):
+    if not holds:
+        sys.exit("inspect: " + " ".join(map(str, what)))
+
+
+def verdicts(bad):
+    """Which of the messages, by file name, are taken. Each other has a line of its own."""
+    os.makedirs("tried", exist_ok=True)
+    for name, message in bad.items():
+        open("tried/" + name, "wb").write(message)
+    run = subprocess.run([inspect, "--annotate", *bad], cwd="tried", capture_output=True, text=True)
+    check(run.returncode in (0, 1), "status", run.returncode, run.stderr)
+    lines = [re.fullmatch(r"tarn-inspect: (\S+): damaged, or not a \w+: \+[0-9A-F]{2,}: .+", line)
+             for line in run.stderr.splitlines()]
+    check(all(lines), "a message is refused without a place:", run.stderr[:500])
+    refused = [line[1] for line in lines]
+    taken = re.findall(r"^(\S+): \w+, (?:compact|full), \d+ bytes$", run.stdout, re.M)
+    check(sorted(refused + taken) == sorted(bad), "not one verdict for each message")
+    return set(taken)
+
+
+def sections(path):
+    """The lines of each message in an output with names above."""
+    parts = {}
+    for line in open(path).read().splitlines():
+        title = re.fullmatch(r"(\S+): \w+, (?:compact|full), \d+ bytes", line)
+        if title:
+            part = parts.setdefault(title[1], [])
+        elif line:
+            part.append(line)
+    return parts
+
+
+# Every byte of every message is annotated, and both encodings are the same JSON.
+annotated = sections("shown--annotate")
+shown = {path: json.loads("\n".join(lines)) for path, lines in sections("shown--json").items()}
+check(list(annotated) == files and list(shown) == files, "a message is not shown, or not named")
+for path, message in messages.items():
+    found = b"".join(bytes.fromhex(line[8:32]) for line in annotated[path])
+    check(found == message, path, "is annotated with other bytes")
+    check(shown[path] == shown[path.replace(".full.", ".compact.")], path, "is another in JSON")
+
+# A message under another method's name is refused if it contradicts that method's request.
+text = re.sub(r"//.*", "", open(schema + "/mqc_fes_intf.fbs").read())
+tables = {name: re.findall(r"(\w+): ([\w\[\]]+) \(id: \d+((?:, count: \d+)?)\)", body)
+          for name, body in re.findall(r"table (\w+) {(.*?)}", text, re.S)}
+requests = dict(re.findall(r"(\w+)\((\w+)\): MqcReply", open(schema + "/mqc_fes_intf_service.fbs").read()))
+
+
+def contradicts(path, other):
+    own, others = tables[requests[method(path)]], tables[requests[other]]
+    compact = path.endswith(".compact.bin")
+    return len(own) != len(others) or any(
+        a != b and not (compact and shown[path].get(a[0]) == 0 and "[" not in b[1] and b[1][0] == "u")
+        for a, b in zip(own, others))
+
+
+wrong = {"%d-%s.%s" % (n, other, path.split(".", 1)[1]): (path, other)
+         for n, (path, other) in enumerate((p, o) for p in files for o in requests)}
+taken = verdicts({name: messages[path] for name, (path, _) in wrong.items()})
+for name, (path, other) in wrong.items():
+    check((name in taken) != contradicts(path, other), path, "taken as" if name in taken else "refused as", other)
+
+# A message with any byte of its structure changed is refused; one with another value is shown.
+value = re.compile(r"  \S+ +(?:\w\w )+ +([\w.\[\]]+(?: to \[\d+\])?: (?:u\w+|\d+).*|gap.*)")
+for path in files:
+    if method(path) not in ("sendRuleMac", "act_redirect_nhp", "ProcMqcBatchMsg", "ActCommonIntf"):
+        continue
+    changed, expected = {}, set()
+    for line in annotated[path]:
+        for position in range(int(line.split()[0], 16), int(line.split()[0], 16) + len(line[8:32].split())):
+            name = "%d-%s" % (position, path.split("-", 1)[1])
+            changed[name] = bytearray(messages[path])
+            changed[name][position] ^= random.randrange(1, 256)
+            if value.fullmatch(line):
+                expected.add(name)
+    found = verdicts(changed)
+    check(found == expected, path, "changed at", sorted(found ^ expected)[:9])
+
+# Cut or with bytes behind it, no message is taken; damaged at random, each has one verdict.
+cut, noise = {}, {}
+for path, message in messages.items():
+    name = path.split("-", 1)[1]
+    cut["0-" + name] = message + b"\0"
+    cut["1-" + name] = message + message
+    for n in range(2, 12):
+        cut["%d-%s" % (n, name)] = message[:random.randrange(len(message))]
+    for n in range(20):
+        bad = bytearray(message)
+        for _ in range(random.randrange(1, 4)):
+            bad[random.randrange(len(bad) if n % 2 else min(len(bad), 64))] = random.randrange(256)
+        noise["%d-%s" % (n, name)] = bad
+check(not (found := verdicts(cut)), found)
+check(0 < len(verdicts(noise)) < len(noise) / 2, "hardly a damaged message is refused")
+
+# Five megabytes.
+content = random.randbytes(5_000_000)
+big = struct.pack("<I6Hi4I", 16, 12, 65535, 4, 8, 12, 16, 12, 1, 2, 3, 4) + \
+    struct.pack("<I", len(content)) + content
+check(len(verdicts({"1-ProcMqcBatchMsg.compact.bin": big})) == 1, "a large message is refused")
+for change in (b"", b"\0\0"):
+    check(not verdicts({"1-ProcMqcBatchMsg.compact.bin": big[:-1] + change}), "a large message is damaged")
+open("1-ProcMqcBatchMsg.compact.bin", "wb").write(big)
+run = subprocess.run([inspect, "1-ProcMqcBatchMsg.compact.bin"], capture_output=True, check=True)
+check(bytes(json.loads(run.stdout)["f3"]) == content, "a large message is shown with other bytes")
+
+
+class Page(html.parser.HTMLParser):
+    """What is on the page: bytes by message, and who marks whom."""
+
+    def __init__(self):
+        super().__init__()
+        self.open, self.bytes, self.marked, self.entries = [], [], set(), set()
+
+    def handle_starttag(self, tag, attrs):
+        attrs = dict(attrs)
+        check(not attrs.keys() & {"src", "href", "srcset"}, "the page needs", attrs)
+        if tag not in ("meta", "html"):
+            self.open.append(tag)
+        if tag == "pre":
+            self.bytes.append("")
+        if "data-n" in attrs:
+            (self.entries if tag == "li" else self.marked).add(attrs["data-n"])
+
+    def handle_endtag(self, tag):
+        if tag != "html":
+            check(self.open.pop() == tag, tag, "is closed where another is open")
+
+    def handle_data(self, data):
+        if self.open[-2:] == ["pre", "b"]:
+            self.bytes[-1] += data
+
+
+text = open("shown--html").read()
+check(not re.search(r"https?:|url\(|@import", text), "the page needs something else")
+page = Page()
+page.feed(text)
+check([bytes.fromhex(part) for part in page.bytes] == list(messages.values()), "the page has other bytes")
+check(page.marked and page.marked <= page.entries and not page.open, "bytes without an entry")
