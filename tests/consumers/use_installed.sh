@@ -17,11 +17,18 @@ mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
 
+
+# build SOURCE PLATFORM: with what pkg-config tells
+build() {
+  local flags
+  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc "$2")
+  read -ra flags <<<"$flags"
+  "$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
+    "$here/$1.c" -o "$work/$1" "${flags[@]}" -Wl,--as-needed
+}
+
 echo "pkg-config:"
-flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc tarn_platform)
-read -ra flags <<<"$flags"
-"$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
-  "$here/pkg_config.c" -o "$work/pkg_config" "${flags[@]}" -Wl,--as-needed
+build pkg_config tarn_platform
 run "$work/pkg_config" "$work/captured"
 for order in 'tarn_cli_mqc tarn_platform' 'tarn_platform tarn_cli_mqc'; do
   read -ra names <<<"$order"
@@ -30,6 +37,10 @@ for order in 'tarn_cli_mqc tarn_platform' 'tarn_platform tarn_cli_mqc'; do
   "$CC" "$here/any_order.c" -o "$work/any_order" -Wl,--as-needed "${flags[@]}"
   run "$work/any_order"
 done
+if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
+  build grpc tarn_platform_grpc
+  [ -n "${EMULATOR:-}" ] || run "$work/grpc" # under qemu-user gRPC itself does not get started
+fi
 
 echo "find_package:"
 cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
@@ -39,6 +50,7 @@ cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAK
 run "$work/build/find_package"
 run "$work/build/platform_first"
 run "$work/build/platform_last"
+[ -n "${EMULATOR:-}" ] || [ ! -e "$work/build/grpc" ] || run "$work/build/grpc"
 
 [ -z "${EMULATOR:-}" ] || [ -e "$prefix/bin/tarn-inspect" ] || exit 0
 echo "tarn-inspect:"
