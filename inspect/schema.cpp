@@ -17,7 +17,10 @@ std::string schemaDir() {
 }  // namespace
 
 std::string Schema::load() {
-  const std::string dir = schemaDir();
+  return load(schemaDir());
+}
+
+std::string Schema::load(const std::string& dir) {
   const std::string path = dir + "/mqc_fes_intf_service.fbs";
   std::string text;
   if (!flatbuffers::LoadFile(path.c_str(), false, &text)) return path + ": cannot be read";

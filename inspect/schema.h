@@ -24,6 +24,8 @@ class Schema {
   /// Reads mqc_fes_intf_service.fbs and what it includes, from where they lie beside the program,
   /// built or installed; says why it failed, or nothing.
   std::string load();
+  /// The same from a folder.
+  std::string load(const std::string& dir);
 
   /// The method of that name, nullptr when there is none.
   const Method* method(const std::string& name) const;

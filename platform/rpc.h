@@ -31,7 +31,7 @@ void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt);
  * @param reqSize the record's size in bytes
  * @param method  the method's identity
  * @param desc    the method's encoders
- * @return the status; 0 is success
+ * @return the status; what it means is the runtime's
  */
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const MethodId* method,
                              const IdlMsgDesc* desc);
@@ -44,7 +44,7 @@ u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const M
  * @param method the method's identity
  * @param desc   the method's encoders
  * @param ctx    record size, callback and the callback's value
- * @return the status of the sending; 0 is success
+ * @return the status of the sending; what it means is the runtime's
  */
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx);
@@ -56,7 +56,7 @@ u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* met
  * @param req    the request record; not NULL
  * @param method the method's identity
  * @param desc   the method's encoders
- * @return the status of the sending; 0 is success
+ * @return the status of the sending; what it means is the runtime's
  */
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
                          const IdlMsgDesc* desc);

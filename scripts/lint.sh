@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Format, lint, include layers, reference documentation.
+# Format, lint, include layers, documents.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -15,12 +15,5 @@ git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'platform/*.cpp' 'service/*
   'inspect/*.cpp' 'examples/*.c' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint 2>/dev/null
 
-# Members named after their slot and the exports, whose contract stands at MQC_DECLARE_METHOD, have
-# no text of their own.
-mkdir -p build/reference
-doxygen docs/Doxyfile 2>build/reference/warnings
-if grep -vE 'Member (f[0-9]+(\[[0-9]+\])?|head|MqcFesIntf_[A-Za-z0-9_]+\(.*\)) \((variable|function)\) of' build/reference/warnings; then
-  echo "lint.sh: the reference lacks the above" >&2
-  exit 1
-fi
-echo "format, lint, layers and reference are clean"
+scripts/docs.sh --check
+echo "format, lint, layers and documents are clean"

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Runs the programs that docs/reading.md shows, on captured rule MAC requests in both encodings, and
-# compares the example that docs/testing.md shows with the file that is built.
-# usage: docs_test.sh SOURCE_DIR SEND_ALL TARN_INSPECT CXX
+# Runs the programs that docs/reading.md shows, on captured rule MAC requests in both encodings;
+# compares the example that docs/testing.md shows with the file that is built; has the catalogue show
+# meanings.
+# usage: docs_test.sh SOURCE_DIR SEND_ALL TARN_INSPECT CATALOGUE CXX
 set -eu
-source=$1 send_all=$2 tarn_inspect=$3 cxx=$4
+source=$1 send_all=$2 tarn_inspect=$3 catalogue=$4 cxx=$5
+PATH=${tarn_inspect%/*}:$PATH
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -16,6 +18,19 @@ block testing.md c | diff - "$source/examples/caller_test.c" ||
 
 ! grep -nE '@[A-Z]+@' "$source"/*.md "$source"/docs/*.md ||
   { echo "a placeholder is left in the documents" >&2; exit 1; }
+# What a team writes into the schema is in the catalogue.
+cp -r "$source/schema" .
+sed -i 's,^table MQC_notify_save_acl_res {,/// What is asked\n&\n/// Where | why\n,' schema/mqc_fes_intf.fbs
+sed -i 's,^  sendRuleMac,/// To whom\n&,' schema/mqc_fes_intf_service.fbs
+"$catalogue" schema >catalogue.md
+for line in 'What is asked' '| 0 | `f0` | `u32` | 0 | 4 | 0 to 4,294,967,295 | Where \| why |' \
+  '| `sendRuleMac` | [MQC_RuleMac](#MQC_RuleMac) | To whom |'; do
+  grep -qxF "$line" catalogue.md || { echo "the catalogue lacks '$line'" >&2; exit 1; }
+done
+sed -i '/^  qos_car_oper/d' schema/mqc_fes_intf_service.fbs
+! "$catalogue" schema >/dev/null 2>said && grep -q 'differ' said ||
+  { echo "the catalogue takes a schema without a method" >&2; exit 1; }
+
 block reading.md cpp >read.cpp
 block reading.md python >read.py
 flatc --cpp --python "$source/schema/mqc_fes_intf.fbs"
@@ -45,5 +60,7 @@ done
 ! grep '^  +' "$source/README.md" | grep -vxFf annotated ||
   { echo "README.md shows other bytes than the demo" >&2; exit 1; }
 head -c 60 captured/0016-sendRuleMac.compact.bin >cut.bin
-! ./read cut.bin 2>/dev/null || { echo "the C++ reader takes a message that was cut" >&2; exit 1; }
+for reader in ./read '/usr/bin/python3 read.py'; do
+  ! $reader cut.bin 2>/dev/null || { echo "$reader takes a message that was cut" >&2; exit 1; }
+done
 echo "both readers read both encodings"

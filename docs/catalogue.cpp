@@ -1,0 +1,223 @@
+// Writes docs/catalogue.md: what the schema says of methods, tables and fields, with the places
+// that the records have for them and the sizes that the encoders tell.
+//
+// usage: catalogue SCHEMA_DIR
+
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <map>
+#include <vector>
+
+#include "inspect/schema.h"
+#include "msg/encoders.h"
+
+namespace {
+
+using codec::Kind;
+using codec::SlotInfo;
+using codec::TableInfo;
+using flatbuffers::FieldDef;
+using flatbuffers::StructDef;
+
+struct Row {
+  const char* method;
+  const TableInfo* record;
+  void (*setIdl)(IdlMsgDesc* desc);
+};
+
+#define ROW(method, Type) {#method, &Type##_table, MqcFesIntf_##method##SetIdl},
+constexpr Row rollCall[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
+#undef ROW
+
+/// Tables in the order in which requests need them, each once.
+struct Table {
+  const StructDef* def;
+  const TableInfo* record;
+  const Row* row;  ///< of a method with this request, nullptr for a nested table
+};
+
+/// With commas between thousands.
+std::string grouped(u32 number) {
+  const std::string digits = std::to_string(number);
+  std::string text;
+  for (std::size_t i = 0; i < digits.size(); ++i) {
+    if (i > 0 && (digits.size() - i) % 3 == 0) text += ',';
+    text += digits[i];
+  }
+  return text;
+}
+
+/// Documentation comments as one cell or one paragraph.
+std::string prose(const std::vector<std::string>& comment) {
+  std::string text;
+  for (const std::string& line : comment) {
+    const std::size_t start = line.find_first_not_of(' ');
+    if (start == std::string::npos) continue;
+    if (!text.empty()) text += ' ';
+    for (const char c : line.substr(start)) {
+      if (c == '|') text += '\\';
+      text += c;
+    }
+  }
+  return text;
+}
+
+std::string link(const std::string& table) {
+  return "[" + table + "](#" + table + ")";
+}
+
+std::string elementOf(const SlotInfo& slot) {
+  if (slot.table != nullptr) return link(slot.table->name);
+  return slot.width == 1 ? "`u8`" : slot.width == 2 ? "`u16`" : "`u32`";
+}
+
+std::string typeOf(const SlotInfo& slot) {
+  if (slot.kind == Kind::buffer) return "`u32` length, `u8*`";
+  std::string text = elementOf(slot);
+  if (slot.kind == Kind::vector || slot.kind == Kind::tables) {
+    text += " × " + std::to_string(slot.count);
+  }
+  return text;
+}
+
+std::string valuesOf(const SlotInfo& slot) {
+  if (slot.table != nullptr) return "";
+  return "0 to " + grouped(static_cast<u32>((u64{1} << 8 * slot.width) - 1));
+}
+
+/// A record whose scalars and arrays are all zero or all ones; without a buffer, or with one byte.
+u32 compactSize(const Row& row, u8 fill, bool withBuffer) {
+  static u8 buffer[1];
+  std::vector<u8> record(row.record->recordSize, fill);
+  for (u32 i = 0; i < row.record->slotCount; ++i) {
+    const SlotInfo& slot = row.record->slots[i];
+    if (slot.kind != Kind::buffer) continue;
+    const u32 length = withBuffer ? sizeof buffer : 0;
+    const u8* const data = withBuffer ? buffer : nullptr;
+    std::memcpy(&record[slot.offset], &length, sizeof length);
+    std::memcpy(&record[slot.offset + slot.size - sizeof data], &data, sizeof data);
+  }
+  IdlMsgDesc desc;
+  row.setIdl(&desc);
+  return desc.pack(nullptr, record.data());
+}
+
+std::string sizes(const Row& row) {
+  const u32 smallest = compactSize(row, 0, false);
+  const u32 largest = compactSize(row, 0xFF, false);
+  const u32 forBuffer = compactSize(row, 0xFF, true) - largest;
+  std::string text = " Compact encoding: " + std::to_string(smallest);
+  if (largest > smallest) text += " to " + std::to_string(largest);
+  text += " bytes";
+  if (forBuffer > 0) text += "; a buffer takes its length and " + std::to_string(forBuffer - 1);
+  IdlMsgDesc desc;
+  row.setIdl(&desc);
+  if (desc.fullSize == nullptr) return text + ". No full encoding.";
+  return text + ". Buffer for the full one: " + std::to_string(desc.fullSize()) + " bytes.";
+}
+
+bool hasMeanings(const StructDef& def) {
+  for (const FieldDef* field : def.fields.vec) {
+    if (!field->doc_comment.empty()) return true;
+  }
+  return false;
+}
+
+void printTable(const Table& table) {
+  const bool meanings = hasMeanings(*table.def);
+  std::printf("\n<a id=\"%s\"></a>\n\n### %s\n\n", table.record->name, table.record->name);
+  const std::string comment = prose(table.def->doc_comment);
+  if (!comment.empty()) std::printf("%s\n\n", comment.c_str());
+  std::printf("Record: %u bytes.", table.record->recordSize);
+  if (table.row != nullptr) std::printf("%s", sizes(*table.row).c_str());
+  std::printf(
+      "\n\n| slot | field | type | record offset | bytes | values "
+      "|%s\n|--:|---|---|--:|--:|---|%s\n",
+      meanings ? " meaning |" : "", meanings ? "---|" : "");
+  for (u32 i = 0; i < table.record->slotCount; ++i) {
+    const SlotInfo& slot = table.record->slots[i];
+    const FieldDef& field = *table.def->fields.vec[i];
+    std::printf("| %u | `%s` | %s | %u | %u | %s |", i, field.name.c_str(), typeOf(slot).c_str(),
+                slot.offset, slot.size, valuesOf(slot).c_str());
+    if (meanings) std::printf(" %s |", prose(field.doc_comment).c_str());
+    std::printf("\n");
+  }
+}
+
+class Catalogue {
+ public:
+  /// Adds a method; tells whether roll call and schema agree on it.
+  bool add(const Row& row, const inspect::Schema::Method& method) {
+    if (row.method != method.name || row.record->name != method.request->name) return false;
+    addTable(*method.request, *row.record, &row);
+    methods_ += "| `" + method.name + "` | " + link(method.request->name) + " | " +
+                prose(method.doc_comment) + " |\n";
+    return true;
+  }
+
+  void print() const {
+    std::printf(
+        "## Methods\n\nIn the order of the roll call.\n\n| method | request | meaning "
+        "|\n|---|---|---|\n%s",
+        methods_.c_str());
+    std::printf("\n## Requests\n");
+    for (const Table& table : tables_) {
+      if (table.row != nullptr) printTable(table);
+    }
+    std::printf("\n## Nested tables\n");
+    for (const Table& table : tables_) {
+      if (table.row == nullptr) printTable(table);
+    }
+  }
+
+ private:
+  void addTable(const StructDef& def, const TableInfo& record, const Row* row) {
+    for (const Table& table : tables_) {
+      if (table.def == &def) return;
+    }
+    tables_.push_back({&def, &record, row});
+    for (u32 i = 0; i < record.slotCount; ++i) {
+      if (record.slots[i].table == nullptr) continue;
+      addTable(*def.fields.vec[i]->value.type.struct_def, *record.slots[i].table, nullptr);
+    }
+  }
+
+  std::vector<Table> tables_;
+  std::string methods_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: catalogue SCHEMA_DIR\n");
+    return 2;
+  }
+  inspect::Schema schema(-1);
+  std::string fault = schema.load(argv[1]);
+  Catalogue catalogue;
+  const auto& methods = schema.methods();
+  if (methods.size() != std::size(rollCall)) fault = "roll call and schema differ in length";
+  for (std::size_t i = 0; fault.empty() && i < methods.size(); ++i) {
+    if (!catalogue.add(rollCall[i], *methods[i])) {
+      fault = "roll call and schema differ at " + std::string(rollCall[i].method);
+    }
+  }
+  if (!fault.empty()) {
+    std::fprintf(stderr, "catalogue: %s\n", fault.c_str());
+    return 1;
+  }
+  std::printf(
+      "# Catalogue\n\n"
+      "Every method with its request, every table with its fields. Made by `scripts/docs.sh` from\n"
+      "`schema/`, the records and the encoders: change those, not this page.\n\n"
+      "A field is named after its slot; what it means is the service's. A team writes meanings "
+      "down\n"
+      "as documentation comments (`///`) before tables, fields and methods in `schema/*.fbs`; "
+      "they\n"
+      "appear here, in a column of its own for fields. Offsets and sizes are bytes of the "
+      "record.\n\n");
+  catalogue.print();
+  return 0;
+}
