@@ -60,6 +60,7 @@ install(
   INCLUDES
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${platform_include_dir})
 install(FILES platform/bounded_memory.h platform/log.h platform/rpc.h platform/stand_in.h
+              platform/status.h
         DESTINATION ${platform_include_dir}/platform COMPONENT standin)
 install(FILES ${generated}/tarn_platform.pc DESTINATION ${pkgconfig_dir} COMPONENT standin)
 install(

@@ -24,20 +24,11 @@
 #define PLATFORM_STAND_IN_H
 
 #include "mqc_fes_intf.h"
+#include "platform/status.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/** The statuses of the stand-in's own. A call that returns one of its errors delivered nothing. */
-typedef enum TarnStatus {
-  TARN_STATUS_OK = 0,
-  TARN_STATUS_CAPTURE = 5,       /**< The capture directory cannot be written. */
-  TARN_STATUS_NO_RESOURCES = 12, /**< No memory for an encoding, or no thread for completions. */
-  TARN_STATUS_INVALID = 22,      /**< No handle, no request, or another argument is missing. */
-  TARN_STATUS_DEADLOCK = 35,     /**< A completion callback asked to wait for completions. */
-  TARN_STATUS_ENCODING = 74      /**< An encoder broke its contract. */
-} TarnStatus;
 
 /** How a message was sent. */
 typedef enum TarnVariant { TARN_VARIANT_SYNC, TARN_VARIANT_ASYNC, TARN_VARIANT_ONEWAY } TarnVariant;

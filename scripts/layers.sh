@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Includes run one way: include <- codec <- msg <- stubs; platform knows only include.
+# Includes run one way: include <- codec <- msg <- stubs; platform knows only include, and the
+# platforms nothing of each other.
 set -eu
 cd "$(dirname "$0")/.."
 failed=0
@@ -16,5 +17,10 @@ layer include ''
 layer codec 'mqc_fes_intf\.h|codec/[a-z_]+\.h|platform/(log|bounded_memory)\.h'
 layer msg 'mqc_fes_intf\.h|codec/[a-z_]+\.h|msg/[a-z_]+\.h'
 layer stubs 'mqc_fes_intf\.h|msg/[a-z_]+\.h|stubs/[a-z_]+\.h|platform/rpc\.h'
-layer platform 'mqc_fes_intf\.h|platform/[a-z_]+\.h'
+promises='mqc_fes_intf\.h|platform/[a-z_]+\.h'
+layer platform "$promises"
+layer platform/common "$promises|platform/common/[a-z_]+\.h"
+for delivery in loopback grpc; do
+  layer platform/$delivery "$promises|platform/(common|$delivery)/[a-z_]+\.h"
+done
 exit $failed

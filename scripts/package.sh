@@ -87,6 +87,7 @@ END
 /usr/include/tarn_platform/platform/log.h
 /usr/include/tarn_platform/platform/rpc.h
 /usr/include/tarn_platform/platform/stand_in.h
+/usr/include/tarn_platform/platform/status.h
 $lib/cmake/tarn_cli_mqc/tarn_platform-targets-release.cmake
 $lib/cmake/tarn_cli_mqc/tarn_platform-targets.cmake
 $lib/libtarn_platform.so

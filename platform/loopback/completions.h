@@ -5,7 +5,8 @@
 #include <deque>
 #include <mutex>
 
-#include "platform/stand_in.h"
+#include "mqc_fes_intf.h"
+#include "platform/status.h"
 
 namespace platform {
 

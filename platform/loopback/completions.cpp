@@ -1,9 +1,9 @@
-#include "platform/completions.h"
+#include "platform/loopback/completions.h"
 
 #include <system_error>
 #include <thread>
 
-#include "platform/report.h"
+#include "platform/common/report.h"
 
 namespace platform {
 namespace {

@@ -1,11 +1,11 @@
-#include "platform/encode.h"
+#include "platform/common/encode.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <new>
 #include <string>
 
-#include "platform/report.h"
+#include "platform/common/report.h"
 
 namespace platform {
 namespace {
@@ -45,29 +45,6 @@ TarnStatus checkCompact(const char* method, const IdlMsgDesc& desc, u32 length, 
   return TARN_STATUS_OK;
 }
 
-TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void* req,
-                         Encoding& out) {
-  u32 capacity = desc.pack(nullptr, req);
-  if (capacity == 0) return refuse(method, "compact size query failed");
-  if (!out.allocate(capacity, guardByte)) return noMemory(method, capacity);
-  PackBuf cursor = {out.bytes(), &capacity};
-  const u32 length = desc.pack(&cursor, req);
-  return checkCompact(method, desc, length, out);
-}
-
-TarnStatus encodeFull(const char* method, const IdlMsgDesc& desc, const void* req, Encoding& out) {
-  const u32 size = desc.fullSize();
-  if (size == 0 || size % 8 != 0) {
-    return refuse(method, "full size is no multiple of 8: " + std::to_string(size));
-  }
-  if (!out.allocate(size, 0)) return noMemory(method, size);
-  const u32 result = desc.packFull(out.bytes(), req);
-  if (!out.guardIntact()) return refuse(method, "full encoder wrote past its buffer");
-  if (result != 0) return refuse(method, "full encoder failed: " + std::to_string(result));
-  if (!out.rootInside()) return refuse(method, "full root offset points outside");
-  return TARN_STATUS_OK;
-}
-
 }  // namespace
 
 bool Encoding::allocate(u32 size, u8 fill) {
@@ -92,13 +69,37 @@ bool Encoding::rootInside() const {
   return root >= wordSize && root <= size_ - wordSize;
 }
 
-TarnStatus encode(const char* method, const IdlMsgDesc& desc, const void* req, Encodings& out) {
+bool isComplete(const void* handle, const void* req, const MethodId* method,
+                const IdlMsgDesc* desc) {
+  return handle != nullptr && req != nullptr && method != nullptr &&
+         method->interfaceName != nullptr && method->methodName != nullptr && desc != nullptr &&
+         desc->pack != nullptr;
+}
+
+TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void* req,
+                         Encoding& out) {
   if ((desc.packFull == nullptr) != (desc.fullSize == nullptr)) {
     return refuse(method, "full encoder and size getter come together or not at all");
   }
-  const TarnStatus status = encodeCompact(method, desc, req, out.compact);
-  if (status != TARN_STATUS_OK || desc.packFull == nullptr) return status;
-  return encodeFull(method, desc, req, out.full);
+  u32 capacity = desc.pack(nullptr, req);
+  if (capacity == 0) return refuse(method, "compact size query failed");
+  if (!out.allocate(capacity, guardByte)) return noMemory(method, capacity);
+  PackBuf cursor = {out.bytes(), &capacity};
+  const u32 length = desc.pack(&cursor, req);
+  return checkCompact(method, desc, length, out);
+}
+
+TarnStatus encodeFull(const char* method, const IdlMsgDesc& desc, const void* req, Encoding& out) {
+  const u32 size = desc.fullSize();
+  if (size == 0 || size % 8 != 0) {
+    return refuse(method, "full size is no multiple of 8: " + std::to_string(size));
+  }
+  if (!out.allocate(size, 0)) return noMemory(method, size);
+  const u32 result = desc.packFull(out.bytes(), req);
+  if (!out.guardIntact()) return refuse(method, "full encoder wrote past its buffer");
+  if (result != 0) return refuse(method, "full encoder failed: " + std::to_string(result));
+  if (!out.rootInside()) return refuse(method, "full root offset points outside");
+  return TARN_STATUS_OK;
 }
 
 }  // namespace platform

@@ -1,4 +1,4 @@
-#include "platform/capture.h"
+#include "platform/common/capture.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include <string>
 #include <system_error>
 
-#include "platform/report.h"
+#include "platform/common/report.h"
 
 namespace platform {
 namespace {
@@ -29,33 +29,32 @@ class TemporaryFile {
     if (created_) ::unlink(path_.c_str());
   }
 
-  int create(const u8* bytes, std::size_t size);
-  /// Gives the file its name, which must be new.
+  int create(std::span<const u8> bytes);
+  /// Gives the file, where there is one, its name, which must be new.
   int linkTo(const fs::path& path) const {
-    return ::link(path_.c_str(), path.c_str()) == 0 ? 0 : errno;
+    return !created_ || ::link(path_.c_str(), path.c_str()) == 0 ? 0 : errno;
   }
+  bool exists() const { return created_; }
 
  private:
   fs::path path_;
   bool created_ = false;
 };
 
-int writeAll(int file, const u8* bytes, std::size_t size) {
-  while (size > 0) {
-    const ssize_t written = ::write(file, bytes, size);
+int writeAll(int file, std::span<const u8> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file, bytes.data(), bytes.size());
     if (written < 0 && errno != EINTR) return errno;
-    const std::size_t step = written < 0 ? 0 : static_cast<std::size_t>(written);
-    bytes += step;
-    size -= step;
+    bytes = bytes.subspan(written < 0 ? 0 : static_cast<std::size_t>(written));
   }
   return 0;
 }
 
-int TemporaryFile::create(const u8* bytes, std::size_t size) {
+int TemporaryFile::create(std::span<const u8> bytes) {
   const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (file < 0) return errno;
   created_ = true;
-  const int error = writeAll(file, bytes, size);
+  const int error = writeAll(file, bytes);
   const int closing = ::close(file) == 0 ? 0 : errno;
   return error != 0 ? error : closing;
 }
@@ -74,14 +73,14 @@ fs::path fileName(u64 number, const char* method, const char* encoding) {
   return digits + '-' + method + '.' + encoding + ".bin";
 }
 
-/// Names both files or none; full may be NULL.
-int publish(const TemporaryFile& compact, const TemporaryFile* full, const fs::path& dir,
+/// Names both files or none.
+int publish(const TemporaryFile& compact, const TemporaryFile& full, const fs::path& dir,
             u64 number, const char* method) {
   const fs::path compactPath = dir / fileName(number, method, "compact");
   const int error = compact.linkTo(compactPath);
-  if (error != 0 || full == nullptr) return error;
-  const int fullError = full->linkTo(dir / fileName(number, method, "full"));
-  if (fullError != 0) ::unlink(compactPath.c_str());
+  if (error != 0) return error;
+  const int fullError = full.linkTo(dir / fileName(number, method, "full"));
+  if (fullError != 0 && compact.exists()) ::unlink(compactPath.c_str());
   return fullError;
 }
 
@@ -97,13 +96,13 @@ TarnStatus Capture::setDir(const char* path) {
   dir_ = fs::absolute(path, error);
   if (error) dir_ = path;
   if (const int unreadable = findNext()) return outcome(unreadable);
-  return outcome(TemporaryFile(*dir_).create(nullptr, 0));
+  return outcome(TemporaryFile(*dir_).create({}));
 }
 
-TarnStatus Capture::write(const TarnMessage& message) {
+TarnStatus Capture::write(const char* method, Bytes compact, Bytes full) {
   const std::lock_guard lock(mutex_);
   if (!dir_) return TARN_STATUS_OK;
-  return outcome(writeFiles(message));
+  return outcome(writeFiles(method, compact, full));
 }
 
 int Capture::findNext() {
@@ -117,21 +116,17 @@ int Capture::findNext() {
   return error.value();
 }
 
-int Capture::writeFiles(const TarnMessage& message) {
+int Capture::writeFiles(const char* method, Bytes compact, Bytes full) {
   if (!next_) {
     if (const int error = findNext()) return error;
   }
-  TemporaryFile compact(*dir_);
-  if (const int error = compact.create(message.compact, message.compactSize)) return error;
-  TemporaryFile full(*dir_);
-  const bool hasFull = message.full != nullptr;
-  if (hasFull) {
-    if (const int error = full.create(message.full, message.fullSize)) return error;
-  }
-  int error = 0;
+  TemporaryFile compactFile(*dir_);
+  TemporaryFile fullFile(*dir_);
+  int error = compact.empty() ? 0 : compactFile.create(compact);
+  if (error == 0 && !full.empty()) error = fullFile.create(full);
+  if (error != 0) return error;
   do {  // another process may have taken the number
-    error =
-        publish(compact, hasFull ? &full : nullptr, *dir_, (*next_)++, message.method.methodName);
+    error = publish(compactFile, fullFile, *dir_, (*next_)++, method);
   } while (error == EEXIST);
   return error;
 }

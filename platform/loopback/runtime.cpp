@@ -1,15 +1,17 @@
 // The RPC runtime, as a loopback within the process.
 
-#include "platform/encode.h"
+#include "platform/common/encode.h"
+#include "platform/loopback/state.h"
 #include "platform/rpc.h"
 #include "platform/stand_in.h"
-#include "platform/state.h"
 
 namespace platform {
 namespace {
 
 u32 deliver(const TarnMessage& message) {
-  const TarnStatus captured = state().capture.write(message);
+  const TarnStatus captured =
+      state().capture.write(message.method.methodName, {message.compact, message.compactSize},
+                            {message.full, message.fullSize});
   if (captured != TARN_STATUS_OK) return captured;
   Settings settings;
   {
@@ -23,16 +25,17 @@ u32 deliver(const TarnMessage& message) {
 
 u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, const IdlMsgDesc* desc,
          TarnVariant variant) {
-  if (handle == nullptr || req == nullptr || method == nullptr || desc == nullptr ||
-      method->methodName == nullptr || desc->pack == nullptr) {
-    return TARN_STATUS_INVALID;
+  if (!isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
+  Encoding compact;
+  Encoding full;
+  TarnStatus encoded = encodeCompact(method->methodName, *desc, req, compact);
+  if (encoded == TARN_STATUS_OK && hasFull(*desc)) {
+    encoded = encodeFull(method->methodName, *desc, req, full);
   }
-  Encodings encodings;
-  const TarnStatus encoded = encode(method->methodName, *desc, req, encodings);
   if (encoded != TARN_STATUS_OK) return encoded;
   void* const opt = *static_cast<void* const*>(handle);
-  return deliver({*method, variant, reqSize, opt, encodings.compact.bytes(),
-                  encodings.compact.size(), encodings.full.bytes(), encodings.full.size()});
+  return deliver(
+      {*method, variant, reqSize, opt, compact.bytes(), compact.size(), full.bytes(), full.size()});
 }
 
 u32 completionStatus() {

@@ -5,8 +5,8 @@
 #include <mutex>
 #include <set>
 
-#include "platform/capture.h"
-#include "platform/completions.h"
+#include "platform/common/capture.h"
+#include "platform/loopback/completions.h"
 #include "platform/stand_in.h"
 
 namespace platform {

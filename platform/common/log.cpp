@@ -4,7 +4,7 @@
 #include <string>
 #include <type_traits>
 
-#include "platform/report.h"
+#include "platform/common/report.h"
 
 namespace {
 

@@ -1,9 +1,8 @@
-#include "platform/report.h"
+#include "platform/common/report.h"
 
 #include <unistd.h>
 
 #include <cstdio>
-#include <utility>
 
 namespace platform {
 
@@ -27,9 +26,9 @@ void writeLine(std::string text) {
 void report(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  std::string text = formatted(format, arguments);
+  const std::string text = formatted(format, arguments);
   va_end(arguments);
-  writeLine("tarn_platform: " + std::move(text));
+  writeLine(std::string(reporter) + ": " + text);
 }
 
 }  // namespace platform

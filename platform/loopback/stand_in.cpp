@@ -1,8 +1,11 @@
 #include "platform/stand_in.h"
 
-#include "platform/state.h"
+#include "platform/common/report.h"
+#include "platform/loopback/state.h"
 
 namespace platform {
+
+const char* const reporter = "tarn_platform";
 
 State& state() {
   static State* const only = new State;

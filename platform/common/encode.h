@@ -1,0 +1,53 @@
+#ifndef PLATFORM_ENCODE_H
+#define PLATFORM_ENCODE_H
+
+#include <memory>
+#include <utility>
+
+#include "mqc_fes_intf.h"
+#include "platform/status.h"
+
+namespace platform {
+
+/// An output buffer of exactly the size an encoder was promised, with guard bytes behind it.
+class Encoding {
+ public:
+  /// Makes a buffer whose bytes are all fill; tells whether there was memory for it.
+  bool allocate(u32 size, u8 fill);
+  /// Drops the bytes behind length, once written.
+  void shrink(u32 length) { size_ = length; }
+
+  bool guardIntact() const;
+  /// Whether the root offset points at a table start inside.
+  bool rootInside() const;
+
+  u8* bytes() const { return bytes_.get(); }
+  u32 size() const { return size_; }
+  /// Gives the bytes away; the first size() of them are the encoding.
+  std::unique_ptr<u8[]> take() { return std::move(bytes_); }
+
+ private:
+  std::unique_ptr<u8[]> bytes_;
+  u32 size_ = 0;
+  u32 allocated_ = 0;
+};
+
+/// Whether a call's arguments are all there.
+bool isComplete(const void* handle, const void* req, const MethodId* method,
+                const IdlMsgDesc* desc);
+
+/// Whether the descriptor has a full encoding, too.
+inline bool hasFull(const IdlMsgDesc& desc) {
+  return desc.packFull != nullptr && desc.fullSize != nullptr;
+}
+
+// Both ask the descriptor for an encoding of a request and check it. A fault is reported.
+
+TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void* req,
+                         Encoding& out);
+/// The descriptor has a full encoding.
+TarnStatus encodeFull(const char* method, const IdlMsgDesc& desc, const void* req, Encoding& out);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,81 @@
+#include "platform/grpc/failure.h"
+
+#include <utility>
+
+#include "platform/common/report.h"
+#include "platform/grpc.h"
+
+namespace platform {
+
+const char* const reporter = "tarn_platform_grpc";
+
+namespace {
+
+thread_local std::string lastText;
+
+/// By gRPC's codes.
+constexpr const char* transportTexts[] = {
+    "a service's status",
+    "CANCELLED: the service or the connection gave the call up",
+    "UNKNOWN: the service failed without saying how",
+    "INVALID_ARGUMENT: the service refuses the message",
+    "DEADLINE_EXCEEDED: no answer within the deadline",
+    "NOT_FOUND: the service refuses the message",
+    "ALREADY_EXISTS: the service refuses the message",
+    "PERMISSION_DENIED: the service refuses this client",
+    "RESOURCE_EXHAUSTED: a message or reply too large, or the service overloaded",
+    "FAILED_PRECONDITION: the service refuses the message",
+    "ABORTED: the service gave the call up",
+    "OUT_OF_RANGE: the service refuses the message",
+    "UNIMPLEMENTED: the service has no such method",
+    "INTERNAL: the service or the connection broke gRPC's rules",
+    "UNAVAILABLE: no connection to the service",
+    "DATA_LOSS: the service lost data",
+    "UNAUTHENTICATED: the service does not know this client"};
+
+const char* textOf(u32 status) {
+  const u32 code = status - TARN_GRPC_TRANSPORT;
+  if (code > 0 && code < std::size(transportTexts)) return transportTexts[code];
+  switch (status) {
+    case TARN_STATUS_OK:
+      return "success";
+    case TARN_GRPC_FORKED:
+      return "forked from a process that had a channel";
+    case TARN_STATUS_NO_RESOURCES:
+      return "no memory";
+    case TARN_GRPC_BUSY:
+      return "as many calls as may be are under way";
+    case TARN_STATUS_INVALID:
+      return "no handle, no request, or another argument is missing";
+    case TARN_STATUS_DEADLOCK:
+      return "a callback asked to wait for callbacks";
+    case TARN_GRPC_GARBAGE:
+      return "the service's reply is no MqcReply";
+    case TARN_STATUS_ENCODING:
+      return "an encoder broke its contract";
+    default:
+      return transportTexts[0];
+  }
+}
+
+}  // namespace
+
+u32 failure(const std::string& who, u32 status, const std::string& more) {
+  lastText = who + ": " + textOf(status) + (more.empty() ? "" : ": ") + more;
+  return status;
+}
+
+void setupFailure(const std::string& why) {
+  report("%s", why.c_str());
+  lastText = why;
+}
+
+const char* lastFailure() {
+  return lastText.c_str();
+}
+
+}  // namespace platform
+
+const char* TarnGrpc_statusText(u32 status) {
+  return platform::textOf(status);
+}

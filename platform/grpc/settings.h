@@ -1,0 +1,31 @@
+#ifndef PLATFORM_GRPC_SETTINGS_H
+#define PLATFORM_GRPC_SETTINGS_H
+
+#include <chrono>
+#include <string>
+
+#include "platform/grpc.h"
+
+namespace platform {
+
+/// How a channel is made, checked: numbers in range, files read.
+struct Settings {
+  std::string target;
+  std::chrono::milliseconds deadline;
+  u32 maxInFlight;
+  bool full;
+  bool waitForReady;
+  std::string ca;  ///< PEM, as cert and key; empty without TLS
+  std::string cert;
+  std::string key;
+  std::string serverName;
+};
+
+// Both throw a SetupError that names the setting.
+
+Settings settingsOf(const TarnGrpcOptions& options);
+Settings settingsOfEnvironment();
+
+}  // namespace platform
+
+#endif
