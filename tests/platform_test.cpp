@@ -4,16 +4,22 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <utility>
@@ -26,6 +32,42 @@ namespace {
 
 namespace fs = std::filesystem;
 using Bytes = std::vector<u8>;
+
+/// What the process's write does and has seen.
+struct Writing {
+  std::atomic<bool> listens = false;  ///< to stderr
+  std::vector<std::string> heard;     ///< a write each
+  std::size_t most = SIZE_MAX;        ///< bytes of a file at a time, interrupted in between
+  bool interrupted = false;
+} writing;
+
+}  // namespace
+
+extern "C" ssize_t write(int file, const void* bytes, size_t size) {
+  if (file == STDERR_FILENO && writing.listens) {
+    writing.heard.emplace_back(static_cast<const char*>(bytes), size);
+    return static_cast<ssize_t>(size);
+  }
+  if (writing.most != SIZE_MAX && (writing.interrupted = !writing.interrupted)) {
+    errno = EINTR;
+    return -1;
+  }
+  return syscall(SYS_write, file, bytes, std::min(size, writing.most));
+}
+
+namespace {
+
+/// Runs it on another thread and waits, but not for ever.
+void elsewhere(std::function<void()> run) {
+  std::packaged_task<void()> task(std::move(run));
+  std::future<void> done = task.get_future();
+  std::thread thread(std::move(task));
+  if (done.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+    std::fputs("a call from another thread hangs\n", stderr);
+    std::_Exit(1);
+  }
+  thread.join();
+}
 
 struct Inbox {
   struct Seen {
@@ -47,23 +89,24 @@ u32 receive(const TarnMessage* m, void* userData) {
 struct Ending {
   std::atomic<int> count = 0;
   std::atomic<u32> status = 0;
-  std::thread::id thread;
 };
 
 void complete(u32 status, void* userData) {
   Ending& ending = *static_cast<Ending*>(userData);
   ending.status = status;
-  ending.thread = std::this_thread::get_id();
   ++ending.count;
 }
 
-/// Runs something that must fail and tell so in one line, which is returned.
+/// Runs something that must fail and tell so in one line, of one write, which is returned.
 template <class Run>
 std::string complaintOf(u32 status, Run run) {
-  testing::internal::CaptureStderr();
+  writing.heard.clear();
+  writing.listens = true;
   EXPECT_EQ(run(), status);
-  const std::string line = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1) << line;
+  writing.listens = false;
+  EXPECT_EQ(writing.heard.size(), 1u);
+  const std::string line = writing.heard.empty() ? "" : writing.heard[0];
+  EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
   return line;
 }
 
@@ -97,6 +140,19 @@ class Platform : public testing::Test {
   std::string name = testing::TempDir() + "platformXXXXXX";
   fs::path dir;  // the test's own
 };
+
+// In a process of its own, forked before there is another thread.
+TEST(PlatformDeathTest, ExitWaitsForNoCallback) {
+  const auto exits = [] {
+    const auto callback = [](u32, void*) {
+      for (;;) pause();
+    };
+    const MQC_ClassifierTemplate request{};
+    MqcFesIntf_sendClassifierTemplate_async(&request, callback, nullptr, nullptr);
+    std::exit(7);
+  };
+  EXPECT_EXIT(exits(), testing::ExitedWithCode(7), "");
+}
 
 TEST(BoundedMemory, KeepsAnnexK) {
   constexpr std::size_t tooLarge = (SIZE_MAX >> 1) + 1;
@@ -163,19 +219,77 @@ TEST_F(Platform, DeliversEveryVariantToTheReceiver) {
     EXPECT_EQ(compact.size(), 70u);
     ASSERT_EQ(full.size(), 88u);
     EXPECT_EQ(full[8], 1u) << "f0 is the table's first field";
+    EXPECT_EQ(Bytes(full.end() - 6, full.end()), Bytes(6)) << "bytes that the encoder leaves open";
     EXPECT_EQ(TarnPlatform_delivered(message.variant), 1u);
+  }
+  EXPECT_EQ(TarnPlatform_delivered(static_cast<TarnVariant>(3)), 0u);
+}
+
+TEST_F(Platform, HandlesKeepTheirOptions) {
+  Inbox inbox;
+  TarnPlatform_setReceiver(receive, &inbox);
+  IdlMsgDesc desc;
+  MqcFesIntf_sendClassifierTemplateSetIdl(&desc);
+  const MethodId method = {"MqcFesIntf", "sendClassifierTemplate"};
+  int options[2];
+  void* handles[2];
+  for (int i : {0, 1}) handles[i] = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, &options[i]);
+  TarnPlatform_setHandleAvailable(0);
+  for (int i : {0, 1}) {
+    EXPECT_EQ(RPC_IdlMsgOnewayCall(handles[i], &request, &method, &desc), 0u) << "once given";
+    EXPECT_EQ(inbox.seen.at(static_cast<std::size_t>(i)).message.opt, &options[i]);
   }
 }
 
-TEST_F(Platform, AsyncCompletesOnceOnAnotherThread) {
-  Ending ending;
-  TarnPlatform_setCompletionStatus(9);
-  EXPECT_EQ(sendAsync(ending), 0u);
+// In order, once each, with the status of the moment of the call, on a thread of their own; a drain
+// waits for the last callback's return.
+TEST_F(Platform, AsyncCallsComplete) {
+  static std::vector<std::pair<u32, void*>> told;
+  static std::thread::id thread;
+  told.clear();
+  const auto callback = [](u32 status, void* userData) {
+    if (status == 19) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    thread = std::this_thread::get_id();
+    told.emplace_back(status, userData);
+  };
+  std::vector<std::pair<u32, void*>> expected;
+  Bytes data(20);
+  for (u32 i = 0; i < data.size(); ++i) {
+    TarnPlatform_setCompletionStatus(i);
+    expected.emplace_back(i, &data[i]);
+    EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, &data[i], nullptr), 0u);
+  }
+  TarnPlatform_setCompletionStatus(99);
   EXPECT_EQ(TarnPlatform_drain(), 0u);
-  EXPECT_EQ(ending.count, 1);
-  EXPECT_EQ(ending.status, 9u);
-  EXPECT_NE(ending.thread, std::this_thread::get_id());
+  EXPECT_EQ(told, expected);
+  EXPECT_NE(thread, std::this_thread::get_id());
   EXPECT_EQ(TarnPlatform_drain(), 0u) << "with nothing pending";
+}
+
+void callEverything() {
+  const MQC_ClassifierTemplate request{};
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(&request, nullptr), 0u);
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_oneway(&request, &writing), 0u);
+  static Ending ending;
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, complete, &ending, nullptr), 0u);
+  EXPECT_NE(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
+  EXPECT_EQ(TarnPlatform_setCaptureDir(nullptr), 0u);
+  TarnPlatform_setCompletionStatus(0);
+}
+
+TEST_F(Platform, HoldsNoLockWhileAReceiverOrCallbackRuns) {
+  std::atomic<int> received = 0;
+  const auto receiver = [](const TarnMessage*, void* count) -> u32 {
+    if (++*static_cast<std::atomic<int>*>(count) == 1) elsewhere(callEverything);
+    return 0;
+  };
+  TarnPlatform_setReceiver(receiver, &received);
+  EXPECT_EQ(send(), 0u);
+  EXPECT_EQ(received, 4);
+  const auto callback = [](u32, void*) { elsewhere(callEverything); };
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, nullptr, nullptr), 0u);
+  elsewhere([] { EXPECT_EQ(TarnPlatform_drain(), 0u); });
+  EXPECT_EQ(received, 8);
 }
 
 TEST_F(Platform, FailingCallsDoNotComplete) {
@@ -291,6 +405,24 @@ TEST_F(Platform, CaptureNumbersOnAndOverwritesNothing) {
   EXPECT_EQ(found["0008-sendClassifierTemplate.full.bin"], inbox.seen[0].full);
   EXPECT_EQ(found["0009-ProcMqcBatchMsg.compact.bin"].size(), 20u);
   EXPECT_EQ(found["0007-sendClassifierTemplate.full.bin"].size(), 17u);
+}
+
+TEST_F(Platform, CaptureWritesWhateverTheSystemTakesAtOnce) {
+  Inbox inbox;
+  TarnPlatform_setReceiver(receive, &inbox);
+  std::ofstream(dir / "9999-other.full.bin") << "kept";
+  const fs::path before = fs::current_path();
+  fs::current_path(dir.parent_path());
+  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.filename().c_str()), 0u);
+  fs::current_path(before);
+  writing.most = 7;
+  EXPECT_EQ(send(), 0u);
+  writing.most = SIZE_MAX;
+  const std::map<std::string, Bytes> expected = {
+      {"9999-other.full.bin", {'k', 'e', 'p', 't'}},
+      {"10000-sendClassifierTemplate.compact.bin", inbox.seen.at(0).compact},
+      {"10000-sendClassifierTemplate.full.bin", inbox.seen.at(0).full}};
+  EXPECT_EQ(files(), expected);
 }
 
 TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {

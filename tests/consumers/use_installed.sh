@@ -21,15 +21,46 @@ echo "pkg-config:"
 flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc tarn_platform)
 read -ra flags <<<"$flags"
 "$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
-  "$here/pkg_config.c" -o "$work/pkg_config" "${flags[@]}" -Wl,--as-needed
-run "$work/pkg_config" "$work/captured"
+  "$here/caller.c" -o "$work/caller" "${flags[@]}" -Wl,--as-needed
+run "$work/caller" "$work/captured"
+
+echo "each installed header alone, as C99 and as C++98:"
+for header in "$prefix"/include/*.h "$prefix"/include/tarn_platform/platform/*.h; do
+  for language in c c++; do
+    standard=${language/%c/c99} && standard=${standard/%c++/c++98}
+    "$CC" -x $language -std=$standard -Wall -Wextra -Wpedantic -Werror -fsyntax-only \
+      -I "$prefix/include" -I "$prefix/include/tarn_platform" "$header"
+  done
+done
+
+version=$(sed -n 's/^ *VERSION //p' "$here/../../CMakeLists.txt")
+for module in tarn_cli_mqc tarn_platform; do
+  told=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --modversion $module)
+  [ "$told" = "$version" ] || { echo "$module.pc tells $told, not $version" >&2; exit 1; }
+done
+
+# What a find_package() that asks for a version is answered.
+major=${version%%.*}
+for asked in 0.9:FALSE "$major.0:TRUE" "$version:TRUE" "$major.99:FALSE" "$((major + 1)).0:FALSE"; do
+  cat >"$work/asks.cmake" <<END
+set(PACKAGE_FIND_VERSION ${asked%:*})
+string(REGEX MATCH "^[0-9]+" PACKAGE_FIND_VERSION_MAJOR \${PACKAGE_FIND_VERSION})
+set(CMAKE_SIZEOF_VOID_P 8)
+include($lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config-version.cmake)
+if(NOT "\${PACKAGE_VERSION_COMPATIBLE}" STREQUAL "${asked#*:}")
+  message(FATAL_ERROR "find_package of version ${asked%:*} is answered '\${PACKAGE_VERSION_COMPATIBLE}'")
+endif()
+END
+  cmake -P "$work/asks.cmake"
+done
 
 echo "find_package:"
 cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
   ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} \
   "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
   cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
-run "$work/build/find_package"
+mkdir "$work/kept"
+run "$work/build/caller" "$work/kept"
 
 echo "tarn-inspect:"
 sent=$work/captured/0001-sendClassifierTemplate.compact.bin
