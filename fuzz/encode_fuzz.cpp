@@ -20,24 +20,15 @@ void pointAtTail(u8* record, const records::Values& values, std::span<const u8> 
   }
 }
 
-struct Target {
-  explicit Target(const Method& method) : encoders(method) {
-    records::collect(*method.table, 0, values);
-  }
-
-  wire::Encoders encoders;
-  records::Values values;
-};
-
-void run(Target& target, std::span<const u8> input) {
-  std::vector<u8> record(target.encoders.method.recordSize);
+void run(wire::Encoders& target, std::span<const u8> input) {
+  std::vector<u8> record(target.method.recordSize);
   const std::size_t given = std::min(input.size(), record.size());
   std::copy_n(input.begin(), given, record.begin());
   const std::size_t left = input.size() - given;
   const std::unique_ptr<u8[]> tail(new u8[left]);
   std::copy_n(input.begin() + static_cast<std::ptrdiff_t>(given), left, tail.get());
   pointAtTail(record.data(), target.values, {tail.get(), left});
-  const std::string error = target.encoders.check(record.data());
+  const std::string error = target.check(record.data());
   if (error.empty()) return;
   std::fprintf(stderr, "%s\n", error.c_str());
   std::abort();
@@ -46,7 +37,7 @@ void run(Target& target, std::span<const u8> input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8* data, std::size_t size) {
-  static std::deque<Target> targets(std::begin(methods), std::end(methods));
+  static std::deque<wire::Encoders> targets(std::begin(methods), std::end(methods));
   if (size != 0) run(targets[data[0] % targets.size()], {data + 1, size - 1});
   return 0;
 }

@@ -10,12 +10,12 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <thread>
 
-#include "guarded.h"
 #include "msg/encoders.h"
 #include "recorder.h"
 
@@ -79,26 +79,30 @@ TEST(Contract, BadArgumentsAreLoggedAsTheyAre) {
   inItsOwnProcess([] {
     loadLogFunction();
     u8 out[100];
-    u32 three = 3;
-    u32 four = 4;
-    u32 hundred = 100;
-    u32 most = UINT32_MAX;
-    EXPECT_EQ(0u, pack(out, &three, &request));
-    EXPECT_EQ(0u, pack(nullptr, &hundred, &request));
-    EXPECT_EQ(0u, pack(nullptr, &most, nullptr));
-    EXPECT_EQ(0u, pack(out, &four, nullptr));
-    EXPECT_EQ(0u, pack(out, nullptr, &request));
-    EXPECT_EQ(0u, pack(nullptr, nullptr, nullptr));
-    std::vector<std::string> expected = {"nonNull, 3, nonNull",    "null, 100, nonNull",
-                                         "null, 4294967295, null", "nonNull, 4, null",
-                                         "nonNull, 0, nonNull",    "null, 0, null"};
-    for (std::string& arguments : expected) {
-      arguments =
+    const struct {
+      u8* buf;
+      u32 capacity;
+      const MQC_ClassifierTemplate* req;
+      const char* logged;
+    } rows[] = {{out, 3, &request, "nonNull, 3, nonNull"},
+                {nullptr, 100, &request, "null, 100, nonNull"},
+                {nullptr, UINT32_MAX, nullptr, "null, 4294967295, null"},
+                {out, 4, nullptr, "nonNull, 4, null"}};
+    std::vector<std::string> expected;
+    const auto expect = [&expected](const char* arguments) {
+      expected.push_back(
           "VELTA VELTA_TORVAL_SERIAL 25088 2 22 '' MQC_ClassifierTemplate_pack:1330 "
           "[VELTA]:Param invalid(" +
-          arguments + ")";
+          std::string(arguments) + ")");
+    };
+    for (auto [buf, capacity, req, logged] : rows) {
+      EXPECT_EQ(0u, pack(buf, &capacity, req));
+      expect(logged);
     }
+    EXPECT_EQ(0u, pack(out, nullptr, &request));
+    expect("nonNull, 0, nonNull");
     EXPECT_EQ(expected, platform.logged);
+    u32 four = 4;
     EXPECT_EQ(66u, pack(out, &four, &request)) << "only 4 bytes of capacity are asked for";
     EXPECT_EQ(4u, four) << "the capacity is read, never written";
   });

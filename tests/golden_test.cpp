@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <regex>
 
 #include "wire.h"
@@ -119,16 +120,15 @@ class Record {
   }
   void lend(const codec::SlotInfo& slot, const std::string& value) {
     const std::vector<u32> values = listValues(value, true);
-    u8* const lent = lent_.last(std::max<std::size_t>(values.size(), 1), 0);
-    std::copy(values.begin(), values.end(), lent);
-    // No bytes are lent where none may be touched.
+    lent_.reset(new u8[values.size()]);  // of none no byte may be touched
+    std::ranges::transform(values, lent_.get(), [](u32 byte) { return static_cast<u8>(byte); });
     records::storeBuffer(&bytes_[slot.offset], slot,
-                         {values.empty() ? lent + 1 : lent, static_cast<u32>(values.size())});
+                         {lent_.get(), static_cast<u32>(values.size())});
   }
 
   const codec::TableInfo& table_;
   std::vector<u8> bytes_;
-  wire::Guarded lent_;
+  std::unique_ptr<u8[]> lent_;
 };
 
 std::string compare(Golden golden, const Method& method) {

@@ -5,6 +5,7 @@
 // recorder.cpp gives the library these functions in place of the platform's; recorder_log.cpp, the
 // log function, comes apart, since a process may lack it.
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,14 @@ inline bool operator==(const IdlMsgDesc& a, const IdlMsgDesc& b) {
 }
 
 namespace recorder {
+
+/// A method's descriptor, no slot of which is left as it was.
+inline IdlMsgDesc describe(void (*setIdl)(IdlMsgDesc*)) {
+  IdlMsgDesc desc;
+  std::memset(&desc, 0xA5, sizeof desc);
+  setIdl(&desc);
+  return desc;
+}
 
 struct Sent {
   std::string function;

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
-#include "guarded.h"
 #include "recorder.h"
 
 using recorder::platform;
@@ -58,22 +58,23 @@ std::vector<Row> readRows() {
 /// A method under test: its row, exports and descriptor, and a recorder that has heard nothing.
 struct Case {
   Case(const Row& told, const Exports& found)
-      : row(told), exports(found), desc(wire::describe(found.setIdl)) {
+      : row(told), exports(found), desc(recorder::describe(found.setIdl)) {
     platform = {};
   }
 
   /// A record all of whose bytes are the given one, but with no buffer behind the batch request.
   const void* record(u8 byte) {
-    u8* const bytes = record_.last(row.recordSize, byte);
-    if (row.fullSize == 0) std::memset(bytes + offsetof(MQC_BrkBatchMsg, f3), 0, 8);
-    return bytes;
+    record_.assign(row.recordSize, byte);
+    if (row.fullSize == 0) std::memset(&record_[offsetof(MQC_BrkBatchMsg, f3)], 0, 8);
+    return record_.data();
   }
   /// The compact encoding of a record, written into exactly as many bytes.
-  const u8* pack(const void* req, u32 expectedLength) {
-    EXPECT_EQ(expectedLength, desc.pack(nullptr, req));
-    PackBuf cursor = {out_.last(expectedLength, 0xA5), &expectedLength};
-    EXPECT_EQ(expectedLength, desc.pack(&cursor, req));
-    return cursor.buf;
+  const u8* pack(const void* req, u32 length) {
+    out_.assign(length, 0xA5);
+    PackBuf cursor = {out_.data(), &length};
+    EXPECT_EQ(length, desc.pack(nullptr, req));
+    EXPECT_EQ(length, desc.pack(&cursor, req));
+    return out_.data();
   }
 
   const Row& row;
@@ -81,7 +82,7 @@ struct Case {
   const IdlMsgDesc desc;
 
  private:
-  wire::Guarded record_, out_;
+  std::vector<u8> record_, out_;
 };
 
 /// Runs a test for every method that has a row.
@@ -125,13 +126,12 @@ TEST(RollCall, SizesSpanTheirRange) {
     method.pack(method.record(0xFF), row.compactMost);
     if (row.fullSize == 0) return;
     EXPECT_EQ(row.fullSize, method.desc.fullSize());
-    wire::Guarded out;
     for (const u8 fill : {u8{0xA5}, u8{0x5A}}) {
-      u8* const bytes = out.last(row.fullSize, fill);
-      EXPECT_EQ(0u, method.desc.packFull(bytes, method.record(0xFF)));
-      EXPECT_NE(fill, bytes[row.fullWritten - 1]) << "the vtable's last byte is never this one";
+      std::vector<u8> out(row.fullSize, fill);
+      EXPECT_EQ(0u, method.desc.packFull(out.data(), method.record(0xFF)));
+      EXPECT_NE(fill, out[row.fullWritten - 1]) << "the vtable's last byte is never this one";
       EXPECT_EQ(row.fullSize - row.fullWritten,
-                std::count(bytes + row.fullWritten, bytes + row.fullSize, fill));
+                std::count(out.begin() + row.fullWritten, out.end(), fill));
     }
   });
 }
@@ -157,7 +157,7 @@ TEST(RollCall, BatchBufferIsCopiedByThePlatform) {
   u8 out[64];
   u32 capacity = sizeof out;
   PackBuf cursor = {out, &capacity};
-  EXPECT_EQ(37u, wire::describe(MqcFesIntf_ProcMqcBatchMsgSetIdl).pack(&cursor, &record));
+  EXPECT_EQ(37u, recorder::describe(MqcFesIntf_ProcMqcBatchMsgSetIdl).pack(&cursor, &record));
   const std::vector<recorder::Cleared> expected = {{out + 32, 5, 0, 5}};
   EXPECT_EQ(expected, platform.copied);
 }
@@ -206,11 +206,11 @@ TEST(RollCall, OnlyOnewayRefusesNull) {
 
 TEST(RollCall, ParameterErrorIsLogged) {
   forEachMethod([](Case method) {
-    wire::Guarded out;
+    std::vector<u8> out(3, 0xA5);
     u32 capacity = 3;
-    PackBuf cursor = {out.last(3, 0xA5), &capacity};
+    PackBuf cursor = {out.data(), &capacity};
     EXPECT_EQ(0u, method.desc.pack(&cursor, method.record(0)));
-    EXPECT_EQ(3, std::count(cursor.buf, cursor.buf + 3, 0xA5));
+    EXPECT_EQ(std::vector<u8>(3, 0xA5), out);
     EXPECT_EQ(0u, method.desc.pack(nullptr, nullptr)) << "a size query logs nothing";
     const std::vector<std::string> expected = {
         "VELTA VELTA_TORVAL_SERIAL 25088 2 22 '' " + method.row.encoder + ':' +

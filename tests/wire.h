@@ -1,8 +1,8 @@
 #ifndef TESTS_WIRE_H
 #define TESTS_WIRE_H
 
-// Runs encoders the way a runtime would, on memory that ends at a guard page, and tells what is
-// wrong with what they wrote. No test framework is needed.
+// Runs encoders the way a runtime would, on memory of exactly the size, and tells what is wrong
+// with what they wrote. No test framework is needed.
 
 #if __has_include(<valgrind/memcheck.h>)
 #include <valgrind/memcheck.h>
@@ -12,7 +12,6 @@
 
 #include <sstream>
 
-#include "guarded.h"
 #include "model.h"
 
 namespace wire {
@@ -45,10 +44,9 @@ inline Picture expand(const std::string& text) {
 /// or was made of padding. Under valgrind the padding is undefined besides.
 class Encoders {
  public:
-  explicit Encoders(const Method& told) : method(told), desc(describe(told.setIdl)) {
-    records::Values values;
+  explicit Encoders(const Method& told) : method(told), padding_(told.recordSize, 0x5A) {
+    told.setIdl(&desc);
     records::collect(*told.table, 0, values);
-    padding_.assign(told.recordSize, 0x5A);
     const auto tell = [this](u32 from, u32 size) { std::fill_n(&padding_[from], size, u8{0}); };
     for (const auto& [offset, width] : values.scalars) tell(offset, width);
     for (const auto& [offset, width] : values.elements) tell(offset, width);
@@ -58,17 +56,15 @@ class Encoders {
   /// Encodes and returns what breaks the encoders' contract, nothing when all is well. Bytes of the
   /// encodings are then to be had below.
   std::string run(const u8* record) {
-    const std::vector<u8> before(record, record + method.recordSize);
-    plain_ = recordHere_.last(record, method.recordSize);
-    noisy_ = recordThere_.last(record, method.recordSize);
+    plain_.assign(record, record + method.recordSize);
+    noisy_ = plain_;
     for (u32 i = 0; i < method.recordSize; ++i) {
       noisy_[i] ^= padding_[i];
-      if (padding_[i] != 0) (void)VALGRIND_MAKE_MEM_UNDEFINED(noisy_ + i, 1);
+      if (padding_[i] != 0) (void)VALGRIND_MAKE_MEM_UNDEFINED(&noisy_[i], 1);
     }
     std::string error = runCompact();
     if (error.empty() && desc.packFull != nullptr) error = runFull();
-    const bool changed = !std::equal(before.begin(), before.end(), plain_);
-    return changed ? "record changed" : error;
+    return std::equal(plain_.begin(), plain_.end(), record) ? error : "record changed";
   }
 
   /// run(), and what differs from the model in either encoding.
@@ -86,56 +82,54 @@ class Encoders {
   }
 
   const Method& method;
-  const IdlMsgDesc desc;
+  IdlMsgDesc desc;
+  records::Values values;
   Picture compact, full;
 
  private:
   std::string runCompact() {
-    query_ = desc.pack(nullptr, plain_);
-    if (query_ != desc.pack(nullptr, noisy_)) return "size query varies with padding";
-    u32 capacity = query_;
-    PackBuf cursor = {here_.last(query_, 0x00), &capacity};
-    const u8* const over00 = cursor.buf;
-    const u32 length = desc.pack(&cursor, plain_);
-    cursor.buf = there_.last(query_ + 1, 0xFF);
-    if (desc.pack(&cursor, noisy_) != length) return "length varies with padding";
-    if (length + lengthOfEmptyBuffer() != query_) return "length is not what the size query told";
-    if (capacity != query_ || cursor.buf[query_] != 0xFF) return "capacity or byte behind changed";
-    look(over00, cursor.buf, length, compact);
-    return "";
+    const u32 query = desc.pack(nullptr, plain_.data());
+    if (query != desc.pack(nullptr, noisy_.data())) return "size query varies with padding";
+    std::vector<u8> over00(query, 0x00), overFF(query + 1, 0xFF);
+    u32 capacity = query;
+    PackBuf cursor = {over00.data(), &capacity};
+    const u32 length = desc.pack(&cursor, plain_.data());
+    cursor.buf = overFF.data() + 1;
+    if (desc.pack(&cursor, noisy_.data()) != length) return "length varies with padding";
+    if (length + lengthOfEmptyBuffer() != query) return "length is not what the size query told";
+    look(over00, overFF, length, compact);
+    return capacity == query ? "" : "capacity changed";
   }
   std::string runFull() {
     const u32 size = desc.fullSize();
-    u8* const over00 = here_.last(size, 0x00);
-    u8* const overFF = there_.last(size + 1, 0xFF);
-    const bool zero = desc.packFull(over00, plain_) == 0 && desc.packFull(overFF, noisy_) == 0;
+    std::vector<u8> over00(size, 0x00), overFF(size + 1, 0xFF);
+    const u32 result = desc.packFull(over00.data(), plain_.data());
+    const u32 other = desc.packFull(overFF.data() + 1, noisy_.data());
     look(over00, overFF, size, full);
-    return zero && overFF[size] == 0xFF ? "" : "full encoder does not return 0 or writes behind";
+    return result == 0 && other == 0 ? "" : "full encoder does not return 0";
   }
 
   /// A size query counts an empty buffer's offset field and count, which are not written.
   u32 lengthOfEmptyBuffer() const {
-    if (desc.packFull != nullptr) return 0;
-    const records::SlotInfo& slot = method.table->slots[method.table->slotCount - 1];
-    const records::Buffer lent = records::loadBuffer(plain_ + slot.offset, slot);
+    if (values.buffers.empty()) return 0;
+    const records::SlotInfo& slot = values.buffers[0];
+    const records::Buffer lent = records::loadBuffer(&plain_[slot.offset], slot);
     return lent.data != nullptr && lent.length == 0 ? 8 : 0;
   }
 
   static constexpr std::int16_t torn = -2;  ///< made of padding
 
-  static void look(const u8* over00, const u8* overFF, u32 size, Picture& picture) {
+  static void look(const std::vector<u8>& over00, const std::vector<u8>& overFF, u32 size,
+                   Picture& picture) {
     picture.resize(size);
     for (u32 i = 0; i < size; ++i) {
-      const bool untouched = over00[i] == 0x00 && overFF[i] == 0xFF;
-      picture[i] = over00[i] == overFF[i] ? over00[i] : untouched ? model::open : torn;
+      const u8 a = over00[i], b = overFF[i + 1];
+      picture[i] = a == b ? a : a == 0x00 && b == 0xFF ? model::open : torn;
     }
   }
 
+  std::vector<u8> plain_, noisy_;
   std::vector<u8> padding_;  ///< what to turn where the record has padding, else 00
-  Guarded recordHere_, recordThere_, here_, there_;
-  u8* plain_ = nullptr;
-  u8* noisy_ = nullptr;
-  u32 query_ = 0;
 };
 
 }  // namespace wire
