@@ -197,7 +197,7 @@ TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {
 
 TEST_F(Platform, CaptureLeavesNothingOfAMessageThatDoesNotFit) {
   ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
-  for (const std::size_t room : {50, 100}) {
+  for (const std::size_t room : {50u, 100u}) {
     writing.room = room;
     complaintOf(TARN_STATUS_CAPTURE, [&] { return send(); });
     writing.room = SIZE_MAX;
