@@ -94,9 +94,11 @@ class Encoding {
   /// Returns where the offsets of the fields stand.
   std::size_t vtable(const TableInfo& info, std::size_t tableSize,
                      const std::vector<std::size_t>& offsets) {
+    table_ = &info;
     put("vtable size", 4 + 2 * info.slotCount, 2);
     const std::size_t size = put("table size", tableSize, 2);
-    each(info, nullptr, [&](u32 i, auto&, auto) { put("field offset", offsets[i], 2); });
+    for (slot_ = 0; slot_ < info.slotCount; ++slot_) put("field offset", offsets[slot_], 2);
+    slot_ = none;
     return size + 2;
   }
 
