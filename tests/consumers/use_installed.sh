@@ -17,7 +17,6 @@ mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
 
-
 # build SOURCE PLATFORM: with what pkg-config tells
 build() {
   local flags
@@ -28,8 +27,8 @@ build() {
 }
 
 echo "pkg-config:"
-build pkg_config tarn_platform
-run "$work/pkg_config" "$work/captured"
+build caller tarn_platform
+run "$work/caller" "$work/captured"
 for order in 'tarn_cli_mqc tarn_platform' 'tarn_platform tarn_cli_mqc'; do
   read -ra names <<<"$order"
   flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${names[@]}")
@@ -42,12 +41,44 @@ if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
   [ -n "${EMULATOR:-}" ] || run "$work/grpc" # under qemu-user gRPC itself does not get started
 fi
 
+echo "each installed header alone, as C99 and as C++98:"
+for header in "$prefix"/include/mqc_fes_intf.h "$prefix"/include/tarn_platform/platform/*.h; do
+  for language in c c++; do
+    standard=${language/%c/c99} && standard=${standard/%c++/c++98}
+    "$CC" -x $language -std=$standard -Wall -Wextra -Wpedantic -Werror -fsyntax-only \
+      -I "$prefix/include" -I "$prefix/include/tarn_platform" "$header"
+  done
+done
+
+version=$(sed -n 's/^ *VERSION //p' "$here/../../CMakeLists.txt")
+for file in "$lib"/pkgconfig/*.pc; do
+  module=$(basename "$file" .pc)
+  told=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --modversion "$module")
+  [ "$told" = "$version" ] || { echo "$module.pc tells $told, not $version" >&2; exit 1; }
+done
+
+# What a find_package() that asks for a version is answered.
+major=${version%%.*}
+for asked in 0.9:FALSE "$major.0:TRUE" "$version:TRUE" "$major.99:FALSE" "$((major + 1)).0:FALSE"; do
+  cat >"$work/asks.cmake" <<END
+set(PACKAGE_FIND_VERSION ${asked%:*})
+string(REGEX MATCH "^[0-9]+" PACKAGE_FIND_VERSION_MAJOR \${PACKAGE_FIND_VERSION})
+set(CMAKE_SIZEOF_VOID_P 8)
+include($lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config-version.cmake)
+if(NOT "\${PACKAGE_VERSION_COMPATIBLE}" STREQUAL "${asked#*:}")
+  message(FATAL_ERROR "find_package of version ${asked%:*} is answered '\${PACKAGE_VERSION_COMPATIBLE}'")
+endif()
+END
+  cmake -P "$work/asks.cmake"
+done
+
 echo "find_package:"
 cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
   ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} \
   "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
   cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
-run "$work/build/find_package"
+mkdir "$work/kept"
+run "$work/build/caller" "$work/kept"
 run "$work/build/platform_first"
 run "$work/build/platform_last"
 [ -n "${EMULATOR:-}" ] || [ ! -e "$work/build/grpc" ] || run "$work/build/grpc"
