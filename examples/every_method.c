@@ -33,7 +33,7 @@ static int haveCompleted(u32 expected) {
 
 /* Returns how many succeeded. */
 static u32 waitForCompletions(u32 expected) {
-  const struct timespec pause = {0, 10 * 1000 * 1000};
+  const struct timespec pause = {0, 10000000};
   u32 result;
   int round;
   for (round = 0; round < 2000 && !haveCompleted(expected); ++round) nanosleep(&pause, NULL);

@@ -36,7 +36,7 @@ static void count(Kind kinds[maxKinds], u32 status) {
 }
 
 static void stream(double seconds, Kind kinds[maxKinds]) {
-  const struct timespec pause = {0, 1000 * 1000};
+  const struct timespec pause = {0, 1000000};
   const double start = now();
   u32 last = 0;
   u32 calls = 0;

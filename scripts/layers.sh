@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Includes run one way: include <- codec <- msg <- stubs; platform knows only include, and the
-# platforms nothing of each other.
+# platforms nothing of each other; service knows what platforms have in common.
 set -eu
 cd "$(dirname "$0")/.."
 failed=0
@@ -24,4 +24,5 @@ layer platform/common "$promises|platform/common/[a-z_]+\.h"
 for delivery in loopback grpc; do
   layer platform/$delivery "$promises|platform/(common|$delivery)/[a-z_]+\.h"
 done
+layer service 'mqc_service\.h|mqc_reply_generated\.h|service/[a-z_]+\.h|platform/common/(capture|report)\.h'
 exit $failed

@@ -4,13 +4,15 @@ set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 [ $# -eq 0 ] || { echo "usage: lint.sh" >&2; exit 2; }
-need "${build_packages[@]}" libflatbuffers-dev clang-format clang-tidy clang doxygen
+need "${build_packages[@]}" "${grpc_packages[@]}" clang-format clang-tidy clang doxygen
 
 git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
 scripts/layers.sh
 
 cmake --preset clang -DBUILD_TESTING=OFF -B build/lint >/dev/null
-git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'platform/*.cpp' 'inspect/*.cpp' 'examples/*.c' |
+cmake --build build/lint --target mqc_reply_header >/dev/null
+git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'platform/*.cpp' 'inspect/*.cpp' 'service/*.cpp' \
+  'examples/*.c' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint 2>/dev/null
 
 # Members named after their slot and the exports, whose contract stands at MQC_DECLARE_METHOD, have

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the consumers against an installed tree, wherever it lies, and runs them; then has the
-# installed tarn-inspect, which a cross build leaves out, show what the stand-in captured.
+# installed tarn-inspect, which a cross build may leave out, show what the stand-in captured.
 # usage: use_installed.sh PREFIX LIBDIR
 # environment: CC CXX; for a cross build TOOLCHAIN (a CMake file) and EMULATOR (a command)
 set -eu
@@ -17,12 +17,23 @@ mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
 
+
+# build SOURCE PLATFORM: with what pkg-config tells
+build() {
+  local flags
+  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc "$2")
+  read -ra flags <<<"$flags"
+  "$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
+    "$here/$1.c" -o "$work/$1" "${flags[@]}" -Wl,--as-needed
+}
+
 echo "pkg-config:"
-flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc tarn_platform)
-read -ra flags <<<"$flags"
-"$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
-  "$here/pkg_config.c" -o "$work/pkg_config" "${flags[@]}" -Wl,--as-needed
+build pkg_config tarn_platform
 run "$work/pkg_config" "$work/captured"
+if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
+  build grpc tarn_platform_grpc
+  [ -n "${EMULATOR:-}" ] || run "$work/grpc" # under qemu-user gRPC itself does not get started
+fi
 
 echo "find_package:"
 cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
@@ -30,11 +41,12 @@ cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAK
   "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
   cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
 run "$work/build/find_package"
+[ -n "${EMULATOR:-}" ] || [ ! -e "$work/build/grpc" ] || run "$work/build/grpc"
 
 [ -z "${EMULATOR:-}" ] || [ -e "$prefix/bin/tarn-inspect" ] || exit 0
 echo "tarn-inspect:"
 sent=$work/captured/0001-sendClassifierTemplate.compact.bin
-"$prefix/bin/tarn-inspect" "$sent" >"$work/json"
-"$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
+run "$prefix/bin/tarn-inspect" "$sent" >"$work/json"
+run "$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
 grep '"f6": 287454020' "$work/json"
 grep 'f6: uint 287454020 (0x11223344)' "$work/annotated"
