@@ -19,6 +19,16 @@ need() {
       "${missing[@]}" >/dev/null
 }
 
+# foreign ARCHITECTURE: apt knows its packages; as root where it does not yet
+foreign() {
+  dpkg --print-foreign-architectures | grep -qx "$1" && return
+  if [ "$(id -u)" -ne 0 ]; then
+    echo "missing architecture, as root: dpkg --add-architecture $1" >&2
+    return 1
+  fi
+  dpkg --add-architecture "$1"
+}
+
 # quietly COMMAND...: its output only if it fails
 quietly() {
   local log
@@ -32,7 +42,8 @@ quietly() {
 }
 
 build_packages=(cmake ninja-build gcc g++ libc6-dev)
-# Of the delivery over gRPC; a build without them leaves it out.
-grpc_packages=(libgrpc++-dev libprotobuf-dev libflatbuffers-dev flatbuffers-compiler)
-test_packages=(binutils libgtest-dev libflatbuffers-dev flatbuffers-compiler python3-flatbuffers
-  valgrind pkg-config chromium "${grpc_packages[@]}" python3-grpcio openssl tshark)
+# Of the delivery over gRPC; a build without them leaves it out. libprotobuf-dev has a header that
+# generated services include.
+grpc_packages=(libgrpc++-dev libflatbuffers-dev flatbuffers-compiler libprotobuf-dev)
+test_packages=("${grpc_packages[@]}" binutils libgtest-dev python3-flatbuffers python3-grpcio openssl
+  tshark valgrind pkg-config chromium)

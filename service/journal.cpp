@@ -14,6 +14,9 @@ namespace {
 
 using inspect::Bytes;
 
+// FlatBuffers takes half a second to write a mebibyte of a batch as JSON.
+constexpr std::size_t longestShown = 64 * 1024;
+
 const char compact[] = "compact";
 const char full[] = "full";
 const char damaged[] = "damaged";
@@ -55,6 +58,10 @@ std::string lineFor(const std::string& method, std::size_t bytes, const char* ki
   return line;
 }
 
+std::string shown(const Schema& schema, const Schema::Method& method, Bytes message) {
+  return message.size() <= longestShown ? schema.json(method, message) : "(too long to be shown)";
+}
+
 }  // namespace
 
 bool Journal::open() {
@@ -70,7 +77,7 @@ grpc::Status Journal::take(const inspect::Schema::Method& method, const std::str
   }
   const char* const kind = inspect::isFull(message) ? full : compact;
   std::string line = lineFor(name, message.size(), kind, sequence);
-  if (options_.json) line.append(1, ' ').append(schema_.json(method, message));
+  if (options_.json) line.append(1, ' ').append(shown(schema_, method, message));
   const auto own = options_.statusOf.find(name);
   status = own != options_.statusOf.end() ? own->second : options_.status;
   return record(name, kind, message, line);

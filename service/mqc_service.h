@@ -42,10 +42,10 @@ namespace mqc {
 /// The longest message that a service takes, in bytes: a batch of 64 MiB and what is around it.
 inline constexpr int maxMessageBytes = 65 * 1024 * 1024;
 
-/// The threads of a service that answers in generated methods. A call that finds all of them busy
-/// is answered with RESOURCE_EXHAUSTED; without a limit, gRPC starts a thread for every call at
-/// once.
-inline constexpr int maxThreads = 256;
+/// The threads of a service that answers in generated methods: more than a caller has calls under
+/// way, unless told otherwise. A call that finds all of them busy is answered with
+/// RESOURCE_EXHAUSTED; without a limit, a flood of slow calls gets a thread each.
+inline constexpr int maxThreads = 2048;
 
 /// Checks messages of either encoding, no word of which is aligned.
 inline flatbuffers::Verifier verifier(const std::uint8_t* bytes, std::size_t size) {

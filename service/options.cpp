@@ -116,7 +116,7 @@ const char* const usage =
     "  --listen ADDRESS     unix:PATH, or HOST:PORT of a loopback address; of any address with "
     "--ca;\n"
     "                       port 0 takes a free one\n"
-    "  --json               print the requests themselves, too\n"
+    "  --json               print the requests themselves, too, up to 64 KiB each\n"
     "  --status N           answer every request with the status N (0)\n"
     "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
     "  --capture DIR        keep every request as a file in this directory, for tarn-inspect\n"

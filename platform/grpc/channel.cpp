@@ -16,6 +16,7 @@ namespace {
 constexpr int maxReplyBytes = 64 * 1024;
 constexpr int leastBackoffMs = 100;
 constexpr int mostBackoffMs = 2'000;
+constexpr int connectMs = 5'000;
 constexpr int keepaliveMs = 20'000;
 
 std::atomic<bool> forked = false;
@@ -45,7 +46,8 @@ grpc::ChannelArguments argumentsOf(const Settings& settings) {
   arguments.SetMaxReceiveMessageSize(maxReplyBytes);
   arguments.SetMaxSendMessageSize(-1);
   arguments.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, leastBackoffMs);
-  arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, leastBackoffMs);
+  // Its name notwithstanding: how long an attempt to connect may take, TLS handshake included.
+  arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, connectMs);
   arguments.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, mostBackoffMs);
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, keepaliveMs);
   arguments.SetInt(GRPC_ARG_ENABLE_HTTP_PROXY, 0);

@@ -22,6 +22,7 @@ fi
 grep -q 'its component tarn_platform is not installed' "$work/log" ||
   { cat "$work/log" >&2; fail "find_package does not say which component is missing"; }
 lay_out standin
+[ ! -d "$build/platform/grpc" ] || lay_out grpc
 
 mv "$work/first" "$work/elsewhere"
 absolute=$(grep -rlIF -e "$work" -e "$build" "$work/elsewhere") &&

@@ -17,19 +17,27 @@ mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
 
-echo "pkg-config:"
-flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc tarn_platform)
-read -ra flags <<<"$flags"
-"$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
-  "$here/pkg_config.c" -o "$work/pkg_config" "${flags[@]}" -Wl,--as-needed
-run "$work/pkg_config" "$work/captured"
-for order in 'tarn_cli_mqc tarn_platform' 'tarn_platform tarn_cli_mqc'; do
-  read -ra names <<<"$order"
-  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${names[@]}")
+# build SOURCE NAME...: with what pkg-config tells
+build() {
+  local source=$1 flags
+  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${@:2}")
   read -ra flags <<<"$flags"
-  "$CC" "$here/any_order.c" -o "$work/any_order" -Wl,--as-needed "${flags[@]}"
-  run "$work/any_order"
-done
+  "$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
+    "$here/$source.c" -o "$work/$source" -Wl,--as-needed "${flags[@]}"
+}
+
+echo "pkg-config:"
+build pkg_config tarn_cli_mqc tarn_platform
+run "$work/pkg_config" "$work/captured"
+if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
+  build any_order tarn_platform_grpc tarn_cli_mqc
+  build grpc tarn_cli_mqc tarn_platform_grpc
+  [ -n "${EMULATOR:-}" ] || run "$work/grpc" # under qemu-user gRPC itself does not get started
+fi
+build any_order tarn_cli_mqc tarn_platform
+run "$work/any_order"
+build any_order tarn_platform tarn_cli_mqc
+run "$work/any_order"
 
 echo "find_package:"
 cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
@@ -37,6 +45,7 @@ cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAK
   "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
   cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
 run "$work/build/find_package"
+[ -n "${EMULATOR:-}" ] || [ ! -e "$work/build/grpc" ] || run "$work/build/grpc"
 run "$work/build/platform_first"
 run "$work/build/platform_last"
 

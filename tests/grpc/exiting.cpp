@@ -34,6 +34,8 @@ int main(int, char** argv) {
     return 4;
   }
   send(20);
-  if (way == "fork") fork();  // both ends are normal
-  return 0;
+  const pid_t child = way == "fork" ? fork() : 0;
+  int ended = 0;
+  if (child > 0 && waitpid(child, &ended, 0) != child) return 5;
+  return ended == 0 ? 0 : 6;
 }

@@ -35,8 +35,10 @@ sys.exit(shown != wanted)' || fail "--json shows other messages than tarn-inspec
 mkdir bad
 head -c 60 all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
 : >bad/0002-sendRuleMac.compact.bin
-cp all/0016-sendRuleMac.compact.bin bad/0003-sendNothing.compact.bin
-call "$address" bad/* | diff <(printf 'sendRuleMac %s\n' INVALID_ARGUMENT INVALID_ARGUMENT
+cp all/0016-sendRuleMac.compact.bin bad/0003-sendRuleMac.compact.bin
+printf '\377\377' | dd of=bad/0003-sendRuleMac.compact.bin bs=1 seek=14 conv=notrunc 2>dd # f3 is outside
+cp all/0016-sendRuleMac.compact.bin bad/0004-sendNothing.compact.bin
+call "$address" bad/* | diff <(printf 'sendRuleMac INVALID_ARGUMENT\n%.0s' 1 2 3
   echo sendNothing UNIMPLEMENTED) - || fail "a message that cannot be answered is"
 grep -qE ' sendRuleMac +60 damaged #1$' out || fail "no line for a damaged message"
 grep -q ' /MqcFesIntf/sendNothing: no such method$' out || fail "no line for an unknown method"
@@ -45,7 +47,7 @@ end TERM
 [ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGTERM: status $status, $(cat out.err)"
 [ ! -e socket ] || fail "the socket is left behind"
 sum() { cat "$@" | wc -c; }
-for line in "compact 55 $(sum kept/*.compact.bin)" "full 54 $(sum kept/*.full.bin)" "damaged 2 60" \
+for line in "compact 55 $(sum kept/*.compact.bin)" "full 54 $(sum kept/*.full.bin)" "damaged 3 149" \
   "55 of 55 methods called, 1 calls of others" " sendRuleMac 2"; do
   sed 's/  */ /g' out | grep -qxF -- "$line" || fail "the totals lack '$line': $(tail -n 64 out)"
 done
