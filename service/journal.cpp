@@ -59,7 +59,7 @@ std::string lineFor(const std::string& method, std::size_t bytes, const char* ki
 }
 
 std::string shown(const inspect::Schema& schema, const inspect::Schema::Method& method,
-                  Bytes message) {
+                  inspect::Bytes message) {
   return message.size() <= longestShown ? schema.json(method, message) : "(too long to be shown)";
 }
 

@@ -17,29 +17,27 @@ mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
 
-# build SOURCE PLATFORM: with what pkg-config tells
+# build SOURCE NAME...: with what pkg-config tells
 build() {
-  local flags
-  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc "$2")
+  local source=$1 flags
+  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${@:2}")
   read -ra flags <<<"$flags"
   "$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
-    "$here/$1.c" -o "$work/$1" "${flags[@]}" -Wl,--as-needed
+    "$here/$source.c" -o "$work/$source" -Wl,--as-needed "${flags[@]}"
 }
 
 echo "pkg-config:"
-build caller tarn_platform
+build caller tarn_cli_mqc tarn_platform
 run "$work/caller" "$work/captured"
-for order in 'tarn_cli_mqc tarn_platform' 'tarn_platform tarn_cli_mqc'; do
-  read -ra names <<<"$order"
-  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${names[@]}")
-  read -ra flags <<<"$flags"
-  "$CC" "$here/any_order.c" -o "$work/any_order" -Wl,--as-needed "${flags[@]}"
-  run "$work/any_order"
-done
 if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
-  build grpc tarn_platform_grpc
+  build any_order tarn_platform_grpc tarn_cli_mqc
+  build grpc tarn_cli_mqc tarn_platform_grpc
   [ -n "${EMULATOR:-}" ] || run "$work/grpc" # under qemu-user gRPC itself does not get started
 fi
+build any_order tarn_cli_mqc tarn_platform
+run "$work/any_order"
+build any_order tarn_platform tarn_cli_mqc
+run "$work/any_order"
 
 echo "each installed header alone, as C99 and as C++98:"
 for header in "$prefix"/include/mqc_fes_intf.h "$prefix"/include/tarn_platform/platform/*.h; do
