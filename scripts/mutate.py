@@ -32,6 +32,8 @@ ENCODERS = ["golden_test", "roll_call_test", "contract_test", "digest_test", "mo
 TESTS_OF = [
     ("codec/contract.cpp", ["contract_test", "roll_call_test", "thread/contract_test"]),
     ("codec/contract.h", ["contract_test", "roll_call_test"]),
+    ("codec/slots.h", ["codec_test", "SlotListErrors", *ENCODERS]),
+    ("codec/layout.h", ["codec_test", "SlotListErrors", *ENCODERS]),
     ("codec/*.h", ["codec_test", *ENCODERS, "SlotListErrors"]),
     ("stubs/*", ["roll_call_test", *ENCODERS]),
     ("msg/*", ENCODERS),
