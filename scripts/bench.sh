@@ -69,9 +69,9 @@ time_once() {
 }
 
 time_all() {
-  local patterns='/(none|all|1|64|4096)/'
-  for run in $(seq "${runs:=5}"); do
-    echo "run $run of $runs" >&2
+  local patterns='/(none|all|1|64|4096)/' count=${runs:-5}
+  for run in $(seq "$count"); do
+    echo "run $run of $count" >&2
     for compiler in gcc clang; do
       time_once "$compiler" "$results/$compiler.$run.run" \
         "^(compact|builder|floor|call)/|$patterns"
