@@ -4,7 +4,7 @@ set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 [ $# -eq 0 ] || { echo "usage: lint.sh" >&2; exit 2; }
-need "${build_packages[@]}" clang-format clang-tidy clang doxygen
+need "${build_packages[@]}" "${grpc_packages[@]}" clang-format clang-tidy clang doxygen
 
 git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
 scripts/layers.sh
