@@ -1,9 +1,8 @@
 #include "inspect/options.h"
 
-#include <getopt.h>
-
 #include <algorithm>
 
+#include "inspect/arguments.h"
 #include "platform/common/report.h"
 
 namespace inspect {
@@ -62,12 +61,8 @@ std::optional<Options> readOptions(int argc, char** argv) {
                           {"output", required_argument, nullptr, 'o'},
                           {}};
   Options options;
-  opterr = 0;
-  for (int found = 0; (found = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
-    if (found == '?') {
-      report("%s: no such option, or its value is missing; --help tells more", argv[optind - 1]);
-      return std::nullopt;
-    }
+  for (int found = 0; (found = nextOption(argc, argv, known)) != -1;) {
+    if (found == '?') return std::nullopt;
     if (found == 'm') options.method = optarg;
     if (found == 'o') options.output = optarg;
   }

@@ -1,9 +1,11 @@
 // tarn-inspect: shows captured messages to people, and refuses what is no message.
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <regex>
 
 #include "inspect/forms.h"
@@ -23,7 +25,8 @@ using platform::report;
 constexpr int refused = 1;
 constexpr int wrongArguments = 2;
 
-/// Where everything is written: stdout at once, a file at the end, which may be one of the inputs.
+/// Where everything is written: stdout at once, a file at the end and whole, for it may be one of
+/// the inputs.
 class Output {
  public:
   explicit Output(std::string path) : path_(std::move(path)) {}
@@ -41,6 +44,7 @@ class Output {
       put(held_, file);
       if (std::fclose(file) != 0 && error_ == 0) error_ = errno;
     }
+    if (!part_.empty()) settle();
     if (error_ != 0)
       report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
     return error_ == 0;
@@ -48,15 +52,25 @@ class Output {
 
  private:
   std::FILE* open() {
-    std::FILE* const file = std::fopen(path_.c_str(), "w");
+    std::error_code unknown;
+    const auto status = std::filesystem::status(path_, unknown);
+    const bool isOther = std::filesystem::is_other(status);  // a pipe or a device stays what it is
+    if (!isOther) part_ = path_ + ".part";
+    std::FILE* const file = std::fopen(isOther ? path_.c_str() : part_.c_str(), "w");
     if (file == nullptr) error_ = errno;
     return file;
+  }
+  /// Gives what was written its name, or takes it back.
+  void settle() {
+    if (error_ == 0 && std::rename(part_.c_str(), path_.c_str()) != 0) error_ = errno;
+    if (error_ != 0) std::remove(part_.c_str());
   }
   void put(const std::string& text, std::FILE* file) {
     if (std::fwrite(text.data(), 1, text.size(), file) < text.size() && error_ == 0) error_ = errno;
   }
 
   std::string path_;
+  std::string part_;
   std::string held_;
   int error_ = 0;
 };
@@ -100,9 +114,10 @@ bool told(const Options& options, const std::string& path, Told& told) {
     told = {options.method, ""};
     return true;
   }
-  static const std::regex form(R"((?:[^]*/)?[0-9]+-(\w+)\.(compact|full)\.bin)");
+  static const std::regex form(R"([0-9]+-(\w+)\.(compact|full)\.bin)");
+  const std::string name = path.substr(path.rfind('/') + 1);
   std::smatch parts;
-  if (!std::regex_match(path, parts, form)) return false;
+  if (name.size() > NAME_MAX || !std::regex_match(name, parts, form)) return false;
   told = {parts[1], parts[2]};
   return true;
 }

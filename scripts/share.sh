@@ -3,6 +3,8 @@
 # lines and line comments aside, and for comparison those of scripts and Python with them.
 set -eu
 cd "$(dirname "$0")/.."
+. scripts/packages.sh
+need git >&2
 
 lines() { git ls-files -z -- "$@" | xargs -0 -r cat | grep -cvE '^[[:space:]]*((//|#[^a-z]).*)?$'; }
 

@@ -1,10 +1,10 @@
 #include "service/options.h"
 
 #include <arpa/inet.h>
-#include <getopt.h>
 
 #include <charconv>
 
+#include "inspect/arguments.h"
 #include "platform/common/report.h"
 
 namespace service {
@@ -138,12 +138,7 @@ std::optional<Options> readOptions(int argc, char** argv, const inspect::Schema&
       {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'v'},      {}};
   Options options;
-  opterr = 0;
-  for (int found = 0; (found = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
-    if (found == '?') {
-      report("%s: no such option, or its value is missing; --help tells more", argv[optind - 1]);
-      return std::nullopt;
-    }
+  for (int found = 0; (found = inspect::nextOption(argc, argv, known)) != -1;) {
     if (!readOption(found, schema, options)) return std::nullopt;
   }
   if (optind < argc) {

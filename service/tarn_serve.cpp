@@ -35,6 +35,7 @@ int serve(const inspect::Schema& schema, const service::Options& options) {
   // Blocked before gRPC starts its threads, the signals are left to this one.
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);  // told at the end
 
   service::Service generic(schema, journal);
   std::string bound;
@@ -44,12 +45,17 @@ int serve(const inspect::Schema& schema, const service::Options& options) {
   std::fflush(stdout);
   int signal = 0;
   sigwait(&signals, &signal);
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);  // a second one ends what hangs
   server->Shutdown(std::chrono::system_clock::now() + std::chrono::seconds(1));
   server->Wait();
   journal.printTotals();
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
   platform::report("stdout: not all lines could be written");
   return cannotServe;
+}
+
+int print(const char* text) {
+  return std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0 ? 0 : cannotServe;
 }
 
 }  // namespace
@@ -64,7 +70,7 @@ int main(int argc, char** argv) {
   }
   const auto options = service::readOptions(argc, argv, schema);
   if (!options) return wrongArguments;
-  if (options->help) return std::fputs(service::usage, stdout) < 0;
-  if (options->version) return std::puts("tarn-serve " TARN_VERSION) < 0;
+  if (options->help) return print(service::usage);
+  if (options->version) return print("tarn-serve " TARN_VERSION "\n");
   return serve(schema, *options);
 }

@@ -33,12 +33,21 @@ Channels& channels() {
   return *only;
 }
 
-/// The mutex is held. Before gRPC starts its threads, so that a fork between is known, too.
+// Registered when the library is loaded: a fork waits until a channel that is being made is there,
+// and so knows of it.
+const int watched =
+    pthread_atfork([] { channels().mutex.lock(); }, [] { channels().mutex.unlock(); },
+                   [] {
+                     forked = channels().ready;
+                     channels().mutex.unlock();
+                   });
+
+/// The mutex is held. Before gRPC starts its threads.
 void makeReady() {
   if (channels().ready) return;
-  if (pthread_atfork(nullptr, nullptr, [] { forked = true; }) != 0) throw std::bad_alloc();
-  completions().start();
+  if (watched != 0) throw std::bad_alloc();
   channels().ready = true;
+  completions().start();
 }
 
 grpc::ChannelArguments argumentsOf(const Settings& settings) {
@@ -74,8 +83,10 @@ Channel::Channel(Settings settings) : settings_(std::move(settings)) {
 }
 
 bool Channel::enter() {
-  if (inFlight_++ < settings_.maxInFlight) return true;
-  leave();
+  u32 now = inFlight_;
+  while (now < settings_.maxInFlight) {
+    if (inFlight_.compare_exchange_weak(now, now + 1)) return true;
+  }
   return false;
 }
 
@@ -93,9 +104,9 @@ Channel* defaultChannel(RpcServerAddr& addr) {
 }
 
 Channel* openChannel(const TarnGrpcOptions& options) {
-  auto channel = std::make_unique<Channel>(settingsOf(options));
   const std::lock_guard lock(channels().mutex);
   makeReady();
+  auto channel = std::make_unique<Channel>(settingsOf(options));
   channels().opened.insert(channel.get());
   return channel.release();
 }

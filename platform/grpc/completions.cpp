@@ -5,6 +5,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/grpc/failure.h"
+
 namespace platform {
 namespace {
 
@@ -51,7 +53,7 @@ u32 Completions::begin(Channel& channel, const MethodId& method, const grpc::Byt
                        RpcAsyncCallback callback, void* userData) {
   auto call = std::make_unique<Call>(channel, method, callback, userData);
   call->hasPlace = channel.enter();
-  if (!call->hasPlace) return TARN_GRPC_BUSY;
+  if (!call->hasPlace) return failure(method.methodName, TARN_GRPC_BUSY);
   call->sequence = enter();
   call->exchange.start(channel, request, call->sequence, queue_, call.get());
   static_cast<void>(call.release());  // the queue gives it back

@@ -19,12 +19,12 @@ u32 Exchange::outcome() const {
   try {
     if (!status_.ok()) {
       const u32 code = static_cast<u32>(status_.error_code());
-      return failure(path_, TARN_GRPC_TRANSPORT + code, status_.error_message());
+      return failure(path_.c_str(), TARN_GRPC_TRANSPORT + code, status_.error_message());
     }
     if (const auto status = statusIn(reply_)) return *status;
-    return failure(path_, TARN_GRPC_GARBAGE);
+    return failure(path_.c_str(), TARN_GRPC_GARBAGE);
   } catch (const std::exception&) {
-    return TARN_STATUS_NO_RESOURCES;
+    return failure(path_.c_str(), TARN_STATUS_NO_RESOURCES);
   }
 }
 

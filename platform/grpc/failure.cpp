@@ -60,8 +60,12 @@ const char* textOf(u32 status) {
 
 }  // namespace
 
-u32 failure(const std::string& who, u32 status, const std::string& more) {
-  lastText = who + ": " + textOf(status) + (more.empty() ? "" : ": ") + more;
+u32 failure(const char* who, u32 status, const std::string& more) noexcept {
+  try {
+    lastText = std::string(who) + ": " + textOf(status) + (more.empty() ? "" : ": ") + more;
+  } catch (const std::bad_alloc&) {
+    lastText.clear();
+  }
   return status;
 }
 

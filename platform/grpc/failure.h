@@ -16,7 +16,7 @@ class SetupError : public std::runtime_error {
 // The text of TarnGrpc_lastError, a thread's own.
 
 /// Keeps what a status means, and more where there is more to say; returns the status.
-u32 failure(const std::string& who, u32 status, const std::string& more = "");
+u32 failure(const char* who, u32 status, const std::string& more = "") noexcept;
 /// Keeps the text and reports it as well.
 void setupFailure(const std::string& why);
 const char* lastFailure();

@@ -39,15 +39,18 @@ u32 callAndWait(Channel& channel, const MethodId& method, const grpc::ByteBuffer
 template <class Send>
 u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsgDesc* desc,
              Send send) noexcept {
-  if (isForked()) return TARN_GRPC_FORKED;
+  const char* const name =
+      method != nullptr && method->methodName != nullptr ? method->methodName : "a call";
+  if (isForked()) return failure(name, TARN_GRPC_FORKED);
+  if (handle == nullptr) return TARN_STATUS_INVALID;  // why there is none has been told
   try {
-    if (!isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
+    if (!isComplete(handle, req, method, desc)) return failure(name, TARN_STATUS_INVALID);
     Channel& channel = *static_cast<Channel*>(handle);
     grpc::ByteBuffer request;
     const u32 status = encodeFor(channel, *method, *desc, req, request);
     return status != TARN_STATUS_OK ? status : send(channel, request);
   } catch (const std::exception&) {
-    return TARN_STATUS_NO_RESOURCES;
+    return failure(name, TARN_STATUS_NO_RESOURCES);
   }
 }
 
@@ -87,7 +90,7 @@ u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32, const MethodId*
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
   return platform::callWith(handle, req, method, desc, [&](auto& channel, auto& request) -> u32 {
-    if (ctx == nullptr) return TARN_STATUS_INVALID;
+    if (ctx == nullptr) return platform::failure(method->methodName, TARN_STATUS_INVALID);
     return completions().begin(channel, *method, request, ctx->cb, ctx->userData);
   });
 }

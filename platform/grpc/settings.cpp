@@ -1,10 +1,11 @@
 #include "platform/grpc/settings.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "platform/grpc/failure.h"
 
@@ -65,10 +66,15 @@ std::string textOf(const char* name, const char* text) {
 std::string pemOf(const char* name, const char* path, const char* content) {
   if (path == nullptr) return {};
   std::ifstream file(path, std::ios::binary);
-  std::string pem(std::istreambuf_iterator<char>(file), {});
-  if (!file.is_open() || file.bad()) {
-    refuse(name, "is '" + std::string(path) + "': " + std::strerror(errno));
+  const int opening = errno;
+  std::ostringstream text;
+  errno = 0;
+  if (file.is_open()) text << file.rdbuf();
+  if (!file.is_open() || (text.fail() && errno != 0)) {
+    refuse(name,
+           "is '" + std::string(path) + "': " + std::strerror(file.is_open() ? errno : opening));
   }
+  std::string pem = text.str();
   if (pem.find(content) == std::string::npos) {
     refuse(name, "is '" + std::string(path) + "', which has no line with " + content);
   }

@@ -45,7 +45,7 @@ TEST_F(GrpcSetup, EnvironmentThatMakesNoSenseIsRefusedInOneLine) {
       {"FULL", "2", "TARN_GRPC_FULL is '2', not a whole number from 0 to 1"},
       {"WAIT", "yes", "TARN_GRPC_WAIT is 'yes'"},
       {"CA", missing, "TARN_GRPC_CA is '" + missing + "': No such file"},
-      {"CA", dir, "Is a directory"},
+      {"CA", dir, "TARN_GRPC_CA is '" + dir.string() + "': Is a directory"},
       {"CA", empty, "has no line with BEGIN CERTIFICATE"},
       {"CERT", key, "has no line with BEGIN CERTIFICATE"},
       {"KEY", key, "TARN_GRPC_CERT is missing"},
