@@ -5,9 +5,8 @@
 
 namespace bench {
 
-/// Whether an encoding of so many bytes, read by the FlatBuffers library, holds what the record
-/// holds.
-bool holds(const codec::TableInfo& table, const u8* encoding, u32 length, const u8* record);
+/// Whether what the builder made, read by the FlatBuffers library, holds what the record holds.
+bool holds(const codec::TableInfo& table, const u8* encoding, const u8* record);
 
 }  // namespace bench
 

@@ -1,11 +1,13 @@
-// Turns any bytes into a record of some method, encodes it and reads it back. The first byte picks
-// the method, the record's bytes follow, the rest is the buffer of a method that borrows one.
+// Turns any bytes into a record of some method and holds its encodings against the model. The first
+// byte picks the method, the record's bytes follow, the rest is the buffer of a method that borrows
+// one.
 
 #include <cstdio>
-#include <cstdlib>
 #include <deque>
+#include <memory>
+#include <span>
 
-#include "read_back.h"
+#include "wire.h"
 
 namespace {
 
@@ -18,19 +20,9 @@ void pointAtTail(u8* record, const records::Values& values, std::span<const u8> 
   }
 }
 
-struct Target {
-  explicit Target(const Method& told) : method(told), check(told) {
-    records::collect(*told.table, 0, values);
-  }
-
-  const Method& method;
-  read_back::Check check;
-  records::Values values;
-};
-
-void run(const Target& target, std::span<const u8> input) {
-  const std::size_t given = std::min<std::size_t>(input.size(), target.method.recordSize);
+void run(wire::Encoders& target, std::span<const u8> input) {
   std::vector<u8> record(target.method.recordSize);
+  const std::size_t given = std::min(input.size(), record.size());
   std::copy_n(input.begin(), given, record.begin());
   const std::size_t left = input.size() - given;
   const std::unique_ptr<u8[]> tail(new u8[left]);
@@ -45,7 +37,7 @@ void run(const Target& target, std::span<const u8> input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8* data, std::size_t size) {
-  static const std::deque<Target> targets(std::begin(methods), std::end(methods));
+  static std::deque<wire::Encoders> targets(std::begin(methods), std::end(methods));
   if (size != 0) run(targets[data[0] % targets.size()], {data + 1, size - 1});
   return 0;
 }

@@ -1,37 +1,62 @@
 #!/usr/bin/env python3
-"""Breaks the library one token at a time and sees that a test notices.
+"""Breaks the library and the platforms one token or statement at a time and sees that a test notices.
 
-usage: mutate.py [--file NAME] [--count N] [--seed S] [--list]
+usage: mutate.py [--file NAME] [--count N] [--seed S] [--jobs J] [--list]
 
-Works on a copy of the tree in build/mutants. Each mutant is built and run against the test programs
-until one fails. A mutant that none notices is a survivor: a gap in the tests, or equivalent, which
-scripts/equivalent_mutants.txt then says and why. Exits with 1 when there is another survivor.
+Works on copies of the tree in build/mutants, one for each job. Each mutant is built and run against
+the test programs that matter for its source, the likeliest first, until one fails. A mutant that none
+notices is a survivor: a gap in the tests, or equivalent, which scripts/equivalent_mutants.txt then
+says and why. Exits with 1 when there is another survivor.
+
+Each result is a line on stdout. A run that was cut short goes on where it stopped, as long as no file
+has changed since: results are kept in build/mutants.
 """
 
 import argparse
+import concurrent.futures
+import hashlib
+import os
 import pathlib
+import queue
 import random
 import re
-import shutil
 import subprocess
 import sys
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutants"
-SOURCES = ["codec/*.h", "codec/*.cpp", "stubs/*.cpp", "msg/*.h", "msg/*.cpp"]
+ENCODERS = ["golden_test", "roll_call_test", "contract_test", "digest_test", "model_test",
+            "schema_test"]
+# Sources and the tests that matter for them. thread/ is a build under the thread sanitizer.
+TESTS_OF = [
+    ("codec/contract.cpp", ["contract_test", "roll_call_test", "thread/contract_test"]),
+    ("codec/contract.h", ["contract_test", "roll_call_test"]),
+    ("codec/slots.h", ["codec_test", "SlotListErrors", *ENCODERS]),
+    ("codec/layout.h", ["codec_test", "SlotListErrors", *ENCODERS]),
+    ("codec/*.h", ["codec_test", *ENCODERS, "SlotListErrors"]),
+    ("stubs/*", ["roll_call_test", *ENCODERS]),
+    ("msg/*", ENCODERS),
+    ("platform/common/*", ["platform_test", "thread/platform_test"]),
+    ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
+]
+SUFFIXES = {".h", ".cpp"}
 NOT_IN_THE_LIBRARY = {"codec/table_info.h"}
 REFUSE_IN_WORDS = {"codec/slots.h", "codec/layout.h", "codec/full.h"}
-TESTS = ["roll_call_test", "codec_test", "golden_test", "contract_test", "digest_test",
-         "read_back_test"]
 
 SWAPS = {"+": "-", "-": "+", "*": "+", "/": "*", "==": "!=", "!=": "==", "<": "<=", ">": ">=",
          "<=": "<", ">=": ">", "&&": "||", "||": "&&", "+=": "-=", "&": "|"}
 WORDS = {"true": "false", "false": "true", "size": "count", "field": "body", "body": "field",
-         "offset": "size", "checked": "direct", "direct": "checked", "length": "4 + length", "u16": "u32", "u32": "u16", "slots": "vtable",
-         "Type##_packFull": "nullptr", "call": "callOneway", "first": "next", "count": "size",
-         "big": "little", "little": "big", "buf": "req", "table": "vtable", "vtable": "table"}
+         "offset": "size", "checked": "direct", "direct": "checked", "length": "4 + length",
+         "u16": "u32", "u32": "u16", "slots": "vtable", "Type##_packFull": "nullptr",
+         "call": "callOneway", "first": "next", "count": "size", "big": "little", "little": "big",
+         "buf": "req", "table": "vtable", "vtable": "table", "front": "back",
+         "memory_order_acquire": "memory_order_relaxed",
+         "memory_order_release": "memory_order_relaxed"}
 TOKEN = re.compile(r'"(?:\\.|[^"])*"|//.*|\b0x[0-9A-Fa-f]+\b|\b\d+\b|(?<= )[-+*/<>=!&|]{1,2}(?= )'
                    r"|!(?=\w)|\w+(?:##\w+)?")
+STATEMENT = re.compile(r"(?!return|break|default|case|using)[\w.:\[\]>*&-]+(\(.*\)| [-+|^]?= .*);"
+                       r"|const std::lock_guard .*;")
 
 
 def replacements(token):
@@ -42,92 +67,173 @@ def replacements(token):
     elif token == "!":
         yield ""
     elif re.fullmatch(r"0x[0-9A-Fa-f]+|\d+", token):
-        yield str(int(token, 0) + 1)
+        octal = len(token) > 1 and token.isdigit() and token[0] == "0"
+        yield f"0{int(token, 8) + 1:o}" if octal else str(int(token, 0) + 1)
     elif token in SWAPS:
         yield SWAPS[token]
     elif token in WORDS:
         yield WORDS[token]
 
 
+def mutants_of(name, number, line):
+    code = line.lstrip()
+    if code.startswith(("#include", "#ifndef", "#endif", "static_assert", "//", "///")):
+        return
+    if re.match(r"#define \w+$", code) or "SLOTS(" in code or "SLOT(" in code:
+        return
+    if STATEMENT.fullmatch(code):
+        yield name, number, line.replace(code, "// " + code)
+    for match in TOKEN.finditer(line):
+        if name in REFUSE_IN_WORDS and match.group().startswith('"'):
+            continue
+        for new in replacements(match.group()):
+            yield name, number, line[:match.start()] + new + line[match.end():]
+
+
 def mutants():
-    for pattern in SOURCES:
+    seen = set()
+    for pattern, _ in TESTS_OF:
         for path in sorted(ROOT.glob(pattern)):
             name = str(path.relative_to(ROOT))
-            if name in NOT_IN_THE_LIBRARY:
+            if name in seen | NOT_IN_THE_LIBRARY or path.suffix not in SUFFIXES:
                 continue
+            seen.add(name)
             for number, line in enumerate(path.read_text().splitlines()):
-                code = line.lstrip()
-                if code.startswith(("#include", "#ifndef", "#endif", "static_assert", "//", "///")):
-                    continue
-                if re.match(r"#define \w+$", code) or "SLOTS(" in code or "SLOT(" in code:
-                    continue
-                for match in TOKEN.finditer(line):
-                    if name in REFUSE_IN_WORDS and match.group().startswith('"'):
-                        continue
-                    for new in replacements(match.group()):
-                        yield name, number, line[:match.start()] + new + line[match.end():]
+                yield from mutants_of(name, number, line)
 
 
-def run(*command, seconds=120):
+def tests_of(name):
+    return next(tests for pattern, tests in TESTS_OF if pathlib.PurePath(name).match(pattern))
+
+
+def run(tree, *command, seconds=120):
+    """Whether it ended well."""
     try:
-        done = subprocess.run(command, cwd=WORK, capture_output=True, timeout=seconds, check=False)
+        done = subprocess.run(command, cwd=tree, capture_output=True, timeout=seconds, check=False)
         return done.returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
 
-def noticed_by():
-    if not run("cmake", "--build", "build", "--target", *TESTS):
+def notices(tree, test):
+    if test == "SlotListErrors":
+        return None if run(tree, "ctest", "--test-dir", "plain", "-R", test) else test
+    folder, target = test.split("/") if "/" in test else ("plain", test)
+    if not run(tree, "cmake", "--build", folder, "--target", target, "-j1", seconds=300):
         return "compiler"
-    for test in TESTS:
-        if not run(f"build/tests/{test}", "--gtest_brief=1", seconds=60):
-            return test
-    if not run("ctest", "--test-dir", "build", "-R", "SlotListErrors"):
-        return "SlotListErrors"
-    return None
+    return None if run(tree, f"{folder}/tests/{target}", "--gtest_brief=1") else test
 
 
-def prepare():
-    shutil.rmtree(WORK, ignore_errors=True)
-    files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, check=True)
-    for name in files.stdout.decode().split("\0"):
-        if name and (ROOT / name).is_file():
-            (WORK / name).parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy(ROOT / name, WORK / name)
-    configured = run("cmake", "-G", "Ninja", "-S", ".", "-B", "build",
-                     "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-w")
-    if not configured:
-        sys.exit("mutate.py: the copy cannot be configured; scripts/test.sh installs what it needs")
-    noticed = noticed_by()
-    if noticed is not None:
-        sys.exit(f"mutate.py: {noticed} fails before anything is broken")
+def noticed_by(tree, tests):
+    return next(filter(None, (notices(tree, test) for test in tests)), None)
+
+
+def files():
+    listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, check=True)
+    names = listed.stdout.decode().split("\0")
+    return {name: (ROOT / name).read_bytes() for name in names if name and (ROOT / name).is_file()}
+
+
+def prepare(tree, contents):
+    """Makes the copy what the tree is; what it has built stays."""
+    for name, content in contents.items():
+        path = tree / name
+        if path.is_file() and path.read_bytes() == content:
+            continue
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content)
+        path.chmod((ROOT / name).stat().st_mode)
+    for folder, sanitizer in (("plain", ""), ("thread", "thread")):
+        if not run(tree, "cmake", "-G", "Ninja", "-S", ".", "-B", folder, "-DCMAKE_BUILD_TYPE=Debug",
+                   "-DCMAKE_CXX_FLAGS=-w", f"-DTARN_SANITIZE={sanitizer}", "-DTARN_HAS_GRPC=OFF"):
+            sys.exit("mutate.py: the copy cannot be configured; scripts/test.sh installs what it needs")
+    for tests in {tuple(tests): tests for _, tests in TESTS_OF}.values():
+        noticed = noticed_by(tree, tests)
+        if noticed is not None:
+            sys.exit(f"mutate.py: {noticed} fails before anything is broken")
 
 
 def equivalents():
     path = ROOT / "scripts" / "equivalent_mutants.txt"
     rows = [line.split(" | ") for line in path.read_text().splitlines() if " | " in line]
-    return {(row[0].strip(), row[1].strip()) for row in rows}
+    return {(row[0].strip(), " | ".join(row[1:-1]).strip()) for row in rows}
 
 
-def try_mutant(name, number, mutated):
-    path = WORK / name
+def try_mutant(tree, name, number, mutated):
+    path = tree / name
     original = path.read_text()
     lines = original.splitlines(keepends=True)
     lines[number] = mutated + "\n"
     path.write_text("".join(lines))
-    result = noticed_by()
-    path.write_text(original)
-    return result
+    try:
+        return noticed_by(tree, tests_of(name))
+    finally:
+        path.write_text(original)
+
+
+class Results:
+    """What is known of mutants, kept on disk while no file changes."""
+
+    def __init__(self, contents, total):
+        digest = hashlib.sha256(repr(sorted(contents.items())).encode()).hexdigest()[:16]
+        self.path = WORK / f"results-{digest}.txt"
+        self.known = {}
+        if self.path.exists():
+            rows = (line.split("\t", 1) for line in self.path.read_text().splitlines())
+            self.known = {key: result for result, key in rows}
+        self.equivalents = equivalents()
+        self.total, self.tally, self.count, self.began = total, {}, 0, time.monotonic()
+
+    def key(self, mutant):
+        return f"{mutant[0]}:{mutant[1] + 1}: {mutant[2].strip()}"
+
+    def tell(self, mutant, result):
+        if result == "none":
+            known = (mutant[0], mutant[2].strip()) in self.equivalents
+            result = "equivalent" if known else "survivor"
+        self.count += 1
+        self.tally[result] = self.tally.get(result, 0) + 1
+        seconds = time.monotonic() - self.began
+        print(f"{self.count}/{self.total} {seconds:.0f} s, {result}: {self.key(mutant)}", flush=True)
+
+    def add(self, mutant, result):
+        with self.path.open("a") as file:
+            file.write(f"{result}\t{self.key(mutant)}\n")
+        self.tell(mutant, result)
+
+
+def run_all(chosen, results, jobs, contents):
+    trees = queue.SimpleQueue()
+    for number in range(jobs):
+        (WORK / f"tree{number}").mkdir(parents=True, exist_ok=True)
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        list(pool.map(lambda n: prepare(WORK / f"tree{n}", contents), range(jobs)))
+        for number in range(jobs):
+            trees.put(WORK / f"tree{number}")
+
+        def one(mutant):
+            tree = trees.get()
+            try:
+                return mutant, try_mutant(tree, *mutant) or "none"
+            finally:
+                trees.put(tree)
+
+        for done in concurrent.futures.as_completed([pool.submit(one, m) for m in chosen]):
+            results.add(*done.result())
 
 
 def main():
-    parser = argparse.ArgumentParser(usage="mutate.py [--file NAME] [--count N] [--seed S] [--list]")
+    parser = argparse.ArgumentParser(
+        usage="mutate.py [--file NAME] [--count N] [--seed S] [--jobs J] [--list]")
     parser.add_argument("--file", default="", help="of this source alone")
     parser.add_argument("--count", type=int, default=0, help="as many, drawn by chance; 0: all")
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--list", action="store_true")
     arguments = parser.parse_args()
     chosen = [mutant for mutant in mutants() if arguments.file in ("", mutant[0])]
+    if not chosen:
+        parser.error(f"no mutant of {arguments.file}")
     if 0 < arguments.count < len(chosen):
         chosen = random.Random(arguments.seed).sample(chosen, arguments.count)
     if arguments.list:
@@ -135,18 +241,20 @@ def main():
             print(f"{name}:{number + 1}: {mutated.strip()}")
         return 0
 
-    prepare()
-    known = equivalents()
-    tally, survivors = {}, 0
-    for name, number, mutated in chosen:
-        result = try_mutant(name, number, mutated)
-        if result is None:
-            result = "equivalent" if (name, mutated.strip()) in known else "survivor"
-            survivors += result == "survivor"
-            print(f"{result}: {name}:{number + 1}: {mutated.strip()}", flush=True)
-        tally[result] = tally.get(result, 0) + 1
-    print(f"{len(chosen)} mutants: " + ", ".join(f"{n} {who}" for who, n in sorted(tally.items())))
-    return 1 if survivors else 0
+    WORK.mkdir(parents=True, exist_ok=True)
+    contents = files()
+    results = Results(contents, len(chosen))
+    left = []
+    for mutant in chosen:
+        if results.key(mutant) in results.known:
+            results.tell(mutant, results.known[results.key(mutant)])
+        else:
+            left.append(mutant)
+    if left:
+        run_all(left, results, min(arguments.jobs, len(left)), contents)
+    print(f"{len(chosen)} mutants in {time.monotonic() - results.began:.0f} s: " +
+          ", ".join(f"{n} {who}" for who, n in sorted(results.tally.items())))
+    return 1 if "survivor" in results.tally else 0
 
 
 if __name__ == "__main__":

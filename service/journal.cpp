@@ -58,7 +58,8 @@ std::string lineFor(const std::string& method, std::size_t bytes, const char* ki
   return line;
 }
 
-std::string shown(const Schema& schema, const Schema::Method& method, Bytes message) {
+std::string shown(const inspect::Schema& schema, const inspect::Schema::Method& method,
+                  inspect::Bytes message) {
   return message.size() <= longestShown ? schema.json(method, message) : "(too long to be shown)";
 }
 

@@ -1,31 +1,46 @@
-// What an encoder does with its arguments before it encodes, and how it finds the log function.
-// Every test runs in a process of its own, since the look-up happens once in a process.
+// What an encoder does with its arguments before it encodes, how it finds the log function, and
+// what the shared object leaves behind. Every test runs in a process of its own, since the look-up
+// happens once in a process.
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <pthread.h>
 #include <sys/wait.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstring>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <thread>
 
 #include "msg/encoders.h"
 #include "recorder.h"
-#include "wire.h"
 
 using recorder::platform;
 
 namespace {
 
 std::atomic<int> lookUps = 0;
+std::atomic<int> atLock = 0;
+std::function<void()> duringLookUp = [] {};
 
 }  // namespace
 
-// The name by which this program's copy of the encoder contract knows dlsym.
-extern "C" void* countedDlsym(void* handle, const char* name) {
+// The names by which this program's copy of the encoder contract knows dlsym and the lock.
+extern "C" void* watchedDlsym(void* handle, const char* name) {
   EXPECT_EQ(RTLD_DEFAULT, handle);
   EXPECT_STREQ("KVR_OsalLogWrite", name);
   ++lookUps;
+  duringLookUp();
   return dlsym(handle, name);
+}
+
+extern "C" int watchedLock(pthread_mutex_t* mutex) {
+  ++atLock;
+  return pthread_mutex_lock(mutex);
 }
 
 namespace {
@@ -64,27 +79,30 @@ TEST(Contract, BadArgumentsAreLoggedAsTheyAre) {
   inItsOwnProcess([] {
     loadLogFunction();
     u8 out[100];
-    u32 three = 3;
-    u32 four = 4;
-    u32 hundred = 100;
-    u32 most = UINT32_MAX;
-    EXPECT_EQ(0u, pack(out, &three, &request));
-    EXPECT_EQ(0u, pack(nullptr, &hundred, &request));
-    EXPECT_EQ(0u, pack(nullptr, &most, nullptr));
-    EXPECT_EQ(0u, pack(out, &four, nullptr));
-    EXPECT_EQ(0u, pack(out, nullptr, &request));
-    EXPECT_EQ(0u, pack(nullptr, nullptr, nullptr));
-    std::vector<std::string> messages;
-    for (const auto& logged : platform.logged) messages.push_back(logged.message);
-    const std::vector<std::string> expected = {
-        "[VELTA]:Param invalid(nonNull, 3, nonNull)",
-        "[VELTA]:Param invalid(null, 100, nonNull)",
-        "[VELTA]:Param invalid(null, 4294967295, null)",
-        "[VELTA]:Param invalid(nonNull, 4, null)",
-        "[VELTA]:Param invalid(nonNull, 0, nonNull)",
-        "[VELTA]:Param invalid(null, 0, null)",
+    const struct {
+      u8* buf;
+      u32 capacity;
+      const MQC_ClassifierTemplate* req;
+      const char* logged;
+    } rows[] = {{out, 3, &request, "nonNull, 3, nonNull"},
+                {nullptr, 100, &request, "null, 100, nonNull"},
+                {nullptr, UINT32_MAX, nullptr, "null, 4294967295, null"},
+                {out, 4, nullptr, "nonNull, 4, null"}};
+    std::vector<std::string> expected;
+    const auto expect = [&expected](const char* arguments) {
+      expected.push_back(
+          "VELTA VELTA_TORVAL_SERIAL 25088 2 22 '' MQC_ClassifierTemplate_pack:1330 "
+          "[VELTA]:Param invalid(" +
+          std::string(arguments) + ")");
     };
-    EXPECT_EQ(expected, messages);
+    for (auto [buf, capacity, req, logged] : rows) {
+      EXPECT_EQ(0u, pack(buf, &capacity, req));
+      expect(logged);
+    }
+    EXPECT_EQ(0u, pack(out, nullptr, &request));
+    expect("nonNull, 0, nonNull");
+    EXPECT_EQ(expected, platform.logged);
+    u32 four = 4;
     EXPECT_EQ(66u, pack(out, &four, &request)) << "only 4 bytes of capacity are asked for";
     EXPECT_EQ(4u, four) << "the capacity is read, never written";
   });
@@ -94,26 +112,49 @@ TEST(Contract, SizeQueryLooksNothingUp) {
   inItsOwnProcess([] {
     EXPECT_EQ(0u, MQC_ClassifierTemplate_pack(nullptr, nullptr));
     EXPECT_EQ(66u, MQC_ClassifierTemplate_pack(nullptr, &request));
-    EXPECT_EQ(0, lookUps);
+    EXPECT_EQ(0, lookUps + atLock);
   });
 }
 
+// The first look-up lasts until every other thread waits for it, or has been through.
 TEST(Contract, LogFunctionIsLookedUpOnceUnderARace) {
   inItsOwnProcess([] {
     loadLogFunction();
-    constexpr int threads = 16;
-    std::atomic<int> ready = 0;
+    constexpr int threads = 4;
+    std::atomic<int> through = 0;
     std::vector<std::thread> racers;
-    for (int i = 0; i < threads; ++i) {
-      racers.emplace_back([&] {
-        ++ready;
-        while (ready < threads) std::this_thread::yield();
-        EXPECT_EQ(0u, packBadly());
-      });
-    }
+    duringLookUp = [&] {
+      if (lookUps > 1) return;
+      while (static_cast<int>(racers.size()) < threads) {
+        racers.emplace_back([&] {
+          EXPECT_EQ(0u, packBadly());
+          ++through;
+        });
+      }
+      while (std::max<int>(atLock - 1, lookUps - 1) + through < threads) std::this_thread::yield();
+    };
+    EXPECT_EQ(0u, packBadly());
     for (std::thread& racer : racers) racer.join();
     EXPECT_EQ(1, lookUps);
-    EXPECT_EQ(threads, static_cast<int>(platform.logged.size()));
+    EXPECT_EQ(threads + 1, static_cast<int>(platform.logged.size()));
+  });
+}
+
+// Nothing but the library itself makes what one thread looked up known to the other: a thread
+// sanitizer sees any weaker order.
+TEST(Contract, LogFunctionIsKnownToAThreadThatComesLater) {
+  inItsOwnProcess([] {
+    loadLogFunction();
+    std::atomic<bool> lookedUp = false;
+    std::thread later([&lookedUp] {
+      while (!lookedUp.load(std::memory_order_relaxed)) std::this_thread::yield();
+      EXPECT_EQ(0u, packBadly());
+    });
+    EXPECT_EQ(0u, packBadly());
+    lookedUp.store(true, std::memory_order_relaxed);
+    later.join();
+    EXPECT_EQ(1, atLock) << "the second finds it without the lock";
+    EXPECT_EQ(2u, platform.logged.size());
   });
 }
 
@@ -124,5 +165,30 @@ TEST(Contract, ProcessWithoutLogFunctionStaysSilent) {
     EXPECT_EQ(0u, packBadly());
     EXPECT_EQ(1, lookUps);
     EXPECT_TRUE(platform.logged.empty()) << "a function that comes later is not used";
+  });
+}
+
+TEST(Contract, SharedObjectIsLoadedAndUnloadedAThousandTimes) {
+  inItsOwnProcess([] {
+    struct mallinfo2 before = {};
+    for (int i = 0; i < 1000; ++i) {
+      void* const library = dlopen(LIBRARY, RTLD_NOW | RTLD_LOCAL);
+      ASSERT_NE(nullptr, library) << dlerror();
+      const auto* const server =
+          static_cast<const RpcServerAddr*>(dlsym(library, "g_stServerAddr_MqcFesIntf"));
+      const u8 zeros[sizeof server->runtime] = {};
+      EXPECT_EQ(0, std::memcmp(server->runtime, zeros, sizeof zeros));
+      EXPECT_STREQ("MqcFesIntf", server->interfaceName);
+      void* const send = dlsym(library, "MqcFesIntf_sendClassifierTemplate");
+      platform = {};
+      reinterpret_cast<decltype(&MqcFesIntf_sendClassifierTemplate)>(send)(&request, nullptr);
+      EXPECT_EQ(66u, platform.sent.at(0).desc.pack(nullptr, &request));
+      ASSERT_EQ(0, dlclose(library));
+      if (i == 9) before = mallinfo2();
+    }
+    EXPECT_LE(mallinfo2().uordblks, before.uordblks + 4096) << "bytes in use grew with the loads";
+    std::ifstream maps("/proc/self/maps");
+    const std::string mapped(std::istreambuf_iterator<char>(maps), {});
+    EXPECT_EQ(std::string::npos, mapped.find("libtarn_cli_mqc")) << "still mapped";
   });
 }

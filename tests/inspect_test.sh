@@ -37,6 +37,8 @@ cp $rule bad/message
 head -c 60 $rule >bad/$'0005\n-sendRuleMac.compact.bin'
 refused 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
 refused 1 'in the compact encoding' bad/0004-sendRuleMac.full.bin
+head -c 60 all/0001-*.compact.bin >bad/cut
+refused 1 'f1 with 32 elements reaches past the end' --method sendClassifierTemplate bad/cut
 refused 1 'its name' bad/message
 refused 1 'its name' bad/$'0005\n-sendRuleMac.compact.bin'
 refused 1 'No such file' bad/0001-sendRuleMac.compact.bin

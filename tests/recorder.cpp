@@ -8,8 +8,13 @@ namespace recorder {
 
 Platform platform;
 
+static std::string nameOf(const MethodId& method) {
+  return std::string(method.interfaceName) + '.' + method.methodName;
+}
+
 }  // namespace recorder
 
+using recorder::nameOf;
 using recorder::platform;
 
 extern "C" {
@@ -22,20 +27,20 @@ void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt) {
 
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const MethodId* method,
                              const IdlMsgDesc* desc) {
-  platform.sent.push_back({"sync", handle, req, reqSize, *method, *desc, nullptr, nullptr});
+  platform.sent.push_back({"sync", handle, req, reqSize, nameOf(*method), *desc, nullptr, nullptr});
   return platform.status;
 }
 
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
   platform.sent.push_back(
-      {"async", handle, req, ctx->reqSize, *method, *desc, ctx->cb, ctx->userData});
+      {"async", handle, req, ctx->reqSize, nameOf(*method), *desc, ctx->cb, ctx->userData});
   return platform.status;
 }
 
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
                          const IdlMsgDesc* desc) {
-  platform.sent.push_back({"oneway", handle, req, 0, *method, *desc, nullptr, nullptr});
+  platform.sent.push_back({"oneway", handle, req, 0, nameOf(*method), *desc, nullptr, nullptr});
   return platform.status;
 }
 

@@ -5,39 +5,47 @@
 // recorder.cpp gives the library these functions in place of the platform's; recorder_log.cpp, the
 // log function, comes apart, since a process may lack it.
 
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "platform/rpc.h"
 
+inline bool operator==(const IdlMsgDesc& a, const IdlMsgDesc& b) {
+  return a.slot0 == b.slot0 && a.pack == b.pack && a.slot2 == b.slot2 && a.slot3 == b.slot3 &&
+         a.packFull == b.packFull && a.fullSize == b.fullSize;
+}
+
 namespace recorder {
+
+/// A method's descriptor, no slot of which is left as it was.
+inline IdlMsgDesc describe(void (*setIdl)(IdlMsgDesc*)) {
+  IdlMsgDesc desc;
+  std::memset(&desc, 0xA5, sizeof desc);
+  setIdl(&desc);
+  return desc;
+}
 
 struct Sent {
   std::string function;
   void* handle;
   const void* req;
-  u64 reqSize;  ///< 0 where no size travels
-  MethodId method;
+  u64 reqSize;         ///< 0 where no size travels
+  std::string method;  ///< interface and name
   IdlMsgDesc desc;
   RpcAsyncCallback cb;
   void* userData;
-};
 
-struct Logged {
-  LogModule module;
-  u32 level;
-  u32 code;
-  std::string text;
-  u32 line;
-  std::string function;
-  std::string message;
+  bool operator==(const Sent&) const = default;
 };
 
 struct Cleared {
-  void* dest;
+  const void* dest;
   size_t max;
   int value;
   size_t count;
+
+  bool operator==(const Cleared&) const = default;
 };
 
 /// What was asked since the last reset, and what to answer.
@@ -48,9 +56,9 @@ struct Platform {
   std::vector<RpcServerAddr*> addresses;  ///< of each handle look-up
   std::vector<void*> options;
   std::vector<Sent> sent;
-  std::vector<Logged> logged;
-  std::vector<Cleared> cleared;  ///< calls of memset_s
-  std::vector<Cleared> copied;   ///< calls of memcpy_s, value unused
+  std::vector<std::string> logged;  ///< module, number, level, code, text, function:line, message
+  std::vector<Cleared> cleared;     ///< calls of memset_s
+  std::vector<Cleared> copied;      ///< calls of memcpy_s, value unused
 };
 
 extern Platform platform;

@@ -16,7 +16,10 @@ extern "C" __attribute__((format(printf, 7, 8))) u32 KVR_OsalLogWrite(const LogM
   va_start(arguments, format);
   std::vsnprintf(message, sizeof message, format, arguments);
   va_end(arguments);
+  const auto number = [](u32 value) { return std::to_string(value) + ' '; };
+  const std::string who = std::string(module->module) + ' ' + module->subModule + ' ';
   const std::lock_guard lock(mutex);
-  recorder::platform.logged.push_back({*module, level, code, text, line, function, message});
+  recorder::platform.logged.push_back(who + number(module->number) + number(level) + number(code) +
+                                      "'" + text + "' " + function + ':' + number(line) + message);
   return 1;
 }

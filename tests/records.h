@@ -53,6 +53,13 @@ inline Buffer loadBuffer(const u8* from, const SlotInfo& slot) {
   return buffer;
 }
 
+/// Whether the record has anything to send for the slot.
+inline bool isSent(const u8* member, const SlotInfo& slot) {
+  if (slot.kind != Kind::buffer) return true;
+  const Buffer lent = loadBuffer(member, slot);
+  return lent.data != nullptr && lent.length != 0;
+}
+
 inline void storeBuffer(u8* to, const SlotInfo& slot, Buffer buffer) {
   std::memcpy(to, &buffer.length, sizeof buffer.length);
   std::memcpy(to + pointerOffset(slot), &buffer.data, sizeof buffer.data);

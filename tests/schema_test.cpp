@@ -1,115 +1,144 @@
-// The schema for stock readers and the slot lists say the same: tables, fields, ids and types; and
-// its service has the methods of the roll call.
+// The schema for stock FlatBuffers readers: it says what the slot lists and the roll call say, and
+// what flatc makes of it reads both encodings of every method.
 
-#include <flatbuffers/reflection_generated.h>
+#include <flatbuffers/flatbuffers.h>
+#include <flatbuffers/minireflect.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <regex>
-#include <string>
-#include <vector>
 
-#include "methods.h"
+#include "wire.h"
+
+// Tables are called what records are called.
+namespace stock {
+#include "mqc_fes_intf_generated.h"
+}  // namespace stock
 
 namespace {
 
 using codec::Kind;
-using codec::SlotInfo;
 using codec::TableInfo;
 
-/// A table's fields, one a line: id, name, type.
+/// Tables' fields as the schema tells them, without its line breaks.
 using Tables = std::map<std::string, std::string>;
 
-std::string line(u32 id, const std::string& name, const std::string& type) {
-  return std::to_string(id) + " " + name + ": " + type + "\n";
-}
-
-std::string typeOf(const SlotInfo& slot) {
-  static const std::map<u32, std::string> words = {{1, "UByte"}, {2, "UShort"}, {4, "UInt"}};
-  const std::string element = slot.table != nullptr ? slot.table->name : words.at(slot.width);
-  if (slot.kind == Kind::scalar || slot.kind == Kind::table) return element;
-  return "[" + element + "]" + (slot.kind == Kind::buffer ? "" : std::to_string(slot.count));
-}
-
-/// Adds a slot list and those of its nested tables. A member's name is the last in parentheses.
 void addSlotList(Tables& tables, const TableInfo& info) {
-  static const std::regex memberName(R"((\w+)\))");
-  const std::string members = info.members;
-  std::sregex_iterator member(members.begin(), members.end(), memberName);
+  static const std::map<u32, std::string> words = {{1, "ubyte"}, {2, "ushort"}, {4, "uint"}};
   std::string fields;
-  for (u32 i = 0; i < info.slotCount; ++i, ++member) {
-    fields += line(i, member->str(1), typeOf(info.slots[i]));
-    if (info.slots[i].table != nullptr) addSlotList(tables, *info.slots[i].table);
+  for (u32 i = 0; i < info.slotCount; ++i) {
+    const codec::SlotInfo& slot = info.slots[i];
+    if (slot.table != nullptr) addSlotList(tables, *slot.table);
+    const std::string element = slot.table != nullptr ? slot.table->name : words.at(slot.width);
+    const bool single = slot.kind == Kind::scalar || slot.kind == Kind::table;
+    const bool counted = !single && slot.kind != Kind::buffer;
+    fields += ' ' + model::memberName(info, i) + ": " + (single ? element : '[' + element + ']') +
+              " (id: " + std::to_string(i) +
+              (counted ? ", count: " + std::to_string(slot.count) : "") + ");";
   }
-  EXPECT_EQ(std::sregex_iterator(), member) << info.name;
-  tables[info.name] = fields;
+  tables[info.name] = fields + ' ';
 }
 
-std::string typeOf(const reflection::Schema& schema, const reflection::Field& field) {
-  const reflection::Type& type = *field.type();
-  const auto named = [&](reflection::BaseType base) -> std::string {
-    if (base != reflection::Obj) return reflection::EnumNameBaseType(base);
-    return schema.objects()->Get(static_cast<u32>(type.index()))->name()->str();
-  };
-  if (type.base_type() != reflection::Vector) return named(type.base_type());
-  const std::string element = named(type.element());
-  const auto* attributes = field.attributes();
-  const auto* count = attributes != nullptr ? attributes->LookupByKey("count") : nullptr;
-  return "[" + element + "]" + (count != nullptr ? count->value()->str() : "");
-}
-
-std::string fieldsOf(const reflection::Schema& schema, const reflection::Object& object) {
-  std::map<u32, std::string> lines;
-  for (const reflection::Field* field : *object.fields()) {
-    lines[field->id()] = line(field->id(), field->name()->str(), typeOf(schema, *field));
-    EXPECT_EQ(0, field->default_integer()) << "an absent scalar is zero";
-    EXPECT_FALSE(field->required() || field->deprecated());
-  }
-  std::string fields;
-  for (const auto& [id, text] : lines) fields += text;
-  return fields;
-}
-
-const reflection::Schema& readSchema() {
-  static std::string bytes;
-  std::ifstream file(TARN_BINARY_SCHEMA, std::ios::binary);
-  bytes.assign(std::istreambuf_iterator<char>(file), {});
-  flatbuffers::Verifier verifier(reinterpret_cast<const u8*>(bytes.data()), bytes.size());
-  EXPECT_TRUE(reflection::VerifySchemaBuffer(verifier)) << TARN_BINARY_SCHEMA;
-  return *reflection::GetSchema(bytes.data());
+/// A schema's text without comments, on one line.
+std::string schemaText(const char* name) {
+  std::ifstream file(std::string(SCHEMAS) + name);
+  std::string text(std::istreambuf_iterator<char>(file), {});
+  text = std::regex_replace(text, std::regex("//.*"), "");
+  return std::regex_replace(text, std::regex("\\s+"), " ");
 }
 
 TEST(Schema, SaysWhatTheSlotListsSay) {
-  const reflection::Schema& schema = readSchema();
-  Tables inSchema;
-  for (const reflection::Object* object : *schema.objects()) {
-    EXPECT_FALSE(object->is_struct()) << object->name()->str();
-    inSchema[object->name()->str()] = fieldsOf(schema, *object);
+  const std::string schema = schemaText("/mqc_fes_intf.fbs");
+  Tables inSchema, inSlotLists;
+  const std::regex table("table (\\w+) \\{([^}]*)\\}");
+  for (std::sregex_iterator found(schema.begin(), schema.end(), table), end; found != end;) {
+    inSchema[found->str(1)] = found->str(2);
+    ++found;
   }
-  Tables inSlotLists = {{"MqcReply", line(0, "status", "UInt")}};
+  const std::regex blanks(" +");
+  EXPECT_EQ("attribute\"count\";",
+            std::regex_replace(std::regex_replace(schema, table, ""), blanks, ""));
   for (const Method& method : methods) addSlotList(inSlotLists, *method.table);
-
   for (const auto& [name, fields] : inSlotLists) EXPECT_EQ(fields, inSchema[name]) << name;
   EXPECT_EQ(inSlotLists.size(), inSchema.size());
 }
 
 TEST(Schema, ServesTheRollCall) {
-  const reflection::Schema& schema = readSchema();
-  ASSERT_EQ(1u, schema.services()->size());
-  const reflection::Service& service = *schema.services()->Get(0);
-  EXPECT_EQ("MqcFesIntf", service.name()->str());
-  std::vector<std::string> inSchema;
-  for (const reflection::RPCCall* call : *service.calls()) {
-    inSchema.push_back(call->name()->str() + " " + call->request()->name()->str());
-    EXPECT_EQ("MqcReply", call->response()->name()->str());
-  }
-  std::vector<std::string> inRollCall;
+  std::string methodsText;
   for (const Method& method : methods) {
-    inRollCall.push_back(std::string(method.name) + " " + method.type);
+    methodsText += std::string(method.name) + '(' + method.type + "): MqcReply; ";
   }
-  EXPECT_EQ(inRollCall, inSchema);
+  EXPECT_EQ(" include \"mqc_fes_intf.fbs\"; include \"mqc_reply.fbs\"; rpc_service MqcFesIntf { " +
+                methodsText + "} ",
+            schemaText("/mqc_fes_intf_service.fbs"));
+  EXPECT_EQ(" table MqcReply { status: uint (id: 0); } ", schemaText("/mqc_reply.fbs"));
+}
+
+struct Stock {
+  const flatbuffers::TypeTable* (*table)();
+  bool (*verify)(flatbuffers::Verifier& verifier);
+};
+
+#define ROW(method, Type)  \
+  {stock::Type##TypeTable, \
+   [](flatbuffers::Verifier& verifier) { return verifier.VerifyBuffer<stock::Type>(nullptr); }},
+constexpr Stock stockTables[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
+#undef ROW
+
+/// A record as FlatBuffers shows a table: all its values, or those alone that are not zero.
+std::string shown(const TableInfo& info, const u8* record, bool zeros) {
+  std::string fields;
+  for (u32 i = 0; i < info.slotCount; ++i) {
+    const codec::SlotInfo& slot = info.slots[i];
+    const u8* const member = record + slot.offset;
+    const bool scalar = slot.kind == Kind::scalar;
+    if (scalar ? !zeros && records::loadWord(member, slot.width) == 0
+               : !records::isSent(member, slot)) {
+      continue;
+    }
+    const records::Buffer from = slot.kind == Kind::buffer ? records::loadBuffer(member, slot)
+                                                           : records::Buffer{member, slot.count};
+    std::string values;
+    for (u32 n = 0; n < from.length; ++n) {
+      const u8* const at = from.data + n * slot.width;
+      values += (n == 0 ? "" : ", ") + (slot.table != nullptr
+                                            ? shown(*slot.table, at, zeros)
+                                            : std::to_string(records::loadWord(at, slot.width)));
+    }
+    const bool single = scalar || slot.kind == Kind::table;
+    fields += (fields.empty() ? "" : ", ") + model::memberName(info, i) + ": " +
+              (single ? values : "[ " + values + " ]");
+  }
+  return "{ " + fields + " }";
+}
+
+std::string asStockReaderShows(const Stock& tables, const model::Picture& picture) {
+  std::vector<u8> bytes;
+  for (const std::int16_t byte : picture) bytes.push_back(static_cast<u8>(std::max<int>(byte, 0)));
+  flatbuffers::Verifier::Options options;
+  options.check_alignment = false;
+  flatbuffers::Verifier verifier(bytes.data(), bytes.size(), options);
+  if (!tables.verify(verifier)) return "refused by the verifier";
+  return flatbuffers::FlatBufferToString(bytes.data(), tables.table(), false, false);
+}
+
+TEST(Schema, ReadsBothEncodings) {
+  for (const Method& method : methods) {
+    const Stock& tables = stockTables[&method - methods];
+    records::Maker maker(method, 11);
+    wire::Encoders encoders(method);
+    for (u64 k = 0; k < 64 && !HasFailure(); ++k) {
+      const u8* const record = maker.make(maker.presence(k * 331));
+      ASSERT_EQ("", encoders.run(record)) << method.name;
+      ASSERT_EQ(shown(*method.table, record, false), asStockReaderShows(tables, encoders.compact))
+          << method.name;
+      if (encoders.desc.packFull == nullptr) continue;
+      ASSERT_EQ(shown(*method.table, record, true), asStockReaderShows(tables, encoders.full))
+          << method.name;
+    }
+  }
 }
 
 }  // namespace

@@ -1,120 +1,136 @@
 #ifndef TESTS_WIRE_H
 #define TESTS_WIRE_H
 
-// Runs encoders the way a runtime would, on memory that ends at a guard page, and shows bytes as
-// text that a person can compare.
+// Runs encoders the way a runtime would, on memory of exactly the size, and tells what is wrong
+// with what they wrote. No test framework is needed.
 
-#include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
+#if __has_include(<valgrind/memcheck.h>)
+#include <valgrind/memcheck.h>
+#else
+#define VALGRIND_MAKE_MEM_UNDEFINED(address, size) 0
+#endif
 
-#include <cstring>
 #include <sstream>
-#include <string>
-#include <vector>
 
-#include "mqc_fes_intf.h"
+#include "model.h"
 
 namespace wire {
 
-using Bytes = std::vector<u8>;
-using SetIdl = void (*)(IdlMsgDesc*);
+using model::Picture;
 
-/// Memory whose last byte lies right before a page that may not be touched.
-class Guarded {
- public:
-  Guarded(std::size_t size, u8 fill) : size_(size) {
-    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    mapped_ = (size + page - 1) / page * page + page;
-    base_ = static_cast<u8*>(
-        mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    if (base_ == MAP_FAILED || mprotect(base_ + mapped_ - page, page, PROT_NONE) != 0) abort();
-    data_ = base_ + mapped_ - page - size;
-    std::memset(data_, fill, size);
-  }
-  Guarded(const void* from, std::size_t size) : Guarded(size, 0) {
-    if (size != 0) std::memcpy(data_, from, size);
-  }
-  Guarded(const Guarded&) = delete;
-  Guarded& operator=(const Guarded&) = delete;
-  ~Guarded() { munmap(base_, mapped_); }
-
-  u8* data() { return data_; }
-  Bytes bytes() const { return Bytes(data_, data_ + size_); }
-
- private:
-  std::size_t size_;
-  std::size_t mapped_;
-  u8* base_;
-  u8* data_;
-};
-
-inline IdlMsgDesc describe(SetIdl setIdl) {
-  IdlMsgDesc desc;
-  std::memset(&desc, 0xA5, sizeof desc);
-  setIdl(&desc);
-  return desc;
-}
-
-/// The compact encoding, written into exactly as many bytes as the size query told.
-inline Bytes compact(const IdlMsgDesc& desc, const void* req, u8 fill = 0) {
-  u32 capacity = desc.pack(nullptr, req);
-  Guarded out(capacity, fill);
-  PackBuf cursor = {out.data(), &capacity};
-  const u32 length = desc.pack(&cursor, req);
-  EXPECT_LE(length, capacity);
-  Bytes bytes = out.bytes();
-  bytes.resize(length);
-  return bytes;
-}
-
-/// The full encoding, written into exactly as many bytes as the getter told.
-inline Bytes full(const IdlMsgDesc& desc, const void* req, u8 fill = 0) {
-  Guarded out(desc.fullSize(), fill);
-  EXPECT_EQ(0u, desc.packFull(out.data(), req));
-  return out.bytes();
-}
-
-/// Hexadecimal text of bytes that were written twice over different fills, 00 and FF: "--" is a
-/// byte that was not written.
-inline std::string show(const Bytes& over00, const Bytes& overFF) {
-  std::string text;
-  for (std::size_t i = 0; i < over00.size(); ++i) {
-    char pair[4] = "-- ";
-    if (over00[i] == overFF[i]) std::snprintf(pair, sizeof pair, "%02X ", over00[i]);
-    text += pair;
-  }
-  return text;
-}
-
-/// What show() prints for text that people write: pairs in groups of any length, lower or upper
-/// case, "." between fields, "32*00" for 32 equal bytes, "3*--" for three that are not written.
-inline std::string expand(const std::string& text) {
-  std::string shown;
+/// What text like "0C00 . 32*00 3*--" tells: pairs in groups of any length, "." between fields,
+/// "32*00" for 32 equal bytes, "--" for one that is not written.
+inline Picture expand(const std::string& text) {
+  Picture picture;
   std::istringstream groups(text);
   for (std::string group; groups >> group;) {
     if (group == ".") continue;
     const std::size_t star = group.find('*');
-    const int times = star == std::string::npos ? 1 : std::stoi(group.substr(0, star));
-    const std::string pairs = star == std::string::npos ? group : group.substr(star + 1);
+    const int times = star == std::string::npos ? 1 : std::stoi(group);
+    if (star != std::string::npos) group.erase(0, star + 1);
     for (int n = 0; n < times; ++n) {
-      for (std::size_t i = 0; i + 1 < pairs.size(); i += 2) {
-        shown += static_cast<char>(std::toupper(pairs[i]));
-        shown += static_cast<char>(std::toupper(pairs[i + 1]));
-        shown += ' ';
+      for (std::size_t i = 0; i + 1 < group.size(); i += 2) {
+        const std::string pair = group.substr(i, 2);
+        picture.push_back(pair == "--" ? model::open
+                                       : static_cast<std::int16_t>(std::stoi(pair, nullptr, 16)));
       }
     }
   }
-  return shown;
+  return picture;
 }
 
-/// The record on memory that ends at a guard page as well.
-template <class Record>
-void expectCompact(SetIdl setIdl, const Record& record, const std::string& text) {
-  Guarded req(&record, sizeof record);
-  const IdlMsgDesc desc = describe(setIdl);
-  EXPECT_EQ(expand(text), show(compact(desc, req.data(), 0x00), compact(desc, req.data(), 0xFF)));
-}
+/// A method's encoders at work. Each record is encoded twice: as it is over bytes 00, and with
+/// other bytes in its padding over bytes FF at an odd address. What then differs was not written,
+/// or was made of padding. Under valgrind the padding is undefined besides.
+class Encoders {
+ public:
+  explicit Encoders(const Method& told) : method(told), padding_(told.recordSize, 0x5A) {
+    told.setIdl(&desc);
+    records::collect(*told.table, 0, values);
+    const auto tell = [this](u32 from, u32 size) { std::fill_n(&padding_[from], size, u8{0}); };
+    for (const auto& [offset, width] : values.scalars) tell(offset, width);
+    for (const auto& [offset, width] : values.elements) tell(offset, width);
+    for (const records::SlotInfo& slot : values.buffers) tell(slot.offset, slot.size);
+  }
+
+  /// Encodes and returns what breaks the encoders' contract, nothing when all is well. Bytes of the
+  /// encodings are then to be had below.
+  std::string run(const u8* record) {
+    plain_.assign(record, record + method.recordSize);
+    noisy_ = plain_;
+    for (u32 i = 0; i < method.recordSize; ++i) {
+      noisy_[i] ^= padding_[i];
+      if (padding_[i] != 0) (void)VALGRIND_MAKE_MEM_UNDEFINED(&noisy_[i], 1);
+    }
+    std::string error = runCompact();
+    if (error.empty() && desc.packFull != nullptr) error = runFull();
+    return std::equal(plain_.begin(), plain_.end(), record) ? error : "record changed";
+  }
+
+  /// run(), and what differs from the model in either encoding.
+  std::string check(const u8* record) {
+    using model::Encoding;
+    const std::string error = run(record);
+    if (!error.empty()) return std::string(method.name) + ": " + error;
+    const Encoding expected(Encoding::compact, *method.table, record);
+    std::string wrong = model::difference(expected.bytes, compact, expected);
+    if (!wrong.empty()) return std::string(method.name) + ", compact: " + wrong;
+    if (desc.packFull == nullptr) return "";
+    const Encoding block(Encoding::full, *method.table, record);
+    wrong = model::difference(block.bytes, full, block);
+    return wrong.empty() ? "" : std::string(method.name) + ", full: " + wrong;
+  }
+
+  const Method& method;
+  IdlMsgDesc desc;
+  records::Values values;
+  Picture compact, full;
+
+ private:
+  std::string runCompact() {
+    const u32 query = desc.pack(nullptr, plain_.data());
+    if (query != desc.pack(nullptr, noisy_.data())) return "size query varies with padding";
+    std::vector<u8> over00(query, 0x00), overFF(query + 1, 0xFF);
+    u32 capacity = query;
+    PackBuf cursor = {over00.data(), &capacity};
+    const u32 length = desc.pack(&cursor, plain_.data());
+    cursor.buf = overFF.data() + 1;
+    if (desc.pack(&cursor, noisy_.data()) != length) return "length varies with padding";
+    if (length + lengthOfEmptyBuffer() != query) return "length is not what the size query told";
+    look(over00, overFF, length, compact);
+    return capacity == query ? "" : "capacity changed";
+  }
+  std::string runFull() {
+    const u32 size = desc.fullSize();
+    std::vector<u8> over00(size, 0x00), overFF(size + 1, 0xFF);
+    const u32 result = desc.packFull(over00.data(), plain_.data());
+    const u32 other = desc.packFull(overFF.data() + 1, noisy_.data());
+    look(over00, overFF, size, full);
+    return result == 0 && other == 0 ? "" : "full encoder does not return 0";
+  }
+
+  /// A size query counts an empty buffer's offset field and count, which are not written.
+  u32 lengthOfEmptyBuffer() const {
+    if (values.buffers.empty()) return 0;
+    const records::SlotInfo& slot = values.buffers[0];
+    const records::Buffer lent = records::loadBuffer(&plain_[slot.offset], slot);
+    return lent.data != nullptr && lent.length == 0 ? 8 : 0;
+  }
+
+  static constexpr std::int16_t torn = -2;  ///< made of padding
+
+  static void look(const std::vector<u8>& over00, const std::vector<u8>& overFF, u32 size,
+                   Picture& picture) {
+    picture.resize(size);
+    for (u32 i = 0; i < size; ++i) {
+      const u8 a = over00[i], b = overFF[i + 1];
+      picture[i] = a == b ? a : a == 0x00 && b == 0xFF ? model::open : torn;
+    }
+  }
+
+  std::vector<u8> plain_, noisy_;
+  std::vector<u8> padding_;  ///< what to turn where the record has padding, else 00
+};
 
 }  // namespace wire
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the consumers against an installed tree, wherever it lies, and runs them; then has the
-# installed tarn-inspect, which a cross build leaves out, show what the stand-in captured.
+# installed tarn-inspect, which a cross build may leave out, show what the stand-in captured.
 # usage: use_installed.sh PREFIX LIBDIR
 # environment: CC CXX; for a cross build TOOLCHAIN (a CMake file) and EMULATOR (a command)
 set -eu
@@ -17,37 +17,66 @@ mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
 
-
-# build SOURCE PLATFORM: with what pkg-config tells
+# build SOURCE NAME...: with what pkg-config tells
 build() {
-  local flags
-  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs tarn_cli_mqc "$2")
+  local source=$1 flags
+  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${@:2}")
   read -ra flags <<<"$flags"
   "$CC" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
-    "$here/$1.c" -o "$work/$1" "${flags[@]}" -Wl,--as-needed
+    "$here/$source.c" -o "$work/$source" -Wl,--as-needed "${flags[@]}"
 }
 
 echo "pkg-config:"
-build pkg_config tarn_platform
-run "$work/pkg_config" "$work/captured"
-for order in 'tarn_cli_mqc tarn_platform' 'tarn_platform tarn_cli_mqc'; do
-  read -ra names <<<"$order"
-  flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${names[@]}")
-  read -ra flags <<<"$flags"
-  "$CC" "$here/any_order.c" -o "$work/any_order" -Wl,--as-needed "${flags[@]}"
-  run "$work/any_order"
-done
+build caller tarn_cli_mqc tarn_platform
+run "$work/caller" "$work/captured"
 if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
-  build grpc tarn_platform_grpc
+  build any_order tarn_platform_grpc tarn_cli_mqc
+  build grpc tarn_cli_mqc tarn_platform_grpc
   [ -n "${EMULATOR:-}" ] || run "$work/grpc" # under qemu-user gRPC itself does not get started
 fi
+build any_order tarn_cli_mqc tarn_platform
+run "$work/any_order"
+build any_order tarn_platform tarn_cli_mqc
+run "$work/any_order"
+
+echo "each installed header alone, as C99 and as C++98:"
+for header in "$prefix"/include/mqc_fes_intf.h "$prefix"/include/tarn_platform/platform/*.h; do
+  for language in c c++; do
+    standard=${language/%c/c99} && standard=${standard/%c++/c++98}
+    "$CC" -x $language -std=$standard -Wall -Wextra -Wpedantic -Werror -fsyntax-only \
+      -I "$prefix/include" -I "$prefix/include/tarn_platform" "$header"
+  done
+done
+
+version=$(sed -n 's/^ *VERSION //p' "$here/../../CMakeLists.txt")
+for file in "$lib"/pkgconfig/*.pc; do
+  module=$(basename "$file" .pc)
+  told=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --modversion "$module")
+  [ "$told" = "$version" ] || { echo "$module.pc tells $told, not $version" >&2; exit 1; }
+done
+
+# What a find_package() that asks for a version is answered.
+major=${version%%.*}
+for asked in 0.9:FALSE "$major.0:TRUE" "$version:TRUE" "$major.99:FALSE" "$((major + 1)).0:FALSE"; do
+  cat >"$work/asks.cmake" <<END
+set(PACKAGE_FIND_VERSION ${asked%:*})
+string(REGEX MATCH "^[0-9]+" PACKAGE_FIND_VERSION_MAJOR \${PACKAGE_FIND_VERSION})
+set(CMAKE_SIZEOF_VOID_P 8)
+include($lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config-version.cmake)
+if(NOT "\${PACKAGE_VERSION_COMPATIBLE}" STREQUAL "${asked#*:}")
+  message(FATAL_ERROR "find_package of version ${asked%:*} is answered '\${PACKAGE_VERSION_COMPATIBLE}'")
+endif()
+END
+  cmake -P "$work/asks.cmake"
+done
 
 echo "find_package:"
 cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
   ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} \
   "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
   cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
-run "$work/build/find_package"
+mkdir "$work/kept"
+run "$work/build/caller" "$work/kept"
 run "$work/build/platform_first"
 run "$work/build/platform_last"
 [ -n "${EMULATOR:-}" ] || [ ! -e "$work/build/grpc" ] || run "$work/build/grpc"
@@ -55,7 +84,7 @@ run "$work/build/platform_last"
 [ -z "${EMULATOR:-}" ] || [ -e "$prefix/bin/tarn-inspect" ] || exit 0
 echo "tarn-inspect:"
 sent=$work/captured/0001-sendClassifierTemplate.compact.bin
-"$prefix/bin/tarn-inspect" "$sent" >"$work/json"
-"$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
+run "$prefix/bin/tarn-inspect" "$sent" >"$work/json"
+run "$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
 grep '"f6": 287454020' "$work/json"
 grep 'f6: uint 287454020 (0x11223344)' "$work/annotated"

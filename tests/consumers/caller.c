@@ -1,8 +1,8 @@
 /*
- * A C program as a caller writes it, built with what pkg-config tells: sends a classifier template
- * in each of the three ways and looks at what the stand-in received.
+ * A program as a caller writes it, in C and in C++: sends a classifier template in each of the
+ * three ways and looks at what the stand-in received.
  *
- * usage: pkg_config CAPTURE_DIR
+ * usage: caller CAPTURE_DIR
  */
 #include <stdio.h>
 #include <string.h>
@@ -19,7 +19,7 @@ typedef struct Seen {
 static const u8 head[] = {22, 0, 0, 0, 18, 0, 50, 0, 0, 0, 10, 0, 0, 0, 4, 0, 0, 0, 0, 0, 6, 0};
 
 static u32 onMessage(const TarnMessage* message, void* userData) {
-  Seen* seen = userData;
+  Seen* seen = (Seen*)userData;
   seen->good += strcmp(message->method.interfaceName, "MqcFesIntf") == 0 &&
                 strcmp(message->method.methodName, "sendClassifierTemplate") == 0 &&
                 message->variant == (TarnVariant)seen->messages && message->compactSize == 72 &&
@@ -28,14 +28,13 @@ static u32 onMessage(const TarnMessage* message, void* userData) {
 }
 
 int main(int argc, char** argv) {
-  MQC_ClassifierTemplate req = {0};
+  MQC_ClassifierTemplate req;
   Seen seen = {0, 0};
-  u32 sync;
-  u32 async;
-  u32 oneway;
+  u32 sync, async, oneway;
   if (argc != 2 || TarnPlatform_setCaptureDir(argv[1]) != 0) return 2;
   TarnPlatform_setReceiver(onMessage, &seen);
 
+  memset(&req, 0, sizeof req);
   req.f3 = 0x0102;
   req.f6 = 0x11223344;
   sync = MqcFesIntf_sendClassifierTemplate(&req, NULL);

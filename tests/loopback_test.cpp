@@ -1,0 +1,231 @@
+// The stand-in's loopback through the library's exports: receivers, handles, completions, locks.
+
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <thread>
+#include <utility>
+
+#include "platform.h"
+#include "platform/rpc.h"
+
+namespace {
+
+/// Runs it on another thread and waits, but not for ever.
+void elsewhere(std::function<void()> run) {
+  std::packaged_task<void()> task(std::move(run));
+  std::future<void> done = task.get_future();
+  std::thread thread(std::move(task));
+  if (done.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+    std::fputs("a call from another thread hangs\n", stderr);
+    std::_Exit(1);
+  }
+  thread.join();
+}
+
+/// What an asynchronous call's callback was told.
+struct Ending {
+  std::atomic<int> count = 0;
+  std::atomic<u32> status = 0;
+};
+
+void complete(u32 status, void* userData) {
+  Ending& ending = *static_cast<Ending*>(userData);
+  ending.status = status;
+  ++ending.count;
+}
+
+u32 sendAsync(Ending& ending) {
+  const MQC_ClassifierTemplate request{};
+  return MqcFesIntf_sendClassifierTemplate_async(&request, complete, &ending, nullptr);
+}
+
+// In a process of its own, forked before there is another thread.
+TEST(PlatformDeathTest, ExitWaitsForNoCallback) {
+  const auto exits = [] {
+    const auto callback = [](u32, void*) {
+      for (;;) pause();
+    };
+    const MQC_ClassifierTemplate request{};
+    MqcFesIntf_sendClassifierTemplate_async(&request, callback, nullptr, nullptr);
+    std::exit(7);
+  };
+  EXPECT_EXIT(exits(), testing::ExitedWithCode(7), "");
+}
+
+TEST_F(Platform, DeliversEveryVariantToTheReceiver) {
+  int option = 0;
+  Inbox inbox{{}, 7};
+  TarnPlatform_setReceiver(receive, &inbox);
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(&request, &option), 7u);
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, nullptr, nullptr, nullptr), 7u);
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_oneway(&request, &inbox), 7u);
+
+  ASSERT_EQ(inbox.seen.size(), 3u);
+  void* const options[] = {&option, nullptr, &inbox};
+  const u64 sizes[] = {sizeof request, sizeof request, 0};
+  for (u32 i = 0; i < 3; ++i) {
+    const auto& [message, compact, full] = inbox.seen[i];
+    EXPECT_STREQ(message.method.methodName, "sendClassifierTemplate");
+    EXPECT_EQ(message.variant, i);
+    EXPECT_EQ(message.reqSize, sizes[i]);
+    EXPECT_EQ(message.opt, options[i]);
+    EXPECT_EQ(compact.size(), 70u);
+    ASSERT_EQ(full.size(), 88u);
+    EXPECT_EQ(full[8], 1u) << "f0 is the table's first field";
+    EXPECT_EQ(Bytes(full.end() - 6, full.end()), Bytes(6)) << "bytes that the encoder leaves open";
+    EXPECT_EQ(TarnPlatform_delivered(message.variant), 1u);
+  }
+  EXPECT_EQ(TarnPlatform_delivered(static_cast<TarnVariant>(3)), 0u);
+}
+
+TEST_F(Platform, HandlesKeepTheirOptions) {
+  Inbox inbox;
+  TarnPlatform_setReceiver(receive, &inbox);
+  IdlMsgDesc desc;
+  MqcFesIntf_sendClassifierTemplateSetIdl(&desc);
+  const MethodId method = {"MqcFesIntf", "sendClassifierTemplate"};
+  int options[2];
+  void* handles[2];
+  for (int i : {0, 1}) handles[i] = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, &options[i]);
+  TarnPlatform_setHandleAvailable(0);
+  for (int i : {0, 1}) {
+    EXPECT_EQ(RPC_IdlMsgOnewayCall(handles[i], &request, &method, &desc), 0u) << "once given";
+    EXPECT_EQ(inbox.seen.at(static_cast<std::size_t>(i)).message.opt, &options[i]);
+  }
+}
+
+// In order, once each, with the status of the moment of the call, on a thread of their own; a drain
+// waits for the last callback's return.
+TEST_F(Platform, AsyncCallsComplete) {
+  static std::vector<std::pair<u32, void*>> told;
+  static std::thread::id thread;
+  told.clear();
+  const auto callback = [](u32 status, void* userData) {
+    if (status == 19) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    thread = std::this_thread::get_id();
+    told.emplace_back(status, userData);
+  };
+  std::vector<std::pair<u32, void*>> expected;
+  Bytes data(20);
+  for (u32 i = 0; i < data.size(); ++i) {
+    TarnPlatform_setCompletionStatus(i);
+    expected.emplace_back(i, &data[i]);
+    EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, &data[i], nullptr), 0u);
+  }
+  TarnPlatform_setCompletionStatus(99);
+  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  EXPECT_EQ(told, expected);
+  EXPECT_NE(thread, std::this_thread::get_id());
+  EXPECT_EQ(TarnPlatform_drain(), 0u) << "with nothing pending";
+}
+
+TEST_F(Platform, FailingCallsDoNotComplete) {
+  Ending ending;
+  TarnPlatform_setStatus(5);
+  EXPECT_EQ(sendAsync(ending), 5u);
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(nullptr, nullptr), TARN_STATUS_INVALID);
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(nullptr, complete, &ending, nullptr),
+            TARN_STATUS_INVALID);
+  TarnPlatform_setHandleAvailable(0);
+  EXPECT_EQ(send(), TARN_STATUS_INVALID);
+  EXPECT_EQ(sendAsync(ending), TARN_STATUS_INVALID);
+  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  EXPECT_EQ(ending.count, 0);
+  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
+  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 1u) << "the one answered with 5";
+}
+
+TEST_F(Platform, CompletionCallbackMayCallButNotWait) {
+  std::array<u32, 3> results{};
+  const auto callback = [](u32, void* userData) {
+    const MQC_ClassifierTemplate again{};
+    *static_cast<std::array<u32, 3>*>(userData) = {
+        TarnPlatform_drain(), TarnPlatform_reset(),
+        MqcFesIntf_sendClassifierTemplate(&again, nullptr)};
+  };
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, &results, nullptr), 0u);
+  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  EXPECT_EQ(results, (std::array<u32, 3>{TARN_STATUS_DEADLOCK, TARN_STATUS_DEADLOCK, 0}));
+  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 1u);
+}
+
+void callEverything() {
+  const MQC_ClassifierTemplate request{};
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(&request, nullptr), 0u);
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_oneway(&request, &writing), 0u);
+  static Ending ending;
+  EXPECT_EQ(sendAsync(ending), 0u);
+  EXPECT_NE(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
+  EXPECT_EQ(TarnPlatform_setCaptureDir(nullptr), 0u);
+  TarnPlatform_setCompletionStatus(0);
+}
+
+TEST_F(Platform, HoldsNoLockWhileAReceiverOrCallbackRuns) {
+  std::atomic<int> received = 0;
+  const auto receiver = [](const TarnMessage*, void* count) -> u32 {
+    if (++*static_cast<std::atomic<int>*>(count) == 1) elsewhere(callEverything);
+    return 0;
+  };
+  TarnPlatform_setReceiver(receiver, &received);
+  EXPECT_EQ(send(), 0u);
+  EXPECT_EQ(received, 4);
+  const auto callback = [](u32, void*) { elsewhere(callEverything); };
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, nullptr, nullptr), 0u);
+  elsewhere([] { EXPECT_EQ(TarnPlatform_drain(), 0u); });
+  EXPECT_EQ(received, 8);
+}
+
+TEST_F(Platform, ResetSetsEverythingBack) {
+  Inbox inbox{{}, 3};
+  Ending ending;
+  EXPECT_EQ(sendAsync(ending), 0u);
+  TarnPlatform_setReceiver(receive, &inbox);
+  TarnPlatform_setStatus(4);
+  TarnPlatform_setCompletionStatus(5);
+  TarnPlatform_setHandleAvailable(0);
+  TarnPlatform_setCaptureDir(dir.c_str());
+  EXPECT_EQ(TarnPlatform_reset(), 0u);
+  EXPECT_EQ(ending.count, 1) << "reset waits";
+  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 0u);
+  EXPECT_EQ(sendAsync(ending), 0u);
+  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  EXPECT_EQ(ending.status, 0u);
+  EXPECT_TRUE(inbox.seen.empty());
+  EXPECT_TRUE(fs::is_empty(dir));
+}
+
+TEST_F(Platform, ServesManyThreads) {
+  constexpr int threads = 8, calls = 25;
+  Ending ending;
+  std::atomic<int> received = 0, failed = 0;
+  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  const auto count = [](const TarnMessage*, void* total) -> u32 {
+    ++*static_cast<std::atomic<int>*>(total);
+    return 0;
+  };
+  TarnPlatform_setReceiver(count, &received);
+  const auto call = [&] {
+    for (int i = 0; i < calls; ++i) {
+      failed += send() != 0;
+      failed += sendAsync(ending) != 0;
+      failed += MqcFesIntf_sendClassifierTemplate_oneway(&request, &i) != 0;
+      TarnPlatform_drain();
+    }
+  };
+  std::vector<std::thread> callers;
+  for (int t = 0; t < threads; ++t) callers.emplace_back(call);
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(received, 3 * threads * calls);
+  EXPECT_EQ(ending.count, threads * calls);
+  EXPECT_EQ(files().size(), 2u * 3 * threads * calls);
+  EXPECT_TRUE(fs::exists(dir / "0600-sendClassifierTemplate.full.bin"));
+}
+
+}  // namespace
