@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the bench with gcc and clang in Release, runs it, prints tables and draws plots.
 #
-# usage: scripts/bench.sh [--instructions | --runs N] [--against COMMIT] [--update-docs]
+# usage: scripts/bench.sh [--instructions | --delivery | --runs N] [--against COMMIT] [--update-docs]
 #   --instructions    count instructions under callgrind instead of timing
+#   --delivery        time calls over gRPC to a service in another process
 #   --runs N          processes of each compiler whose timings are pooled (5)
 #   --against COMMIT  time the encoders of that commit side by side
 #   --update-docs     put figures and plots into docs/ instead of build/bench-results
@@ -23,6 +24,7 @@ page=()
 while [ $# -gt 0 ]; do
   case $1 in
     --instructions) mode=instructions ;;
+    --delivery) mode=delivery ;;
     --runs)
       [[ ${2-} =~ ^[1-9][0-9]*$ ]] || refuse "--runs needs a positive number"
       runs=$2
@@ -39,8 +41,10 @@ while [ $# -gt 0 ]; do
   esac
   shift
 done
-[ "$mode" = timings ] || [ -z "$runs$against${page[*]}" ] ||
-  refuse "--instructions goes with none of the others"
+[ "$mode" = timings ] || [ -z "$runs$against" ] ||
+  refuse "--$mode goes with neither --runs nor --against"
+[ "$mode" != instructions ] || [ -z "${page[*]}" ] ||
+  refuse "--instructions goes without --update-docs"
 
 program() { echo "build/bench-$1/bench/mqc_bench"; }
 
@@ -88,11 +92,27 @@ count_all() {
   done
 }
 
-need "${build_packages[@]}" clang valgrind libbenchmark-dev libflatbuffers-dev \
+# Debian's Python, which has Debian's matplotlib, whatever else is on the machine.
+report() { /usr/bin/python3 bench/report.py "$@" "${page[@]}"; }
+
+time_delivery() {
+  build gcc . build/bench-gcc delivery_bench
+  build/bench-gcc/bench/delivery_bench --benchmark_repetitions=9 --benchmark_min_time=0.3 \
+    --benchmark_enable_random_interleaving=true --benchmark_out_format=json \
+    --benchmark_out="$results/delivery.json" >/dev/null 2>"$results/delivery.log" ||
+    { cat "$results/delivery.log" >&2; fail "the program failed"; }
+  report --delivery "$results"
+}
+
+need "${build_packages[@]}" clang valgrind libbenchmark-dev "${grpc_packages[@]}" \
   python3-matplotlib >&2
 results=build/bench-results
 rm -rf "$results" build/bench-then
 mkdir -p "$results"
+if [ "$mode" = delivery ]; then
+  time_delivery
+  exit
+fi
 for compiler in gcc clang; do
   build "$compiler" . "build/bench-$compiler" mqc_bench
   "$(program "$compiler")" --list >"$results/$compiler.list"
@@ -100,5 +120,4 @@ done
 cmp "$results/gcc.list" "$results/clang.list" || fail "gcc and clang encode differently"
 [ -z "$against" ] || build_then
 if [ "$mode" = timings ]; then time_all; else count_all; fi
-# Debian's Python, which has Debian's matplotlib, whatever else is on the machine.
-/usr/bin/python3 bench/report.py "$results" "${page[@]}"
+report "$results"

@@ -174,4 +174,6 @@ check(not re.search(r"https?:|url\(|@import", text), "the page needs something e
 page = Page()
 page.feed(text)
 check([bytes.fromhex(part) for part in page.bytes] == list(messages.values()), "the page has other bytes")
+for part, message in zip(text.split("<pre>")[1:], messages.values()):
+    check(re.findall(r"<s>\+(\w+)", part) == ["%02X" % at for at in range(0, len(message), 16)], "rows of the page")
 check(page.marked and page.marked <= page.entries and not page.open, "bytes without an entry")

@@ -45,6 +45,7 @@ refused 1 'No such file' bad/0001-sendRuleMac.compact.bin
 refused 1 'Is a directory' --method sendRuleMac bad
 refused 1 '+00: the root offset' --method sendRuleMac -
 refused 1 'No such file' --output absent/page $rule
+refused 1 '+04: a vtable of 12 bytes, that of MQC_match_acl has 16' --method match_acl_oper $rule
 refused 2 'no file'
 refused 2 'no such option' --bogus $rule
 refused 2 'no such option' --method

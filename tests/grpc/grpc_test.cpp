@@ -5,7 +5,6 @@
 
 #include "grpc/service.h"
 #include "platform/rpc.h"
-#include "records.h"
 #include "wire.h"
 
 namespace {
@@ -18,7 +17,8 @@ using Grpc = ServiceTest;
 /// Sends a record in all three ways.
 void sendThrice(void* opt, const Method& row, const void* record) {
   const MethodId method = {"MqcFesIntf", row.name};
-  const IdlMsgDesc desc = wire::describe(row.setIdl);
+  IdlMsgDesc desc;
+  row.setIdl(&desc);
   const AsyncCallCtx ctx = {row.recordSize, nullptr, nullptr};
   void* const handle = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, opt);
   EXPECT_EQ(RPC_IdlSyncCallNoOutStub(handle, record, row.recordSize, &method, &desc), 0u);
@@ -27,11 +27,17 @@ void sendThrice(void* opt, const Method& row, const void* record) {
 }
 
 /// The encoding as a service must get it: what an encoder leaves open is 0.
-std::string expected(const Method& row, const void* record, bool full) {
-  const IdlMsgDesc desc = wire::describe(row.setIdl);
-  const bool hasFull = desc.packFull != nullptr;
-  const auto bytes = full && hasFull ? wire::full(desc, record) : wire::compact(desc, record);
-  return wire::show(bytes, bytes);
+std::string expected(const Method& row, const u8* record, bool full) {
+  wire::Encoders encoders(row);
+  EXPECT_EQ(encoders.run(record), "") << row.name;
+  std::string shown;
+  for (const std::int16_t byte :
+       full && !encoders.full.empty() ? encoders.full : encoders.compact) {
+    char pair[4];
+    std::snprintf(pair, sizeof pair, "%02X ", static_cast<u8>(std::max<int>(byte, 0)));
+    shown += pair;
+  }
+  return shown;
 }
 
 TEST_F(Grpc, EveryMethodArrivesByteForByte) {

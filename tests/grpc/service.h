@@ -37,7 +37,7 @@ inline int exitStatus(pid_t pid) {
 
 struct Message {
   u64 sequence;
-  std::string path, bytes;  // as wire::show shows them
+  std::string path, bytes;  // in hexadecimal pairs
 };
 
 class ServiceTest : public testing::Test {
