@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <random>
 
-#include "bench/calls.h"
 #include "bench/contestants.h"
+#include "platform/rpc.h"
 
 namespace bench {
 namespace {
@@ -80,24 +80,46 @@ struct CountInstructions {
   }
 };
 
+const MQC_ClassifierTemplate request = {};
+
+/// The synchronous stub of every method in turn.
+u32 callAllStubs() {
+  u32 status = 0;
+#define CALL(method, Type) \
+  status |=                \
+      MqcFesIntf_##method(static_cast<const Type*>(static_cast<const void*>(&request)), nullptr);
+  MQC_FES_INTF_METHODS(CALL, CALL)
+#undef CALL
+  return status;
+}
+
+/// What a stub calls, called directly.
+u32 callRuntime() {
+  void* const handle = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, nullptr);
+  return RPC_IdlSyncCallNoOutStub(handle, &request, sizeof request, nullptr, nullptr);
+}
+
+/// The same, once for each method.
+u32 callRuntimeForAll() {
+  u32 status = 0;
+#define CALL(method, Type) status |= callRuntime();
+  MQC_FES_INTF_METHODS(CALL, CALL)
+#undef CALL
+  return status;
+}
+
 template <class Measure>
 void measureAll(const Subjects& subjects, Measure measure) {
   for (const auto& subject : subjects) {
     for (const Pattern& pattern : subject->patterns) forEachContestant(*subject, pattern, measure);
   }
-  static const Encodings nothing = [] {
-    Encodings one;
-    one.add(nullptr, 0);
-    return one;
-  }();
-  static const MQC_ClassifierTemplate record = {};
+  static Encodings nothing;
+  nothing.add(nullptr, 0);
   const auto enter = [&](const char* name, auto call) {
     measure(name, Contestant<decltype(call)>{call, &nothing, 1});
   };
-  enter("call/stub/one", [](u32) { return callOneStub(&record); });
-  enter("call/stub/all", [](u32) { return callAllStubs(&record); });
-  enter("call/runtime/one", [](u32) { return callRuntime(&record); });
-  enter("call/runtime/all", [](u32) { return callRuntimeForAll(&record); });
+  enter("call/stub/all", [](u32) { return callAllStubs(); });
+  enter("call/runtime/all", [](u32) { return callRuntimeForAll(); });
   enter("call/nothing/one", [](u32) { return 0u; });
 }
 
@@ -124,14 +146,9 @@ int run(int argc, char** argv) {
   const bool counts = mode == "--instructions";
   const std::vector<Message> rows = messages();
   const Subjects subjects = makeSubjects(rows, counts ? countedTurns : manyRecords);
-  if (mode == "--list") {
-    list(subjects);
-    return 0;
-  }
-  if (counts) {
-    measureAll(subjects, CountInstructions{});
-    return 0;
-  }
+  if (mode == "--list") list(subjects);
+  if (counts) measureAll(subjects, CountInstructions{});
+  if (counts || mode == "--list") return 0;
   measureAll(subjects, Time{});
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

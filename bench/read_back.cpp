@@ -1,9 +1,6 @@
-#include "bench/read_back.h"
-
-#include <flatbuffers/flatbuffers.h>
-
 #include <cstring>
 
+#include "bench/subjects.h"
 #include "tests/records.h"
 
 namespace bench {

@@ -6,7 +6,7 @@ DIRECTORY holds, for each compiler, COMPILER.list, what mqc_bench --list printed
 COMPILER.N.run, the JSON of one process's timings or one callgrind profile with a part for each
 contestant; COMPILER-then.N.run is the same with another commit's library. Of a process's
 repetitions the fastest counts; ratios are formed within a run and pooled over the runs by their
-geometric mean. Plots go into DIRECTORY, or beside PAGE, whose figures are then replaced. With
+geometric mean. Plots go into DIRECTORY, or beside PAGE into pictures/, and its figures are replaced. With
 --delivery it holds delivery.json, the timings of delivery_bench.
 """
 
@@ -300,7 +300,7 @@ def main():
     lines = list(summary(by_compiler))
     if results.timed:  # callgrind counts a string instruction once for each byte
         lines += verdicts(by_compiler, zip(*map(targets, by_compiler.values())))
-        plot(by_compiler, pages[0].parent if pages else directory)
+        plot(by_compiler, pages[0].parent / "pictures" if pages else directory)
     print(*lines, sep="\n")
     if thens:
         print_comparison(by_compiler, thens)

@@ -6,7 +6,6 @@
 #include <numeric>
 #include <random>
 
-#include "bench/read_back.h"
 #include "tests/model.h"
 #include "tests/records.h"
 

@@ -62,6 +62,9 @@ class Encodings {
   std::vector<u32> ends_{0};
 };
 
+/// Whether what the builder made, read by the FlatBuffers library, holds what the record holds.
+bool holds(const codec::TableInfo& table, const u8* encoding, const u8* record);
+
 /// A run over the first so many records of a subject, again and again. A power of two.
 struct Pattern {
   std::string name;
