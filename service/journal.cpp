@@ -15,7 +15,7 @@ namespace {
 using inspect::Bytes;
 
 // FlatBuffers takes half a second to write a mebibyte of a batch as JSON.
-constexpr std::size_t longestShown = 64 * 1024;
+constexpr std::size_t longestShown = 65536;
 
 const char compact[] = "compact";
 const char full[] = "full";
