@@ -110,11 +110,17 @@ endif()
 # dpkg-shlibdeps names the packages of a cross compiler's libraries, which no device has.
 set(runtime_needs "")
 set(standin_needs "")
+set(development_needs "")
 set(grpc_needs "")
 set(serve_needs "")
 if(CMAKE_CROSSCOMPILING)
   set(runtime_needs "libc6 (>= 2.34)")
   set(standin_needs ", libc6 (>= 2.32), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
+  if(TARGET tarn_inspect)
+    set(development_needs ", libc6 (>= 2.34), libflatbuffers2 (>= 1.10.0), libgcc-s1 (>= 3.0), "
+                          "libstdc++6 (>= 12)")
+    list(JOIN development_needs "" development_needs)
+  endif()
   set(grpc_needs ", libabsl20220623 (>= 0~20220623.0-1), libc6 (>= 2.34), libgcc-s1 (>= 3.0), "
                  "libgrpc++1.51 (>= 1.51.1), libgrpc29 (>= 1.51.1), libstdc++6 (>= 9)")
   list(JOIN grpc_needs "" grpc_needs)
@@ -139,7 +145,8 @@ process that loads the library.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtarn-cli-mqc-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libtarn-cli-mqc (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    "libtarn-cli-mqc (= ${PROJECT_VERSION})${development_needs}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS flatbuffers-compiler)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libtarn-platform-dev, libtarn-platform-grpc")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <regex>
 
 #include "inspect/forms.h"
@@ -22,28 +23,41 @@ using platform::report;
 constexpr int refused = 1;
 constexpr int wrongArguments = 2;
 
-/// Where everything is written; tells once, at the end, when that could not be done.
+/// Where everything is written: stdout at once, a file at the end, which may be one of the inputs.
 class Output {
  public:
-  explicit Output(const std::string& path)
-      : name_(path.empty() ? "stdout" : path),
-        file_(path.empty() ? stdout : std::fopen(path.c_str(), "w")) {
-    if (file_ == nullptr) error_ = errno;
-  }
+  explicit Output(std::string path) : path_(std::move(path)) {}
+
   void write(const std::string& text) {
-    if (error_ == 0 && std::fwrite(text.data(), 1, text.size(), file_) < text.size()) {
-      error_ = errno;
-    }
+    if (path_.empty())
+      put(text, stdout);
+    else
+      held_ += text;
   }
+  /// Tells when not everything could be written.
   bool close() {
-    if (file_ != nullptr && std::fclose(file_) != 0 && error_ == 0) error_ = errno;
-    if (error_ != 0) report("%s: %s", name_.c_str(), std::strerror(error_));
+    std::FILE* const file = path_.empty() ? stdout : held_.empty() ? nullptr : open();
+    if (file != nullptr) {
+      put(held_, file);
+      if (std::fclose(file) != 0 && error_ == 0) error_ = errno;
+    }
+    if (error_ != 0)
+      report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
     return error_ == 0;
   }
 
  private:
-  std::string name_;
-  std::FILE* file_;
+  std::FILE* open() {
+    std::FILE* const file = std::fopen(path_.c_str(), "w");
+    if (file == nullptr) error_ = errno;
+    return file;
+  }
+  void put(const std::string& text, std::FILE* file) {
+    if (std::fwrite(text.data(), 1, text.size(), file) < text.size() && error_ == 0) error_ = errno;
+  }
+
+  std::string path_;
+  std::string held_;
   int error_ = 0;
 };
 
@@ -119,9 +133,9 @@ bool take(const Schema& schema, const Options& options, const std::string& path,
 
 std::string shown(const Schema& schema, const Options& options, const Message& message) {
   const bool isJson = options.task == Task::json;
-  const std::string text = isJson ? inspect::json(schema, message) : inspect::annotated(message);
+  std::string text = isJson ? inspect::json(schema, message) : inspect::annotated(message);
   if (isJson && options.files.size() == 1) return text;
-  return inspect::title(message) + "\n" + text + "\n";
+  return inspect::title(message) + '\n' + text + '\n';
 }
 
 int inspectAll(const Schema& schema, const Options& options) {
@@ -157,7 +171,7 @@ int listMethods(const Schema& schema) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   const auto options = inspect::readOptions(argc, argv);
   if (!options) return wrongArguments;
   if (options->task == Task::help) return print(inspect::usage);
@@ -174,4 +188,7 @@ int main(int argc, char** argv) {
     return wrongArguments;
   }
   return inspectAll(schema, *options);
+} catch (const std::exception& error) {  // no memory
+  report("%s", error.what());
+  return refused;
 }

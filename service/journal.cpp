@@ -15,7 +15,7 @@ namespace {
 using inspect::Bytes;
 
 // FlatBuffers takes half a second to write a mebibyte of a batch as JSON.
-constexpr std::size_t longestShown = 64 * 1024;
+constexpr std::size_t longestShown = 65536;
 
 const char compact[] = "compact";
 const char full[] = "full";
@@ -59,7 +59,7 @@ std::string lineFor(const std::string& method, std::size_t bytes, const char* ki
 }
 
 std::string shown(const inspect::Schema& schema, const inspect::Schema::Method& method,
-                  inspect::Bytes message) {
+                  Bytes message) {
   return message.size() <= longestShown ? schema.json(method, message) : "(too long to be shown)";
 }
 

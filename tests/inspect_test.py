@@ -116,6 +116,21 @@ for path, message in messages.items():
 check(not (found := verdicts(cut)), found)
 check(0 < len(verdicts(noise)) < len(noise) / 2, "hardly a damaged message is refused")
 
+# What a reader would take, and no encoder of this interface writes.
+array = struct.pack("<II", 4, 32) + bytes(32)
+made = {
+    "0-reset_acl_failrecord_cmd": struct.pack("<I3Hi", 10, 6, 44, 4, 6) + array,
+    "1-reset_acl_failrecord_cmd": struct.pack("<I3HiII", 10, 6, 43, 4, 6, 4, 31) + bytes(31),
+    "2-reset_acl_failrecord_cmd": struct.pack("<I3Hi", 10, 6, 4, 0, 6),
+    "3-reset_acl_failrecord_cmd": struct.pack("<I4Hi", 12, 8, 44, 4, 0, 8) + array,
+    "4-match_any_oper": struct.pack("<I3HiI8Hi", 10, 6, 8, 4, 6, 20, 16, 4, *[0] * 6, 16),
+    "5-match_any_oper": struct.pack("<I3HiIi8H", 10, 6, 8, 4, 6, 4, -4, 16, 4, *[0] * 6),
+    "6-ProcMqcBatchMsg": struct.pack("<IiIIIIII6HI", 4, -28, 1, 2, 3, 4, 4, 99, 12, 28, 4, 8, 12, 16, 0),
+}
+found = verdicts({"%s.%s.bin" % (name, "full" if name[0] == "6" else "compact"): message
+                  for name, message in made.items()})
+check({name[0] for name in found} == {"0", "4"}, "made by hand, taken:", found)
+
 # Five megabytes.
 content = random.randbytes(5_000_000)
 big = struct.pack("<I6Hi4I", 16, 12, 65535, 4, 8, 12, 16, 12, 1, 2, 3, 4) + \
@@ -159,4 +174,6 @@ check(not re.search(r"https?:|url\(|@import", text), "the page needs something e
 page = Page()
 page.feed(text)
 check([bytes.fromhex(part) for part in page.bytes] == list(messages.values()), "the page has other bytes")
+for part, message in zip(text.split("<pre>")[1:], messages.values()):
+    check(re.findall(r"<s>\+(\w+)", part) == ["%02X" % at for at in range(0, len(message), 16)], "rows of the page")
 check(page.marked and page.marked <= page.entries and not page.open, "bytes without an entry")

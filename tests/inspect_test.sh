@@ -37,12 +37,15 @@ cp $rule bad/message
 head -c 60 $rule >bad/$'0005\n-sendRuleMac.compact.bin'
 refused 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
 refused 1 'in the compact encoding' bad/0004-sendRuleMac.full.bin
+head -c 60 all/0001-*.compact.bin >bad/cut
+refused 1 'f1 with 32 elements reaches past the end' --method sendClassifierTemplate bad/cut
 refused 1 'its name' bad/message
 refused 1 'its name' bad/$'0005\n-sendRuleMac.compact.bin'
 refused 1 'No such file' bad/0001-sendRuleMac.compact.bin
 refused 1 'Is a directory' --method sendRuleMac bad
 refused 1 '+00: the root offset' --method sendRuleMac -
 refused 1 'No such file' --output absent/page $rule
+refused 1 '+04: a vtable of 12 bytes, that of MQC_match_acl has 16' --method match_acl_oper $rule
 refused 2 'no file'
 refused 2 'no such option' --bogus $rule
 refused 2 'no such option' --method

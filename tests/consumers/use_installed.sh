@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the consumers against an installed tree, wherever it lies, and runs them; then has the
-# installed tarn-inspect, which a cross build leaves out, show what the stand-in captured.
+# installed tarn-inspect, which a cross build may leave out, show what the stand-in captured.
 # usage: use_installed.sh PREFIX LIBDIR
 # environment: CC CXX; for a cross build TOOLCHAIN (a CMake file) and EMULATOR (a command)
 set -eu
@@ -52,7 +52,7 @@ run "$work/build/platform_last"
 [ -z "${EMULATOR:-}" ] || [ -e "$prefix/bin/tarn-inspect" ] || exit 0
 echo "tarn-inspect:"
 sent=$work/captured/0001-sendClassifierTemplate.compact.bin
-"$prefix/bin/tarn-inspect" "$sent" >"$work/json"
-"$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
+run "$prefix/bin/tarn-inspect" "$sent" >"$work/json"
+run "$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
 grep '"f6": 287454020' "$work/json"
 grep 'f6: uint 287454020 (0x11223344)' "$work/annotated"
