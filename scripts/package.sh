@@ -98,8 +98,6 @@ $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config.cmake
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-targets-release.cmake
 $lib/cmake/tarn_cli_mqc/tarn_cli_mqc-targets.cmake
 $lib/pkgconfig/tarn_cli_mqc.pc
-/usr/share/bash-completion/completions/tarn-inspect
-/usr/share/man/man1/tarn-inspect.1
 /usr/share/tarn_cli_mqc/schema/mqc_fes_intf.fbs
 /usr/share/tarn_cli_mqc/schema/mqc_fes_intf_service.fbs
 /usr/share/tarn_cli_mqc/schema/mqc_reply.fbs
