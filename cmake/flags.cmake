@@ -12,13 +12,14 @@ if(TARN_SANITIZE)
   add_link_options(-fsanitize=${TARN_SANITIZE})
 endif()
 
-# For the library: nothing at run time but the C library, and nothing in it that nobody calls.
-# Two targets, since the objects also go into programs.
+# For the library: nothing at run time but the C library, and nothing in it that nobody calls, whatever
+# a distribution adds to its compilers' flags. Two targets, since the objects also go into programs.
 add_library(tarn_lean_code INTERFACE)
 target_compile_options(
   tarn_lean_code
   INTERFACE -fvisibility=hidden
             -fno-plt
+            -fno-stack-protector
             -ffunction-sections
             -fdata-sections
             $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>

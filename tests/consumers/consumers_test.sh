@@ -21,8 +21,7 @@ if CXX="$CXX" cmake -S "$here/find_package" -B "$work/without" \
 fi
 grep -q 'its component tarn_platform is not installed' "$work/log" ||
   { cat "$work/log" >&2; fail "find_package does not say which component is missing"; }
-lay_out standin
-[ ! -d "$build/platform/grpc" ] || lay_out grpc
+for component in standin grpc serve; do lay_out $component; done
 
 mv "$work/first" "$work/elsewhere"
 absolute=$(grep -rlIF -e "$work" -e "$build" "$work/elsewhere") &&

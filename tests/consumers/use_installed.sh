@@ -12,7 +12,8 @@ for tool in pkg-config cmake "${CC:?}" "${CXX:?}"; do
   command -v "$tool" >/dev/null || { echo "use_installed.sh: $tool is missing" >&2; exit 1; }
 done
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+service=
+trap '[ -z "$service" ] || kill "$service"; rm -rf "$work"' EXIT
 mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
@@ -88,3 +89,14 @@ run "$prefix/bin/tarn-inspect" "$sent" >"$work/json"
 run "$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
 grep '"f6": 287454020' "$work/json"
 grep 'f6: uint 287454020 (0x11223344)' "$work/annotated"
+
+[ -z "${EMULATOR:-}" ] && [ -e "$prefix/bin/tarn-serve" ] || exit 0
+echo "tarn-serve:"
+mkdir "$work/served"
+export TARN_GRPC_TARGET=unix:$work/socket TARN_GRPC_WAIT=1
+run "$prefix/bin/tarn-serve" --listen "$TARN_GRPC_TARGET" --capture "$work/served" >"$work/told" &
+service=$!
+build any_order tarn_platform_grpc tarn_cli_mqc
+run "$work/any_order"
+grep qos_group_port "$work/told"
+run "$prefix/bin/tarn-inspect" "$work"/served/*-qos_group_port.compact.bin | grep -c '"f[0-4]": 0'

@@ -103,6 +103,10 @@ refused 1 'No such file' --listen "unix:$work/absent/socket"
 refused 1 'in use' --listen "unix:$work/expected"
 [ -s expected ] || fail "a file was taken for a socket"
 "$tarn_serve" --help | grep -q '^usage: ' || fail "no help"
+for option in $("$tarn_serve" --help | grep -oE -- '--[a-z]+' | sort -u); do
+  sed 's/\\-/-/g' "$source/docs/man/tarn-serve.1" | grep -qE -- "^\.B.* \"?$option" ||
+    fail "$option is not in the manual page"
+done
 grep -q "VERSION $("$tarn_serve" --version | sed -n 's/^tarn-serve //p')$" "$source/CMakeLists.txt" ||
   fail "not this tree's version"
 
