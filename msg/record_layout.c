@@ -7,6 +7,7 @@
 #include "mqc_fes_intf.h"
 
 #define LAYOUT(Type, size, members)                                                            \
+  enum { Type##_isLaidOut = 1 };                                                               \
   {                                                                                            \
     typedef Type Record;                                                                       \
     _Static_assert(sizeof(Record) == (size) && members, #Type " is not " #size " bytes long"); \
@@ -169,4 +170,8 @@ void recordLayout(void) {
              AT(f5, 74, 1) && AT(f6, 75, 1) && AT(f7, 76, 1) && AT(f8, 77, 1))
   LAYOUT(SPSA_BrkIfCfgMsg, 16, AT(f0, 0, 4) && AT(f1, 4, 4) && AT(f2, 8, 4) && AT(f3, 12, 4))
   LAYOUT(SPSA_BrkWhiteListMsg, 16, AT(f0, 0, 4) && AT(f1, 4, 4) && AT(f2, 8, 1) && AT(f3, 12, 4))
+
+#define IS_LAID_OUT(method, Type) Type##_isLaidOut&&
+  _Static_assert(MQC_FES_INTF_METHODS(IS_LAID_OUT, IS_LAID_OUT) 1, "every request has its row");
+#undef IS_LAID_OUT
 }

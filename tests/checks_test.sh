@@ -5,7 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp -r "$source"/{include,codec,msg,stubs,platform,scripts} "$work"
+cp -r "$source"/{include,codec,msg,stubs,platform,inspect,service,scripts} "$work"
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
@@ -28,5 +28,8 @@ against msg/record_layout.c '#include "platform/log.h"'
 against stubs/calls.cpp '#include "codec/compact.h"'
 against platform/loopback/runtime.cpp '#include "codec/bytes.h"'
 against platform/common/encode.h '#include "platform/loopback/state.h"'
+against platform/grpc/runtime.cpp '#include "platform/loopback/state.h"'
+against inspect/walk.cpp '#include "service/server.h"'
+against service/journal.cpp '#include "platform/grpc/channel.h"'
 against platform/stand_in.h '#include "platform/common/report.h"'
 echo "each include against the layers is refused"

@@ -18,6 +18,9 @@ block testing.md c | diff - "$source/examples/caller_test.c" ||
 
 ! grep -nE '@[A-Z]+@' "$source"/*.md "$source"/docs/*.md ||
   { echo "a placeholder is left in the documents" >&2; exit 1; }
+methods=$(tarn-inspect --methods | wc -l)
+! grep -oE '[0-9]+ methods' "$source"/README.md | grep -vx "$methods methods" ||
+  { echo "README.md tells another number than $methods methods" >&2; exit 1; }
 # What a team writes into the schema is in the catalogue.
 cp -r "$source/schema" .
 sed -i 's,^table MQC_notify_save_acl_res {,/// What is asked\n&\n/// Where | why\n,' schema/mqc_fes_intf.fbs

@@ -8,7 +8,7 @@ shift 3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 {
-  sed -nE 's/^(u32|u64|int|void\*?) ([A-Za-z0-9_]+)\(.*/\2/p' "$@"
+  sed -nE 's/^(u32|u64|int|void\*?|const char\*) ([A-Za-z0-9_]+)\(.*/\2/p' "$@"
   sed -nE 's/^#define KVR_OSAL_LOG_WRITE "(.*)"/\1/p' "$@"
 } | LC_ALL=C sort >"$work/declared"
 "$nm" -D --defined-only "$library" | awk '{print $3}' | LC_ALL=C sort >"$work/exported"
