@@ -54,8 +54,7 @@ u32 Completions::begin(Channel& channel, const MethodId& method, const grpc::Byt
   if (!call->hasPlace) return TARN_GRPC_BUSY;
   call->sequence = enter();
   call->exchange.start(channel, request, call->sequence, queue_, call.get());
-  // NOLINTNEXTLINE(bugprone-unused-return-value): the queue gives it back
-  call.release();
+  static_cast<void>(call.release());  // the queue gives it back
   return TARN_STATUS_OK;
 }
 

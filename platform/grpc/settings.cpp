@@ -65,7 +65,7 @@ std::string textOf(const char* name, const char* text) {
 std::string pemOf(const char* name, const char* path, const char* content) {
   if (path == nullptr) return {};
   std::ifstream file(path, std::ios::binary);
-  const std::string pem(std::istreambuf_iterator<char>(file), {});
+  std::string pem(std::istreambuf_iterator<char>(file), {});
   if (!file.is_open() || file.bad()) {
     refuse(name, "is '" + std::string(path) + "': " + std::strerror(errno));
   }

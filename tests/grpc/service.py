@@ -3,9 +3,10 @@
 
 usage: service.py DIR ANSWER [CERTIFICATE]
 
-Listens on DIR/socket once there is DIR/ready. A line of DIR/received is a message: sequence number, method, bytes as
-hexadecimal pairs; those of a large one lie in DIR/large. ANSWER is the status, or a fault. With a
-CERTIFICATE, the name of a pair of files in DIR, it speaks TLS with clients that DIR/ca.crt signed.
+Listens on DIR/socket once there is DIR/ready. A line of DIR/received is a message: sequence number,
+method, bytes as hexadecimal pairs; those of a large one lie in DIR/large. ANSWER is the status, or a
+fault. With a CERTIFICATE, the name of a pair of files in DIR, it speaks TLS with clients that
+DIR/ca.crt signed.
 """
 
 import ctypes

