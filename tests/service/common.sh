@@ -3,7 +3,7 @@
 
 work=$(mktemp -d)
 services=()
-trap 'for process in "${services[@]}"; do kill -KILL "$process" || true; done; wait; rm -rf "$work"' EXIT
+trap 'for process in "${services[@]}"; do kill -KILL "$process" 2>/dev/null || true; done; wait; rm -rf "$work"' EXIT
 cd "$work"
 fail() { echo "${0##*/}: $*" >&2; exit 1; }
 

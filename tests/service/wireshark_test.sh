@@ -11,7 +11,7 @@ port=${address##*:}
 start captured tshark -l -i lo -f "tcp port $port" -w calls.pcapng -P -a duration:60
 for _ in $(seq 100); do
   ! grep -q 'Capture started' captured.err || break
-  kill -0 "$service" 2>/dev/null || skip "no right to capture: $(grep -v '^Running as' captured.err)"
+  kill -0 "$service" 2>/dev/null || skip "no right to capture: $(grep -m1 -i permission captured.err)"
   sleep 0.1
 done
 capture_all
