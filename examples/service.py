@@ -28,12 +28,12 @@ class ExampleService(MqcFesIntfServicer):
     def sendRuleMac(self, request, context):
         rule = MQC_RuleMac.GetRootAs(request, 0)
         mac = " ".join(str(rule.F1(i)) for i in range(rule.F1Length()))
-        print(f"sendRuleMac: rule {rule.Head().F0()}, MAC {mac}", flush=True)
+        print(f"sendRuleMac: rule {rule.Head().F0()}, MAC {mac}\n", end="", flush=True)
         return reply(0)
 
     def qos_group_port(self, request, context):
         port = MQC_port_group.GetRootAs(request, 0)
-        print(f"qos_group_port: port {port.F0()}, group {port.F1()}", flush=True)
+        print(f"qos_group_port: port {port.F0()}, group {port.F1()}\n", end="", flush=True)
         return reply(0 if port.F0() != 0 else 1)
 
 

@@ -69,13 +69,6 @@ bool Encoding::rootInside() const {
   return root >= wordSize && root <= size_ - wordSize;
 }
 
-bool isComplete(const void* handle, const void* req, const MethodId* method,
-                const IdlMsgDesc* desc) {
-  return handle != nullptr && req != nullptr && method != nullptr &&
-         method->interfaceName != nullptr && method->methodName != nullptr && desc != nullptr &&
-         desc->pack != nullptr;
-}
-
 TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void* req,
                          Encoding& out) {
   if ((desc.packFull == nullptr) != (desc.fullSize == nullptr)) {

@@ -33,8 +33,12 @@ class Encoding {
 };
 
 /// Whether a call's arguments are all there.
-bool isComplete(const void* handle, const void* req, const MethodId* method,
-                const IdlMsgDesc* desc);
+inline bool isComplete(const void* handle, const void* req, const MethodId* method,
+                       const IdlMsgDesc* desc) {
+  return handle != nullptr && req != nullptr && method != nullptr &&
+         method->interfaceName != nullptr && method->methodName != nullptr && desc != nullptr &&
+         desc->pack != nullptr;
+}
 
 /// Whether the descriptor has a full encoding, too.
 inline bool hasFull(const IdlMsgDesc& desc) {

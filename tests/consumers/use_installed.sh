@@ -94,7 +94,8 @@ grep 'f6: uint 287454020 (0x11223344)' "$work/annotated"
 echo "tarn-serve:"
 mkdir "$work/served"
 export TARN_GRPC_TARGET=unix:$work/socket TARN_GRPC_WAIT=1
-run "$prefix/bin/tarn-serve" --listen "$TARN_GRPC_TARGET" --capture "$work/served" >"$work/told" &
+LD_LIBRARY_PATH=$lib "$prefix/bin/tarn-serve" --listen "$TARN_GRPC_TARGET" \
+  --capture "$work/served" >"$work/told" &
 service=$!
 build any_order tarn_platform_grpc tarn_cli_mqc
 run "$work/any_order"
