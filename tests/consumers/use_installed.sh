@@ -50,7 +50,7 @@ for header in "$prefix"/include/mqc_fes_intf.h "$prefix"/include/tarn_platform/p
 done
 
 version=$(sed -n 's/^ *VERSION //p' "$here/../../CMakeLists.txt")
-for file in "$lib"/pkgconfig/*.pc; do
+for file in "$lib"/pkgconfig/tarn_*.pc; do
   module=$(basename "$file" .pc)
   told=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --modversion "$module")
   [ "$told" = "$version" ] || { echo "$module.pc tells $told, not $version" >&2; exit 1; }
