@@ -1,8 +1,8 @@
 #ifndef TESTS_WIRE_H
 #define TESTS_WIRE_H
 
-// Runs encoders the way a runtime would, on memory of exactly the size, and tells what is wrong
-// with what they wrote. No test framework is needed.
+// Runs encoders the way a runtime would, on memory of exactly the size or guarded, and tells what
+// is wrong with what they wrote. No test framework is needed.
 
 #if __has_include(<valgrind/memcheck.h>)
 #include <valgrind/memcheck.h>
@@ -90,7 +90,7 @@ class Encoders {
   std::string runCompact() {
     const u32 query = desc.pack(nullptr, plain_.data());
     if (query != desc.pack(nullptr, noisy_.data())) return "size query varies with padding";
-    std::vector<u8> over00(query, 0x00), overFF(query + 1, 0xFF);
+    std::vector<u8> over00(query, 0x00), overFF(query + 1 + guard, 0xFF);
     u32 capacity = query;
     PackBuf cursor = {over00.data(), &capacity};
     const u32 length = desc.pack(&cursor, plain_.data());
@@ -98,14 +98,16 @@ class Encoders {
     if (desc.pack(&cursor, noisy_.data()) != length) return "length varies with padding";
     if (length + lengthOfEmptyBuffer() != query) return "length is not what the size query told";
     look(over00, overFF, length, compact);
+    if (!isUntouched(overFF, query + 1)) return "compact encoder writes past the end";
     return capacity == query ? "" : "capacity changed";
   }
   std::string runFull() {
     const u32 size = desc.fullSize();
-    std::vector<u8> over00(size, 0x00), overFF(size + 1, 0xFF);
+    std::vector<u8> over00(size, 0x00), overFF(size + 1 + guard, 0xFF);
     const u32 result = desc.packFull(over00.data(), plain_.data());
     const u32 other = desc.packFull(overFF.data() + 1, noisy_.data());
     look(over00, overFF, size, full);
+    if (!isUntouched(overFF, size + 1)) return "full encoder writes past the end";
     return result == 0 && other == 0 ? "" : "full encoder does not return 0";
   }
 
@@ -118,6 +120,11 @@ class Encoders {
   }
 
   static constexpr std::int16_t torn = -2;  ///< made of padding
+  static constexpr u32 guard = 16;  ///< bytes behind an encoding, for machines without sanitizers
+
+  static bool isUntouched(const std::vector<u8>& bytes, u32 from) {
+    return std::all_of(bytes.begin() + from, bytes.end(), [](u8 byte) { return byte == 0xFF; });
+  }
 
   static void look(const std::vector<u8>& over00, const std::vector<u8>& overFF, u32 size,
                    Picture& picture) {
