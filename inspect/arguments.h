@@ -7,16 +7,19 @@
 
 namespace inspect {
 
-/// The next option of a command line, -1 behind the last. '?' for one that is unknown or lacks its
-/// value, which is then told.
+/// The next option of a command line, -1 behind the last. '?' for one that is unknown, or whose
+/// value is missing or empty, which is then told on stderr.
 inline int nextOption(int argc, char** argv, const option* known) {
   opterr = 0;
   const int found = getopt_long(argc, argv, "", known, nullptr);
-  const bool isEmpty = optarg != nullptr && *optarg == '\0';
-  if (found != '?' && !isEmpty) return found;
-  const char* const what = isEmpty ? "a value is empty" : argv[optind - 1];
-  platform::report("%s: no such option, or its value is missing; --help tells more", what);
-  return '?';
+  if (found == '?') {
+    platform::report("%s: no such option, or its value is missing; --help tells more",
+                     argv[optind - 1]);
+  } else if (optarg != nullptr && *optarg == '\0') {
+    platform::report("an option's value is empty; --help tells more");
+    return '?';
+  }
+  return found;
 }
 
 }  // namespace inspect

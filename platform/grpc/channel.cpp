@@ -42,12 +42,12 @@ const int watched =
                      channels().mutex.unlock();
                    });
 
-/// The mutex is held. Before gRPC starts its threads.
+/// The mutex is held, so that no fork comes between. Tried anew by the next call where it throws.
 void makeReady() {
   if (channels().ready) return;
   if (watched != 0) throw std::bad_alloc();
-  channels().ready = true;
   completions().start();
+  channels().ready = true;
 }
 
 grpc::ChannelArguments argumentsOf(const Settings& settings) {
