@@ -64,10 +64,17 @@ class ServiceTest : public testing::Test {
   }
   void stop() {
     if (pid_ == 0) return;
-    send(SIGKILL);
+    kill(pid_, SIGKILL);
     waitpid(std::exchange(pid_, 0), nullptr, 0);
   }
-  void send(int signal) const { kill(pid_, signal); }
+  /// Stops it, and waits until it stands: a signal is under way for a while.
+  void freeze() const {
+    int status = 0;
+    kill(pid_, SIGSTOP);
+    ASSERT_EQ(waitpid(pid_, &status, WUNTRACED), pid_);
+    ASSERT_TRUE(WIFSTOPPED(status));
+  }
+  void thaw() const { kill(pid_, SIGCONT); }
 
   void* open(TarnGrpcOptions options = {}) const {
     if (options.target == nullptr) options.target = target.c_str();
