@@ -9,17 +9,20 @@ notices is a survivor: a gap in the tests, or equivalent, which scripts/equivale
 says and why. Exits with 1 when there is another survivor.
 
 Each result is a line on stdout. A run that was cut short goes on where it stopped, as long as no file
-has changed since: results are kept in build/mutants.
+that is built here has changed since: results are kept in build/mutants. Asks for what the tests with
+clang ask for; "scripts/test.sh clang" installs it.
 """
 
 import argparse
 import concurrent.futures
+import contextlib
 import hashlib
 import os
 import pathlib
 import queue
 import random
 import re
+import signal
 import subprocess
 import sys
 import time
@@ -39,7 +42,17 @@ TESTS_OF = [
     ("msg/*", ENCODERS),
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
+    ("platform/grpc/*", ["setup_test", "grpc_test"]),
 ]
+# Fast to build and run: what a target has is one translation unit.
+CONFIGURE = ["cmake", "-G", "Ninja", "-S", ".", "-DCMAKE_C_COMPILER=clang",
+             "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-w -O1", "-DCMAKE_BUILD_TYPE=None",
+             "-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=0",
+             "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_PROJECT_INCLUDE=cmake/mutants.cmake"]
+FOLDERS = {"plain": [], "thread": ["-DTARN_SANITIZE=thread", "-DTARN_HAS_GRPC=OFF"]}
+NOT_BUILT_HERE = re.compile(r"(docs|debian|bench|abi|examples|fuzz|inspect|service|\.ci)/|.*\.md$|"
+                            r"scripts/(?!mutate)")
+SECONDS = 40  # for a test program; none takes half of it
 SUFFIXES = {".h", ".cpp"}
 NOT_IN_THE_LIBRARY = {"codec/table_info.h"}
 REFUSE_IN_WORDS = {"codec/slots.h", "codec/layout.h", "codec/full.h"}
@@ -106,22 +119,27 @@ def tests_of(name):
     return next(tests for pattern, tests in TESTS_OF if pathlib.PurePath(name).match(pattern))
 
 
-def run(tree, *command, seconds=120):
-    """Whether it ended well."""
-    try:
-        done = subprocess.run(command, cwd=tree, capture_output=True, timeout=seconds, check=False)
-        return done.returncode == 0
-    except subprocess.TimeoutExpired:
-        return False
+def run(tree, *command, seconds=300):
+    """Whether it ended well, with all that it started ended."""
+    with subprocess.Popen(command, cwd=tree, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL, start_new_session=True) as process:
+        try:
+            return process.wait(seconds) == 0
+        except subprocess.TimeoutExpired:
+            return False
+        finally:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGKILL)
 
 
 def notices(tree, test):
     if test == "SlotListErrors":
         return None if run(tree, "ctest", "--test-dir", "plain", "-R", test) else test
     folder, target = test.split("/") if "/" in test else ("plain", test)
-    if not run(tree, "cmake", "--build", folder, "--target", target, "-j1", seconds=300):
+    if not run(tree, "cmake", "--build", folder, "--target", target, "-j1"):
         return "compiler"
-    return None if run(tree, f"{folder}/tests/{target}", "--gtest_brief=1") else test
+    program = next((tree / folder / "tests").rglob(target))
+    return None if run(tree, program, "--gtest_brief=1", seconds=SECONDS) else test
 
 
 def noticed_by(tree, tests):
@@ -134,6 +152,11 @@ def files():
     return {name: (ROOT / name).read_bytes() for name in names if name and (ROOT / name).is_file()}
 
 
+def digest_of(contents):
+    built = {name: content for name, content in contents.items() if not NOT_BUILT_HERE.match(name)}
+    return hashlib.sha256(repr(sorted(built.items())).encode()).hexdigest()[:16]
+
+
 def prepare(tree, contents):
     """Makes the copy what the tree is; what it has built stays."""
     for name, content in contents.items():
@@ -143,10 +166,10 @@ def prepare(tree, contents):
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(content)
         path.chmod((ROOT / name).stat().st_mode)
-    for folder, sanitizer in (("plain", ""), ("thread", "thread")):
-        if not run(tree, "cmake", "-G", "Ninja", "-S", ".", "-B", folder, "-DCMAKE_BUILD_TYPE=Debug",
-                   "-DCMAKE_CXX_FLAGS=-w", f"-DTARN_SANITIZE={sanitizer}", "-DTARN_HAS_GRPC=OFF"):
-            sys.exit("mutate.py: the copy cannot be configured; scripts/test.sh installs what it needs")
+    for folder, options in FOLDERS.items():
+        if not run(tree, *CONFIGURE, *options, "-B", folder):
+            sys.exit("mutate.py: the copy cannot be configured; scripts/test.sh clang installs what "
+                     "it needs")
     for tests in {tuple(tests): tests for _, tests in TESTS_OF}.values():
         noticed = noticed_by(tree, tests)
         if noticed is not None:
@@ -175,8 +198,7 @@ class Results:
     """What is known of mutants, kept on disk while no file changes."""
 
     def __init__(self, contents, total):
-        digest = hashlib.sha256(repr(sorted(contents.items())).encode()).hexdigest()[:16]
-        self.path = WORK / f"results-{digest}.txt"
+        self.path = WORK / f"results-{digest_of(contents)}.txt"
         self.known = {}
         if self.path.exists():
             rows = (line.split("\t", 1) for line in self.path.read_text().splitlines())
