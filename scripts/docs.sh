@@ -15,7 +15,7 @@ rm -rf "$made"
 mkdir -p "$made/pictures" build/reference
 build/demo/docs/catalogue schema >"$made/catalogue.md"
 scripts/pictures.py build/demo/bin/tarn-inspect "$made/pictures"
-for file in catalogue.md pictures/{call,compact,full}.svg; do
+for file in catalogue.md pictures/{call,compact,full,parts}.svg; do
   [ "$*" = --check ] || cp "$made/$file" "docs/$file"
   diff -u "docs/$file" "$made/$file" ||
     { echo "docs.sh: docs/$file is out of date: scripts/docs.sh" >&2; exit 1; }

@@ -3,17 +3,8 @@
 # usage: inspect_test.sh SOURCE_DIR SEND_ALL TARN_INSPECT
 set -eu
 source=$1 send_all=$2 inspect=$3
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-mkdir all
-"$send_all" all >/dev/null
-fail() { echo "inspect: $*" >&2; exit 1; }
-
-# The example sends each request three times: the first is enough.
-first=()
-for number in $(seq 1 3 163); do first+=(all/$(printf %04d "$number")-*.bin); done
-[ ${#first[@]} -eq 109 ] || fail "${#first[@]} messages captured, not two of 54 methods and one"
+. "$source/tests/service/common.sh"
+capture_all
 for form in --json --annotate --html; do
   "$inspect" $form "${first[@]}" >"shown$form" || fail "a captured message is refused"
 done

@@ -1,6 +1,8 @@
 # shellcheck shell=bash
-# Sourced by the tests of this folder: services that are started and always ended.
+# Sourced by tests of the programs: captures of every method, services that are started and always ended.
 
+read -r methods fulls < <(awk '/^[^#]/ {++m; f += $7 > 0} END {print m, f}' "$source/tests/methods.txt")
+messages=$((methods + fulls))
 work=$(mktemp -d)
 services=()
 trap 'for process in "${services[@]}"; do kill -KILL "$process" 2>/dev/null || true; done; wait; rm -rf "$work"' EXIT
@@ -51,6 +53,7 @@ capture_all() {
   mkdir all
   "$send_all" all >/dev/null
   first=()
-  for number in $(seq 1 3 163); do first+=(all/$(printf %04d "$number")-*.bin); done
-  [ ${#first[@]} -eq 109 ] || fail "${#first[@]} messages captured, not two of 54 methods and one"
+  for number in $(seq 1 3 $((3 * methods))); do first+=(all/$(printf %04d "$number")-*.bin); done
+  [ ${#first[@]} -eq "$messages" ] ||
+    fail "${#first[@]} messages captured, not $messages: one for each method and each full encoding"
 }
