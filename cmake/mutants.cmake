@@ -1,6 +1,6 @@
 # For scripts/mutate.py, which builds the tests again and again: what never changes is compiled once.
+# contract_test is left out: it puts functions of its own before the C library's.
 function(precompile_googletest)
-# contract_test is left out: it puts its own functions before those of the C library.
   foreach(test codec_test digest_test golden_test grpc_test model_test platform_test
                roll_call_test schema_test setup_test)
     if(TARGET ${test})

@@ -42,5 +42,12 @@ struct Pointed {
   const u8* f0;
 };
 
+struct Buffered {
+  u32 f0_len;
+  const u8* f0;
+  u8 f1;
+  u8 f2;
+};
+
 SLOTS(Single, SLOT(f0))
 CASE;
