@@ -6,6 +6,7 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <random>
 #include <regex>
 
 #include "inspect/forms.h"
@@ -16,6 +17,7 @@ const char* const platform::reporter = "tarn-inspect";
 
 namespace {
 
+namespace fs = std::filesystem;
 using inspect::Message;
 using inspect::Options;
 using inspect::Schema;
@@ -53,11 +55,16 @@ class Output {
  private:
   std::FILE* open() {
     std::error_code unknown;
-    const auto status = std::filesystem::status(path_, unknown);
-    const bool isOther = std::filesystem::is_other(status);  // a pipe or a device stays what it is
-    if (!isOther) part_ = path_ + ".part";
-    std::FILE* const file = std::fopen(isOther ? path_.c_str() : part_.c_str(), "w");
-    if (file == nullptr) error_ = errno;
+    const fs::path linked = fs::canonical(path_, unknown);
+    if (!unknown) path_ = linked;
+    // A pipe or a device stays what it is.
+    const bool isOther = fs::is_other(fs::status(path_, unknown));
+    if (!isOther) part_ = path_ + '.' + std::to_string(std::random_device{}()) + ".part";
+    std::FILE* const file = isOther ? std::fopen(path_.c_str(), "w") : std::fopen(part_.c_str(), "wx");
+    if (file == nullptr) {
+      error_ = errno;
+      part_.clear();
+    }
     return file;
   }
   /// Gives what was written its name, or takes it back.

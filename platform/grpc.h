@@ -107,7 +107,8 @@ const char* TarnGrpc_statusText(u32 status);
 
 /**
  * Tells why the calling thread's last failure failed: a set-up or a call, in a callback the
- * callback's call.
+ * callback's call. What the library refuses by itself, a one-way message without a request, is not
+ * among them.
  *
  * @return one line without its end, valid until the thread's next call; empty when none failed yet
  */

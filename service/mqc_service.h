@@ -12,7 +12,7 @@
  *                              const flatbuffers::grpc::Message<MQC_RuleMac>* request,
  *                              flatbuffers::grpc::Message<MqcReply>* reply) override {
  *       const MQC_RuleMac* rule = mqc::parse(*request);
- *       if (rule == nullptr) return mqc::damaged();
+ *       if (rule == nullptr || rule->f1() == nullptr) return mqc::damaged();
  *       ...
  *       *reply = mqc::reply(0);
  *       return grpc::Status::OK;
@@ -58,7 +58,8 @@ inline flatbuffers::Verifier verifier(const std::uint8_t* bytes, std::size_t siz
  * Checks a request and gives access to its fields.
  *
  * @param message the request, which owns the bytes
- * @return the request, valid as long as the message; nullptr when it is damaged
+ * @return the request, valid as long as the message; nullptr when it is damaged. Any table or vector
+ * in it may be nullptr: the library always sends them, others need not.
  */
 template <class Request>
 const Request* parse(const flatbuffers::grpc::Message<Request>& message) {

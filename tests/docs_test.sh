@@ -65,6 +65,11 @@ done
   { echo "README.md shows other bytes than the demo" >&2; exit 1; }
 head -c 60 captured/0016-sendRuleMac.compact.bin >cut.bin
 ! ./read cut.bin 2>/dev/null || { echo "the C++ reader takes a message that was cut" >&2; exit 1; }
+# An empty table is whole, and has nothing of what the reader reads.
+printf '\10\0\0\0\4\0\4\0\4\0\0\0' >empty.bin
+status=0
+./read empty.bin || status=$?
+[ "$status" -eq 1 ] || { echo "the C++ reader ends with $status on an empty table" >&2; exit 1; }
 # The accessors alone would read the whole message in it.
 { cat captured/0016-sendRuleMac.full.bin; echo; } >longer.bin
 ! /usr/bin/python3 read.py longer.bin 2>/dev/null ||

@@ -54,6 +54,10 @@ status=0
 "$inspect" $rule >json
 "$inspect" --method sendRuleMac - <$rule | diff json - || fail "the standard input"
 "$inspect" --method sendRuleMac --output file bad/message && diff json file || fail "--output"
+ln -s file link
+echo kept >file.part
+"$inspect" --annotate --output link $rule && [ -L link ] && ! diff file json >/dev/null &&
+  [ "$(cat file.part)" = kept ] || fail "--output follows no link, or takes another file's name"
 mkdir ./-odd
 cp $rule ./-odd/0001-sendRuleMac.compact.bin
 "$inspect" --json -- -odd/0001-sendRuleMac.compact.bin | diff json - || fail "a path with a dash"

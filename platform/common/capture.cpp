@@ -77,9 +77,10 @@ fs::path fileName(u64 number, const char* method, const char* encoding) {
 int publish(const TemporaryFile& compact, const TemporaryFile& full, const fs::path& dir,
             u64 number, const char* method) {
   const fs::path compactPath = dir / fileName(number, method, "compact");
+  const fs::path fullPath = dir / fileName(number, method, "full");
   const int error = compact.linkTo(compactPath);
   if (error != 0) return error;
-  const int fullError = full.linkTo(dir / fileName(number, method, "full"));
+  const int fullError = full.linkTo(fullPath);
   if (fullError != 0 && compact.exists()) ::unlink(compactPath.c_str());
   return fullError;
 }

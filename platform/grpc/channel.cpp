@@ -97,16 +97,18 @@ Channel* defaultChannel(RpcServerAddr& addr) {
   const std::lock_guard lock(channels().mutex);
   Channel* channel = kept.load(std::memory_order_acquire);
   if (channel != nullptr) return channel;
+  Settings settings = settingsOfEnvironment();
   makeReady();
-  channel = new Channel(settingsOfEnvironment());
+  channel = new Channel(std::move(settings));
   kept.store(channel, std::memory_order_release);
   return channel;
 }
 
 Channel* openChannel(const TarnGrpcOptions& options) {
   const std::lock_guard lock(channels().mutex);
+  Settings settings = settingsOf(options);
   makeReady();
-  auto channel = std::make_unique<Channel>(settingsOf(options));
+  auto channel = std::make_unique<Channel>(std::move(settings));
   channels().opened.insert(channel.get());
   return channel.release();
 }

@@ -44,7 +44,8 @@ Completions& completions() {
 }
 
 void Completions::start() {
-  if (std::atexit([] { completions().atExit(); }) != 0) throw std::bad_alloc();
+  static const int watched = std::atexit([] { completions().atExit(); });  // also when tried again
+  if (watched != 0) throw std::bad_alloc();
   // Nobody joins it: a callback that hangs, or that calls exit(), must not hang the exit.
   std::thread(&Completions::run, this).detach();
 }

@@ -69,9 +69,13 @@ u32 failure(const char* who, u32 status, const std::string& more) noexcept {
   return status;
 }
 
-void setupFailure(const std::string& why) {
-  report("%s", why.c_str());
-  lastText = why;
+void setupFailure(const char* why) noexcept {
+  try {
+    report("%s", why);
+    lastText = why;
+  } catch (const std::bad_alloc&) {
+    lastText.clear();
+  }
 }
 
 const char* lastFailure() {

@@ -18,7 +18,7 @@ class SetupError : public std::runtime_error {
 /// Keeps what a status means, and more where there is more to say; returns the status.
 u32 failure(const char* who, u32 status, const std::string& more = "") noexcept;
 /// Keeps the text and reports it as well.
-void setupFailure(const std::string& why);
+void setupFailure(const char* why) noexcept;
 const char* lastFailure();
 
 }  // namespace platform

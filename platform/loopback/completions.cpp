@@ -26,9 +26,10 @@ TarnStatus Completions::start() {
   return TARN_STATUS_OK;
 }
 
-void Completions::post(RpcAsyncCallback callback, u32 status, void* userData) {
+void Completions::post(std::list<Completion> one, u32 status) noexcept {
+  one.front().status = status;
   const std::lock_guard lock(mutex_);
-  pending_.push_back({callback, status, userData});
+  pending_.splice(pending_.end(), one);
   ++postedCount_;
   posted_.notify_one();
 }

@@ -2,7 +2,7 @@
 #define PLATFORM_COMPLETIONS_H
 
 #include <condition_variable>
-#include <deque>
+#include <list>
 #include <mutex>
 
 #include "mqc_fes_intf.h"
@@ -13,27 +13,27 @@ namespace platform {
 /// Calls the callbacks of asynchronous calls, in order, on a thread of its own.
 class Completions {
  public:
+  struct Completion {
+    RpcAsyncCallback callback;
+    void* userData;
+    u32 status;
+  };
+
   /// Starts the thread unless it runs, and reports when that fails.
   TarnStatus start();
-  /// Hands the thread a callback; start() has succeeded.
-  void post(RpcAsyncCallback callback, u32 status, void* userData);
+  /// Hands the thread a callback, alone in its list; start() has succeeded.
+  void post(std::list<Completion> one, u32 status) noexcept;
   /// Waits for all that was posted so far.
   TarnStatus drain();
 
  private:
-  struct Completion {
-    RpcAsyncCallback callback;
-    u32 status;
-    void* userData;
-  };
-
   void run();
   Completion take();
 
   std::mutex mutex_;
   std::condition_variable posted_;
   std::condition_variable done_;
-  std::deque<Completion> pending_;
+  std::list<Completion> pending_;
   u64 postedCount_ = 0;
   u64 doneCount_ = 0;
   bool running_ = false;

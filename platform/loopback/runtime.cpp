@@ -1,5 +1,8 @@
 // The RPC runtime, as a loopback within the process.
 
+#include <new>
+#include <utility>
+
 #include "platform/common/encode.h"
 #include "platform/loopback/state.h"
 #include "platform/rpc.h"
@@ -24,7 +27,7 @@ u32 deliver(const TarnMessage& message) {
 }
 
 u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, const IdlMsgDesc* desc,
-         TarnVariant variant) {
+         TarnVariant variant) try {
   if (!isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
   Encoding compact;
   Encoding full;
@@ -36,6 +39,8 @@ u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, con
   void* const opt = *static_cast<void* const*>(handle);
   return deliver(
       {*method, variant, reqSize, opt, compact.bytes(), compact.size(), full.bytes(), full.size()});
+} catch (const std::bad_alloc&) {
+  return TARN_STATUS_NO_RESOURCES;
 }
 
 u32 completionStatus() {
@@ -43,14 +48,29 @@ u32 completionStatus() {
   return state().settings.completionStatus;
 }
 
+/// An asynchronous call; what its completion needs is there before anything is delivered.
+u32 sendAndPost(void* handle, const void* req, const MethodId* method, const IdlMsgDesc* desc,
+                const AsyncCallCtx& ctx) try {
+  std::list<Completions::Completion> completion = {{ctx.cb, ctx.userData, 0}};
+  const TarnStatus started = state().completions.start();
+  if (started != TARN_STATUS_OK) return started;
+  const u32 status = send(handle, req, ctx.reqSize, method, desc, TARN_VARIANT_ASYNC);
+  if (status == TARN_STATUS_OK) state().completions.post(std::move(completion), completionStatus());
+  return status;
+} catch (const std::bad_alloc&) {
+  return TARN_STATUS_NO_RESOURCES;
+}
+
 }  // namespace
 }  // namespace platform
 
-void* RPC_GetRpcInvoke(RpcServerAddr*, void* opt) {
+void* RPC_GetRpcInvoke(RpcServerAddr*, void* opt) try {
   platform::State& state = platform::state();
   const std::lock_guard lock(state.mutex);
   if (!state.settings.handleAvailable) return nullptr;
   return const_cast<void**>(&*state.options.insert(opt).first);
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const MethodId* method,
@@ -61,14 +81,8 @@ u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const M
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
   if (ctx == nullptr) return TARN_STATUS_INVALID;
-  platform::Completions& completions = platform::state().completions;
-  const TarnStatus started = ctx->cb != nullptr ? completions.start() : TARN_STATUS_OK;
-  if (started != TARN_STATUS_OK) return started;
-  const u32 status = platform::send(handle, req, ctx->reqSize, method, desc, TARN_VARIANT_ASYNC);
-  if (status == TARN_STATUS_OK && ctx->cb != nullptr) {
-    completions.post(ctx->cb, platform::completionStatus(), ctx->userData);
-  }
-  return status;
+  if (ctx->cb != nullptr) return platform::sendAndPost(handle, req, method, desc, *ctx);
+  return platform::send(handle, req, ctx->reqSize, method, desc, TARN_VARIANT_ASYNC);
 }
 
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
