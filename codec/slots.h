@@ -41,7 +41,6 @@ struct Slot {
                                    : (std::is_array_v<Member> ? Kind::vector : Kind::scalar);
   static constexpr std::size_t offset = Offset;
   static constexpr std::size_t size = sizeof(Member);
-  static constexpr std::size_t alignment = alignof(Member);
   static constexpr std::size_t count = size / sizeof(Element);
 };
 
@@ -56,7 +55,6 @@ struct Buffer {
   static constexpr std::size_t offset = LengthOffset;
   static constexpr std::size_t pointerOffset = PointerOffset;
   static constexpr std::size_t size = PointerOffset + sizeof(u8*) - LengthOffset;
-  static constexpr std::size_t alignment = alignof(u32);
   static constexpr std::size_t count = 0;
 };
 
@@ -114,21 +112,11 @@ constexpr std::size_t slotLeaves() {
   }
 }
 
-struct Coverage {
-  bool inOrder = true;   ///< each slot's member lies behind that of the slot before
-  bool unbroken = true;  ///< only natural padding lies between them and at the record's end
-};
-
-template <class Record, class... Slots>
-constexpr Coverage coverage() {
-  Coverage found;
+/// Whether each slot's member lies behind that of the slot before.
+template <class... Slots>
+constexpr bool inOrder() {
   std::size_t end = 0;
-  ((found.inOrder = found.inOrder && Slots::offset >= end,
-    found.unbroken = found.unbroken && Slots::offset <= roundUp(end, Slots::alignment),
-    end = Slots::offset + Slots::size),
-   ...);
-  found.unbroken = found.unbroken && roundUp(end, alignof(Record)) == sizeof(Record);
-  return found;
+  return ((Slots::offset >= std::exchange(end, Slots::offset + Slots::size)) && ...);
 }
 
 /// The slot list of Record, refused in words when it does not tell the whole record in order.
@@ -136,10 +124,9 @@ template <class Record, class... Slots>
 struct CheckedSlots {
   static_assert(std::is_standard_layout_v<Record> && std::is_trivial_v<Record>,
                 "a request record is a plain C struct");
-  static_assert(coverage<Record, Slots...>().inOrder,
+  static_assert(inOrder<Slots...>(),
                 "slot list repeats a member or lists members out of record order");
-  static_assert(coverage<Record, Slots...>().unbroken &&
-                    !hasLeaves<Record, (slotLeaves<Slots>() + ... + 1)>,
+  static_assert(!hasLeaves<Record, (slotLeaves<Slots>() + ... + 1)>,
                 "slot list misses a member of the record");
   using List = SlotList<Slots...>;
 };

@@ -34,7 +34,7 @@ ENCODERS = ["golden_test", "roll_call_test", "contract_test", "digest_test", "sc
 # Sources and the tests that matter for them. thread/ is a build under the thread sanitizer.
 TESTS_OF = [
     ("codec/contract.cpp", ["contract_test", "roll_call_test", "thread/contract_test"]),
-    ("codec/contract.h", ["contract_test", "roll_call_test"]),
+    ("codec/contract.h", ["contract_test", *ENCODERS]),
     ("codec/slots.h", ["codec_test", "SlotListErrors", *ENCODERS]),
     ("codec/layout.h", ["codec_test", "SlotListErrors", *ENCODERS]),
     ("codec/*.h", ["codec_test", *ENCODERS, "SlotListErrors"]),
