@@ -2,18 +2,32 @@
 # compiler alone: find_package could take the building machine's libraries for another machine's.
 include(CheckCXXSourceCompiles)
 
+# tarn_check_program(<variable> <libraries> <source>): whether that compiles and links. What was missing is
+# asked for again by the next configuration: it may have been installed since.
+macro(tarn_check_program variable libraries source)
+  if(NOT ${variable})
+    unset(${variable} CACHE)
+  endif()
+  set(CMAKE_REQUIRED_LIBRARIES ${libraries})
+  check_cxx_source_compiles("${source}" ${variable})
+  unset(CMAKE_REQUIRED_LIBRARIES)
+endmacro()
+
 set(grpc_libraries grpc++ grpc gpr absl_synchronization)
-set(CMAKE_REQUIRED_LIBRARIES ${grpc_libraries})
-check_cxx_source_compiles(
-  "#include <flatbuffers/flatbuffers.h>
-  #include <grpcpp/generic/generic_stub.h>
-  int main() { grpc::CompletionQueue queue; }"
-  TARN_HAS_GRPC)
-unset(CMAKE_REQUIRED_LIBRARIES)
+option(TARN_WITH_GRPC "Deliver over gRPC, where its packages are" ON)
+if(TARN_WITH_GRPC)
+  tarn_check_program(
+    TARN_HAS_GRPC "${grpc_libraries}"
+    "#include <flatbuffers/flatbuffers.h>
+    #include <grpcpp/generic/generic_stub.h>
+    int main() { grpc::CompletionQueue queue; }")
+else()
+  set(TARN_HAS_GRPC OFF)
+endif()
 
 if(TARN_HAS_GRPC)
   add_library(tarn_grpc INTERFACE)
   target_link_libraries(tarn_grpc INTERFACE ${grpc_libraries})
 else()
-  message(STATUS "tarn_platform_grpc is left out: libgrpc++-dev, libflatbuffers-dev are missing")
+  message(STATUS "tarn_platform_grpc is left out: libgrpc++-dev, libflatbuffers-dev are missing, or TARN_WITH_GRPC is off")
 endif()

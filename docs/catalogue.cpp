@@ -73,7 +73,7 @@ std::string elementOf(const SlotInfo& slot) {
 }
 
 std::string typeOf(const SlotInfo& slot) {
-  if (slot.kind == Kind::buffer) return "`u32` length, `u8*`";
+  if (slot.kind == Kind::buffer) return "`u8*`, its `u32` length before it";
   std::string text = elementOf(slot);
   if (slot.kind == Kind::vector || slot.kind == Kind::tables) {
     text += " × " + std::to_string(slot.count);

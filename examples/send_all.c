@@ -2,6 +2,9 @@
  * Sends one request of every method in each of the three ways through the stand-in platform, and
  * shows what went out.
  *
+ * Built with every_method.c: cc send_all.c every_method.c $(pkg-config --cflags --libs tarn_cli_mqc
+ * tarn_platform)
+ *
  * usage: send_all [CAPTURE_DIR]     an existing directory that keeps the messages
  */
 #include <stdio.h>

@@ -83,7 +83,9 @@ def label(words):
 def svg(width, height, title, body):
     dark = "".join(f".{kind}{{fill:{colours[2]}}}" for kind, colours in KINDS.items())
     light = "".join(f".{kind}{{fill:{colours[1]}}}" for kind, colours in KINDS.items())
-    return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
+    shown = min(width, 900)  # what has room beside the site's list of pages
+    return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{shown}" '
+            f'height="{height * shown // width}" '
             f'viewBox="0 0 {width} {height}" role="img">\n<title>{escape(title)}</title>\n'
             f"<style>{light}{STYLE % dark}</style>\n"
             f'<rect class="page" width="{width}" height="{height}"/>\n' + "\n".join(body) +

@@ -119,7 +119,7 @@ const char* const usage =
     "  --json               print the requests themselves, too, up to 64 KiB each\n"
     "  --status N           answer every request with the status N (0)\n"
     "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
-    "  --capture DIR        keep every request as a file in this directory, for tarn-inspect\n"
+    "  --capture DIR        keep every request that is answered as a file here, for tarn-inspect\n"
     "  --cert FILE          TLS: the service's certificate, PEM,\n"
     "  --key FILE           and its private key, PEM\n"
     "  --ca FILE            take only clients with a certificate that this one signed, PEM\n"
