@@ -103,7 +103,8 @@ TEST(Codec, EveryKindAsWorkedByHand) {
 TEST(Codec, TablesBehindALongBuffer) {
   const std::vector<u8> bytes(70'000, 7);
   for (const u32 length : {70'000u, 3u, 0u}) {
-    encoded(sample::Lent{6, {.f2 = 5}, {{1, {}}, {}}, {}, {.f1 = 4}, length, bytes.data()});
+    const sample::Inner last = {static_cast<u16>(length), {}};
+    encoded(sample::Lent{6, {.f2 = 5}, {{1, {}}, last}, {}, {.f1 = 4}, length, bytes.data()});
   }
 }
 
