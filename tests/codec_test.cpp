@@ -108,6 +108,15 @@ TEST(Codec, TablesBehindALongBuffer) {
   }
 }
 
+TEST(Codec, SharedTablesInFullAnswerZero) {
+  u8 block[128];
+  const MqcRuleHead rule{};
+  const MqcActHead act{};
+  const MqcBytes16 bytes{};
+  EXPECT_EQ(0u, MqcRuleHead_packFull(block, &rule) | MqcActHead_packFull(block, &act) |
+                    MqcBytes16_packFull(block, &bytes));
+}
+
 // The longest table that its vtable can describe: 4 + 2 + 8 + 65,521 bytes.
 TEST(Codec, LongestTable) {
   const auto [compact, full] = encoded(sample::LongTable{1, {}});
