@@ -42,7 +42,8 @@ TEST(BoundedMemory, KeepsAnnexK) {
     Bytes after;
   };
   const Row rows[] = {
-      {"set", [](u8* d) { return memset_s(d, 4, 0x109, 2); }, false, {9, 9, 3, 4}},
+      {"set", [](u8* d) { return memset_s(d, tooLarge - 1, 0x109, 2); }, false, {9, 9, 3, 4}},
+      {"set all", [](u8* d) { return memset_s(d, 4, 9, 4); }, false, nines},
       {"set nothing", [](u8* d) { return memset_s(d, 4, 9, 0); }, false, untouched},
       {"set at NULL", [](u8*) { return memset_s(nullptr, 4, 9, 0); }, true, untouched},
       {"set too much", [](u8* d) { return memset_s(d, 4, 9, 5); }, true, nines},

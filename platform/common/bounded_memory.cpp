@@ -28,14 +28,14 @@ int copyViolation(std::size_t max, const void* dest, const void* src, std::size_
 }  // namespace
 
 int memset_s(void* dest, size_t max, int value, size_t count) {
-  if (!isUsable(dest, max)) return dest == nullptr ? EINVAL : ERANGE;
+  if (!isUsable(dest, max)) return EINVAL;
   const bool fits = count <= max;
   std::memset(dest, value, fits ? count : max);
   return fits ? 0 : ERANGE;
 }
 
 int memcpy_s(void* dest, size_t max, const void* src, size_t count) {
-  if (!isUsable(dest, max)) return dest == nullptr ? EINVAL : ERANGE;
+  if (!isUsable(dest, max)) return EINVAL;
   const int violation = copyViolation(max, dest, src, count);
   if (violation != 0) {
     std::memset(dest, 0, max);
