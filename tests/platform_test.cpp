@@ -1,6 +1,7 @@
 // What every platform is made of, by way of the stand-in: memory functions, log lines, the check of
 // encoders, captures.
 
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -160,6 +161,10 @@ TEST_F(Platform, CaptureNumbersOnAndOverwritesNothing) {
   EXPECT_EQ(found["0008-sendClassifierTemplate.full.bin"], inbox.seen[0].full);
   EXPECT_EQ(found["0009-ProcMqcBatchMsg.compact.bin"].size(), 20u);
   EXPECT_EQ(found["0007-sendClassifierTemplate.full.bin"].size(), 17u);
+  const mode_t mask = umask(0);
+  umask(mask);
+  EXPECT_EQ(fs::status(dir / "0009-ProcMqcBatchMsg.compact.bin").permissions(),
+            fs::perms{0666u & ~mask});
 }
 
 TEST_F(Platform, CaptureWritesWhateverTheSystemTakesAtOnce) {
