@@ -215,6 +215,7 @@ TEST_F(Platform, ServesManyThreads) {
       failed += send() != 0;
       failed += sendAsync(ending) != 0;
       failed += MqcFesIntf_sendClassifierTemplate_oneway(&request, &i) != 0;
+      failed += TarnPlatform_setCaptureDir(dir.c_str()) != 0;
       TarnPlatform_drain();
     }
   };

@@ -114,29 +114,34 @@ u32 sendScripted(const Script& changed) {
 
 TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
   const std::pair<const char*, Script> rows[] = {
-      {"size query failed", {.query = 0}},
+      {"compact size query failed", {.query = 0}},
       {"compact encoder failed", {.length = 0}},
-      {"has 21 bytes", {.length = 21}},
-      {"has 12 bytes", {.length = 12, .root = 8}},
-      {"has 20 bytes", {.query = 29, .hasFull = false, .hasGetter = false}},
-      {"compact encoder wrote past", {.written = 21}},
-      {"compact root", {.root = 17}},
-      {"compact root", {.root = 3}},
-      {"multiple of 8: 20", {.fullSize = 20}},
+      {"compact encoding has 21 bytes, its size query told 20", {.length = 21}},
+      {"compact encoding has 12 bytes, its size query told 20", {.length = 12, .root = 8}},
+      {"compact encoding has 20 bytes, its size query told 29",
+       {.query = 29, .hasFull = false, .hasGetter = false}},
+      {"compact encoder wrote past its buffer", {.written = 21}},
+      {"compact root offset points outside", {.root = 17}},
+      {"compact root offset points outside", {.root = 3}},
+      {"full size is no multiple of 8: 20", {.fullSize = 20}},
       {"full encoder failed: 1", {.result = 1}},
-      {"full encoder wrote past", {.fullWritten = 17}},
-      {"full root", {.fullRoot = 13}},
-      {"together or not at all", {.hasFull = false}},
-      {"together or not at all", {.hasGetter = false}},
+      {"full encoder wrote past its buffer", {.fullWritten = 17}},
+      {"full root offset points outside", {.fullRoot = 13}},
+      {"full encoder and size getter come together or not at all", {.hasFull = false}},
+      {"full encoder and size getter come together or not at all", {.hasGetter = false}},
   };
   for (const auto& [complaint, faulty] : rows) {
-    const std::string line =
-        complaintOf(TARN_STATUS_ENCODING, [&row = faulty] { return sendScripted(row); });
-    EXPECT_NE(line.find(complaint), std::string::npos) << complaint << " in " << line;
+    EXPECT_EQ(complaintOf(TARN_STATUS_ENCODING, [&row = faulty] { return sendScripted(row); }),
+              std::string("tarn_platform: scripted: ") + complaint + '\n');
   }
   EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
   EXPECT_EQ(sendScripted({}), 0u);
   EXPECT_EQ(sendScripted({.fullSize = 65552, .fullWritten = 65552}), 0u);
+  Inbox inbox;
+  TarnPlatform_setReceiver(receive, &inbox);
+  EXPECT_EQ(sendScripted({.query = 8, .length = 8, .written = 4, .root = 4, .fullWritten = 4}), 0u);
+  EXPECT_EQ(inbox.seen.at(0).compact, (Bytes{4, 0, 0, 0, 0xA5, 0xA5, 0xA5, 0xA5}));
+  EXPECT_EQ(inbox.seen.at(0).full, (Bytes{12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(sendScripted({.query = 28, .hasFull = false, .hasGetter = false}), 0u)
       << "an empty buffer left out";
 }
@@ -170,18 +175,22 @@ TEST_F(Platform, CaptureNumbersOnAndOverwritesNothing) {
 TEST_F(Platform, CaptureWritesWhateverTheSystemTakesAtOnce) {
   Inbox inbox;
   TarnPlatform_setReceiver(receive, &inbox);
-  std::ofstream(dir / "9999-other.full.bin") << "kept";
+  std::ofstream(dir / "69999-other.full.bin") << "kept";
   const fs::path before = fs::current_path();
   fs::current_path(dir.parent_path());
   ASSERT_EQ(TarnPlatform_setCaptureDir(dir.filename().c_str()), 0u);
   fs::current_path(before);
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);  // as daemons do: the next file has its number
   writing.most = 7;
   EXPECT_EQ(send(), 0u);
   writing.most = SIZE_MAX;
+  dup2(input, STDIN_FILENO);
+  close(input);
   const std::map<std::string, Bytes> expected = {
-      {"9999-other.full.bin", {'k', 'e', 'p', 't'}},
-      {"10000-sendClassifierTemplate.compact.bin", inbox.seen.at(0).compact},
-      {"10000-sendClassifierTemplate.full.bin", inbox.seen.at(0).full}};
+      {"69999-other.full.bin", {'k', 'e', 'p', 't'}},
+      {"70000-sendClassifierTemplate.compact.bin", inbox.seen.at(0).compact},
+      {"70000-sendClassifierTemplate.full.bin", inbox.seen.at(0).full}};
   EXPECT_EQ(files(), expected);
 }
 
@@ -198,6 +207,7 @@ TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {
   complaintOf(TARN_STATUS_CAPTURE,
               [&] { return TarnPlatform_setCaptureDir((dir / "missing").c_str()); });
   fs::create_directory(dir / "missing");
+  std::ofstream(dir / "missing" / "12.txt") << "no capture";
   EXPECT_EQ(send(), 0u);
   EXPECT_TRUE(fs::exists(dir / "missing" / "0001-sendClassifierTemplate.full.bin"));
 }

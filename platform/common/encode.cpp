@@ -30,7 +30,7 @@ TarnStatus noMemory(const char* method, u32 size) {
 // Only a message with a buffer can have been empty of it, and it has no full encoding.
 bool lengthFits(u32 length, u32 queried, const IdlMsgDesc& desc) {
   if (length == queried) return true;
-  return desc.packFull == nullptr && length < queried && queried - length == emptyBufferSize;
+  return desc.packFull == nullptr && queried - length == emptyBufferSize;
 }
 
 TarnStatus checkCompact(const char* method, const IdlMsgDesc& desc, u32 length, Encoding& out) {
