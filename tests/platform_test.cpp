@@ -90,7 +90,7 @@ Script script;
 
 u32 scriptedWrite(u8* out, u32 bytes, u32 root, u32 result) {
   std::fill_n(out, bytes, u8{0});
-  out[0] = static_cast<u8>(root);
+  for (u32 i = 0; i < std::min(bytes, 4u); ++i) out[i] = static_cast<u8>(root >> 8 * i);
   return result;
 }
 
@@ -123,8 +123,13 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
       {"compact encoder wrote past its buffer", {.written = 21}},
       {"compact root offset points outside", {.root = 17}},
       {"compact root offset points outside", {.root = 3}},
+      {"compact root offset points outside", {.root = 0x100 + 16}},
+      {"compact root offset points outside", {.root = 0x10000 + 16}},
+      {"compact root offset points outside", {.root = 0x1000000 + 16}},
+      {"compact root offset points outside", {.query = 3, .length = 3, .written = 3}},
+      {"full size is no multiple of 8: 0", {.fullSize = 0}},
       {"full size is no multiple of 8: 20", {.fullSize = 20}},
-      {"full encoder failed: 1", {.result = 1}},
+      {"full encoder failed: 65536", {.result = 65536}},
       {"full encoder wrote past its buffer", {.fullWritten = 17}},
       {"full root offset points outside", {.fullRoot = 13}},
       {"full encoder and size getter come together or not at all", {.hasFull = false}},
@@ -137,6 +142,10 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
   EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
   EXPECT_EQ(sendScripted({}), 0u);
   EXPECT_EQ(sendScripted({.fullSize = 65552, .fullWritten = 65552}), 0u);
+  for (const u32 root : {300u, 70'000u, 0x1000001u}) {
+    const u32 size = root + 4;
+    EXPECT_EQ(sendScripted({.query = size, .length = size, .written = size, .root = root}), 0u);
+  }
   Inbox inbox;
   TarnPlatform_setReceiver(receive, &inbox);
   EXPECT_EQ(sendScripted({.query = 8, .length = 8, .written = 4, .root = 4, .fullWritten = 4}), 0u);

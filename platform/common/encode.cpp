@@ -63,7 +63,7 @@ bool Encoding::guardIntact() const {
 }
 
 bool Encoding::rootInside() const {
-  if (size_ < 2 * wordSize) return false;
+  if (size_ < wordSize) return false;
   const u32 root =
       u32{bytes_[0]} | u32{bytes_[1]} << 8 | u32{bytes_[2]} << 16 | u32{bytes_[3]} << 24;
   return root >= wordSize && root <= size_ - wordSize;
