@@ -1,5 +1,10 @@
-// What the loopback does when memory ends. Not with sanitizers, whose allocation functions these are.
+// What the loopback does when there is no memory or no thread. Not with sanitizers, whose functions these
+// are.
 
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -35,6 +40,33 @@ void operator delete[](void* bytes) noexcept {
 }
 void operator delete[](void* bytes, std::size_t) noexcept {
   operator delete(bytes);
+}
+
+/// How many threads were asked for, and whether there is one.
+std::atomic<int> threads = 0;
+bool noThread = false;
+
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                              void* (*run)(void*), void* argument) {
+  static const auto create =
+      reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  ++threads;
+  return noThread ? EAGAIN : create(thread, attributes, run, argument);
+}
+
+// Runs before anything that starts the thread.
+TEST_F(Platform, AsksForItsThreadUntilThereIsOne) {
+  const auto send = [&] {
+    const auto nothing = [](u32, void*) {};
+    return MqcFesIntf_sendClassifierTemplate_async(&request, nothing, nullptr, nullptr);
+  };
+  noThread = true;
+  EXPECT_EQ(complaintOf(TARN_STATUS_NO_RESOURCES, send),
+            "tarn_platform: no thread for completions: Resource temporarily unavailable\n");
+  noThread = false;
+  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 0u);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(send(), 0u);
+  EXPECT_EQ(threads, 2);
 }
 
 TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {

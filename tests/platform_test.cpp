@@ -1,6 +1,7 @@
 // What every platform is made of, by way of the stand-in: memory functions, log lines, the check of
 // encoders, captures.
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 
 #include "platform.h"
 #include "platform/bounded_memory.h"
+#include "platform/log.h"
 #include "platform/rpc.h"
 
 Writing writing;
@@ -77,6 +79,19 @@ TEST_F(Platform, LogsOneLineForARecord) {
   EXPECT_EQ(complaintOf(0, [&] { return desc.pack(&cursor, &request); }),
             "VELTA/VELTA_TORVAL_SERIAL level 2 code 22 MQC_ClassifierTemplate_pack:1330 "
             "[VELTA]:Param invalid(nonNull, 3, nonNull)\n");
+}
+
+TEST_F(Platform, LogsWhatMayBeMissing) {
+  const auto log = reinterpret_cast<KvrOsalLogWriteFn>(dlsym(RTLD_DEFAULT, KVR_OSAL_LOG_WRITE));
+  ASSERT_NE(log, nullptr);
+  const LogModule module = {"M", "S", 0};
+  EXPECT_EQ(complaintOf(0, [&] { return log(&module, 1, 2, "text ", 3, "f", "%s %d", "x", 4); }),
+            "M/S level 1 code 2 f:3 text x 4\n");
+  EXPECT_EQ(complaintOf(0, [&] { return log(nullptr, 1, 2, nullptr, 3, nullptr, "%s", ""); }),
+            "-/- level 1 code 2 -:3 \n");
+  const wchar_t unprintable[] = {0xDC00, 0};
+  EXPECT_EQ(complaintOf(0, [&] { return log(&module, 1, 2, "", 3, "f", "%ls", unprintable); }),
+            "M/S level 1 code 2 f:3 %ls\n");
 }
 
 /// What the scripted encoders do; without changes they keep their contract.
