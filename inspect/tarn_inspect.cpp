@@ -60,7 +60,8 @@ class Output {
     // A pipe or a device stays what it is.
     const bool isOther = fs::is_other(fs::status(path_, unknown));
     if (!isOther) part_ = path_ + '.' + std::to_string(std::random_device{}()) + ".part";
-    std::FILE* const file = isOther ? std::fopen(path_.c_str(), "w") : std::fopen(part_.c_str(), "wx");
+    std::FILE* const file =
+        isOther ? std::fopen(path_.c_str(), "w") : std::fopen(part_.c_str(), "wx");
     if (file == nullptr) {
       error_ = errno;
       part_.clear();

@@ -72,7 +72,10 @@ TEST(Digest, SameOnEveryMachineAndThread) {
   std::vector<std::thread> threads;
   for (u64& digest : digests) threads.emplace_back([&] { digest = digestOf(made); });
   for (std::thread& thread : threads) thread.join();
-  for (const u64 digest : digests) EXPECT_EQ(0x970B882A7328B15Cu, digest) << std::hex << digest;
+  for (const u64 digest : digests) {
+    EXPECT_EQ(0x970B882A7328B15Cu, digest) << "after a wanted change this is the digest: 0x"
+                                           << std::hex << std::uppercase << digest << 'u';
+  }
 }
 
 }  // namespace

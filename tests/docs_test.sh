@@ -22,6 +22,18 @@ methods=$(tarn-inspect --methods | wc -l)
 ! grep -oE '[0-9]+ (methods|(asynchronous )?calls|functions|exports)' "$source"/README.md "$source"/docs/architecture.md |
   grep -vE ":($methods (methods|asynchronous calls)|$((3 * methods)) calls|$((4 * methods)) (functions|exports))$" ||
   { echo "not the numbers of $methods methods" >&2; exit 1; }
+"$send_all" | tail -n 1 | grep -qxFf - "$source/README.md" ||
+  { echo "README.md tells other totals than $("$send_all" | tail -n 1)" >&2; exit 1; }
+awk '/^[^#]/ {full = $8 == 0 ? "" : sprintf(", full %d (buffer %d)", $7, $8)
+  most = $6 == $5 ? $5 : $5 " to " $6
+  printf "`%s`: %d bytes; compact %s%s", $1, $2, most, full; print full == "" ? "" : "."}
+  ' "$source/tests/methods.txt" >told
+sed 's/^ \* / /' "$source/include/mqc_fes_intf.h" | tr -s '\n ' '  ' |
+  sed -E 's/`(\w+)` and `(\w+)`(: [^.]*\.)/`\1`\3 `\2`\3/g' >header
+while read -r line; do
+  grep -qF "$line" header ||
+    { echo "mqc_fes_intf.h does not tell: $line" >&2; exit 1; }
+done <told
 # What a team writes into the schema is in the catalogue.
 cp -r "$source/schema" .
 sed -i 's,^table MQC_notify_save_acl_res {,/// What is asked\n&\n/// Where | why\n,' schema/mqc_fes_intf.fbs

@@ -1,5 +1,5 @@
-// What the loopback does when there is no memory or no thread. Not with sanitizers, whose functions these
-// are.
+// What the loopback does when there is no memory or no thread. Not with sanitizers, whose functions
+// these are.
 
 #include <dlfcn.h>
 #include <pthread.h>

@@ -15,6 +15,7 @@ namespace {
 
 struct Exports {
   const char* method;
+  u32 recordSize;
   u32 (*call)(const void* req, void* opt);
   u32 (*async)(const void* req, RpcAsyncCallback cb, void* userData, void* opt);
   u32 (*oneway)(const void* req, void* opt);
@@ -23,6 +24,7 @@ struct Exports {
 
 #define ROW(m, Type)                                                                              \
   {#m,                                                                                            \
+   sizeof(Type),                                                                                  \
    [](const void* req, void* opt) { return MqcFesIntf_##m(static_cast<const Type*>(req), opt); }, \
    [](const void* req, RpcAsyncCallback cb, void* userData, void* opt) {                          \
      return MqcFesIntf_##m##_async(static_cast<const Type*>(req), cb, userData, opt);             \
@@ -49,8 +51,9 @@ std::vector<Row> readRows() {
     Row row = {};
     in >> row.method >> row.recordSize >> row.encoder >> row.line >> row.compactLeast >>
         row.compactMost >> row.fullWritten >> row.fullSize >> row.cleared;
-    EXPECT_TRUE(in && (in >> std::ws).eof()) << text;
-    rows.push_back(row);
+    const bool whole = in && (in >> std::ws).eof();
+    EXPECT_TRUE(whole) << METHODS ": " << text;
+    if (whole) rows.push_back(row);
   }
   return rows;
 }
@@ -105,7 +108,8 @@ TEST(RollCall, HasARowForEachMethodInOrder) {
   rows.resize(std::max(rows.size(), std::size(allExports)));
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const std::string method = i < std::size(allExports) ? allExports[i].method : "no method";
-    ASSERT_EQ(method, rows[i].method) << "in row " << i + 1;
+    ASSERT_EQ(method, rows[i].method) << "in row " << i + 1 << " of " METHODS;
+    EXPECT_EQ(allExports[i].recordSize, rows[i].recordSize) << method << ", its record";
   }
 }
 

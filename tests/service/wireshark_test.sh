@@ -23,7 +23,7 @@ shark() {
   tshark -r calls.pcapng -d "tcp.port==$port,http2" -X "lua_script:$source/service/mqc_fes_intf.lua" \
     "$@" 2>>shark.err
 }
-answers() { [ "$(shark -Y mqc.MqcReply.status==9 | wc -l)" -ge 109 ]; }
+answers() { [ "$(shark -Y mqc.MqcReply.status==9 | wc -l)" -ge "$messages" ]; }
 await "a capture of all answers" answers
 end INT
 
@@ -32,13 +32,13 @@ for file in "${first[@]}"; do
   name=${file##*/} name=${name#*-}
   echo "${name%%.*} request, $(stat -c %s "$file") bytes"
 done >expected
-sed -nE 's/^([A-Za-z0-9_]+) request: [A-Za-z0-9_]+,/\1 request,/p' requests | head -n 109 |
+sed -nE 's/^([A-Za-z0-9_]+) request: [A-Za-z0-9_]+,/\1 request,/p' requests | head -n "$messages" |
   diff expected - || fail "not every request is shown"
 [ "$(grep -c '\[damaged message: ' requests)" -eq 2 ] || fail "damaged messages: not two"
 
 # The values of every field, in order, as tarn-inspect has them.
 "${tarn_serve%/*}/tarn-inspect" "${first[@]}" >inspected
-/usr/bin/python3 - <<'END' || fail "a field is shown with another value, or not at all"
+/usr/bin/python3 - "$messages" <<'END' || fail "a field is shown with another value, or not at all"
 import json, re, sys
 
 def flat(value):
@@ -55,6 +55,6 @@ for line in open("requests"):
         shown.append([])
     elif item and " elements" not in line:
         shown[-1] += bytes.fromhex(item[1]) if " " in item[1] else [int(item[1])]
-sys.exit([flat(message) for message in wanted] != shown[:109])
+sys.exit([flat(message) for message in wanted] != shown[:int(sys.argv[1])])
 END
 echo "requests and replies are shown field by field"
