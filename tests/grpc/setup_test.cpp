@@ -40,15 +40,15 @@ TEST_F(GrpcSetup, EnvironmentThatMakesNoSenseIsRefusedInOneLine) {
       {"TARGET", "", "TARN_GRPC_TARGET is empty"},
       {"DEADLINE_MS", "0", number + "3600000"},
       {"DEADLINE_MS", "3600001", "TARN_GRPC_DEADLINE_MS is '3600001'"},
-      {"DEADLINE_MS", "10s", number},
+      {"DEADLINE_MS", "10s", number + "3600000"},
       {"DEADLINE_MS", "", "TARN_GRPC_DEADLINE_MS is ''"},
-      {"DEADLINE_MS", "-1", number},
-      {"DEADLINE_MS", "4294967297", number},
+      {"DEADLINE_MS", "-1", number + "3600000"},
+      {"DEADLINE_MS", "4294967297", number + "3600000"},
       {"MAX_IN_FLIGHT", "100001", number + "100000"},
-      {"MAX_IN_FLIGHT", " 5", number},
+      {"MAX_IN_FLIGHT", " 5", number + "100000"},
       {"FULL", "2", "TARN_GRPC_FULL is '2', not a whole number from 0 to 1"},
       {"WAIT", "yes", "TARN_GRPC_WAIT is 'yes'"},
-      {"CA", missing, "TARN_GRPC_CA is '" + missing + "': No such file"},
+      {"CA", missing, "TARN_GRPC_CA is '" + missing + "': No such file or directory"},
       {"CA", dir, "TARN_GRPC_CA is '" + dir.string() + "': Is a directory"},
       {"CA", empty, "has no line with BEGIN CERTIFICATE"},
       {"CERT", key, "has no line with BEGIN CERTIFICATE"},
@@ -61,7 +61,9 @@ TEST_F(GrpcSetup, EnvironmentThatMakesNoSenseIsRefusedInOneLine) {
     setenv("TARN_GRPC_TARGET", target.c_str(), 1);
     setenv(variable.c_str(), row.value.c_str(), 1);
     const std::string complaint = complaintOf([] { return handle(); });
-    EXPECT_NE(complaint.find(row.complaint), std::string::npos) << complaint;
+    const bool isAll = complaint.ends_with(row.complaint);
+    const bool isValue = row.complaint.back() == '\'' && complaint.starts_with(row.complaint);
+    EXPECT_TRUE(isAll || isValue) << complaint;
     unsetenv(variable.c_str());
   }
   setenv("TARN_GRPC_TARGET", target.c_str(), 1);
