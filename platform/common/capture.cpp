@@ -34,6 +34,7 @@ class TemporaryFile {
   int linkTo(const fs::path& path) const {
     return !created_ || ::link(path_.c_str(), path.c_str()) == 0 ? 0 : errno;
   }
+  bool exists() const { return created_; }
 
  private:
   fs::path path_;
@@ -80,7 +81,7 @@ int publish(const TemporaryFile& compact, const TemporaryFile& full, const fs::p
   const int error = compact.linkTo(compactPath);
   if (error != 0) return error;
   const int fullError = full.linkTo(fullPath);
-  if (fullError != 0) ::unlink(compactPath.c_str());
+  if (fullError != 0 && compact.exists()) ::unlink(compactPath.c_str());
   return fullError;
 }
 
@@ -122,7 +123,7 @@ int Capture::writeFiles(const char* method, Bytes compact, Bytes full) {
   }
   TemporaryFile compactFile(*dir_);
   TemporaryFile fullFile(*dir_);
-  int error = compactFile.create(compact);
+  int error = compact.empty() ? 0 : compactFile.create(compact);
   if (error == 0 && !full.empty()) error = fullFile.create(full);
   if (error != 0) return error;
   do {  // another process may have taken the number
