@@ -159,8 +159,8 @@ TEST_F(Platform, AsyncCallsComplete) {
 
 TEST_F(Platform, FailingCallsDoNotComplete) {
   Ending ending;
-  TarnPlatform_setStatus(5);
-  EXPECT_EQ(sendAsync(ending), 5u);
+  TarnPlatform_setStatus(0x50000);
+  EXPECT_EQ(sendAsync(ending), 0x50000u);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(nullptr, nullptr), TARN_STATUS_INVALID);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(nullptr, complete, &ending, nullptr),
             TARN_STATUS_INVALID);

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -60,6 +61,7 @@ TEST_F(GrpcSetup, EnvironmentThatMakesNoSenseIsRefusedInOneLine) {
     const std::string variable = "TARN_GRPC_" + row.variable;
     setenv("TARN_GRPC_TARGET", target.c_str(), 1);
     setenv(variable.c_str(), row.value.c_str(), 1);
+    errno = EIO;  // of something that failed before
     const std::string complaint = complaintOf([] { return handle(); });
     const bool isAll = complaint.ends_with(row.complaint);
     const bool isValue = row.complaint.back() == '\'' && complaint.starts_with(row.complaint);
@@ -67,9 +69,16 @@ TEST_F(GrpcSetup, EnvironmentThatMakesNoSenseIsRefusedInOneLine) {
     unsetenv(variable.c_str());
   }
   setenv("TARN_GRPC_TARGET", target.c_str(), 1);
+  setenv("TARN_GRPC_MAX_IN_FLIGHT", "65537", 1);
+  setenv("TARN_GRPC_DEADLINE_MS", "100", 1);
+  setenv("TARN_GRPC_WAIT", "1", 1);
   EXPECT_NE(handle(), nullptr) << "a failed set-up is forgotten";
   EXPECT_EQ(handle(), handle());
-  unsetenv("TARN_GRPC_TARGET");
+  EXPECT_EQ(oneway(nullptr) + oneway(nullptr), 0u);
+  EXPECT_EQ(TarnGrpc_drain(60'000), 0u);
+  for (const char* name : {"TARGET", "MAX_IN_FLIGHT", "DEADLINE_MS", "WAIT"}) {
+    unsetenv((std::string("TARN_GRPC_") + name).c_str());
+  }
 }
 
 TEST_F(GrpcSetup, OptionsThatMakeNoSenseAreRefusedInOneLine) {
