@@ -139,15 +139,15 @@ TEST_F(Platform, AsyncCallsComplete) {
   static std::thread::id thread;
   told.clear();
   const auto callback = [](u32 status, void* userData) {
-    if (status == 19) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    if ((status & 0xFF) == 19) std::this_thread::sleep_for(std::chrono::milliseconds(30));
     thread = std::this_thread::get_id();
     told.emplace_back(status, userData);
   };
   std::vector<std::pair<u32, void*>> expected;
   Bytes data(20);
   for (u32 i = 0; i < data.size(); ++i) {
-    TarnPlatform_setCompletionStatus(i);
-    expected.emplace_back(i, &data[i]);
+    TarnPlatform_setCompletionStatus(i << 24 | i);
+    expected.emplace_back(i << 24 | i, &data[i]);
     EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, &data[i], nullptr), 0u);
   }
   TarnPlatform_setCompletionStatus(99);
