@@ -24,6 +24,7 @@ methods=$(tarn-inspect --methods | wc -l)
   { echo "not the numbers of $methods methods" >&2; exit 1; }
 "$send_all" | tail -n 1 | grep -qxFf - "$source/README.md" ||
   { echo "README.md tells other totals than $("$send_all" | tail -n 1)" >&2; exit 1; }
+# The sizes in the docstrings of the requests are those of the roll call; two methods may share one.
 awk '/^[^#]/ {full = $8 == 0 ? "" : sprintf(", full %d (buffer %d)", $7, $8)
   most = $6 == $5 ? $5 : $5 " to " $6
   printf "`%s`: %d bytes; compact %s%s", $1, $2, most, full; print full == "" ? "" : "."}
