@@ -75,6 +75,7 @@ TEST_F(Platform, ServesManyThreads) {
       failed += sendAsync(ending) != 0;
       failed += MqcFesIntf_sendClassifierTemplate_oneway(&request, &i) != 0;
       failed += TarnPlatform_setCaptureDir(dir.c_str()) != 0;
+      TarnPlatform_setReceiver(count, &received);
       TarnPlatform_setStatus(0);
       TarnPlatform_drain();
     }

@@ -14,12 +14,14 @@
 #include "platform.h"
 #include "platform/rpc.h"
 
-/// How many allocations the thread has left before one fails; negative: no end.
+/// How many allocations the thread has left before one fails; negative: no end. None is larger than
+/// 1 GiB.
 thread_local long memory = -1;
 
 // Not inline: compilers take malloc and delete for a mismatch where they see both.
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  void* const bytes = memory >= 0 && memory-- == 0 ? nullptr : std::malloc(size);
+  const bool fails = size > 1 << 30 || (memory >= 0 && memory-- == 0);
+  void* const bytes = fails ? nullptr : std::malloc(size);
   return bytes != nullptr ? std::memset(bytes, 0xEE, size) : nullptr;  // nothing is zero by chance
 }
 [[gnu::noinline]] void* operator new(std::size_t size) {
@@ -108,4 +110,16 @@ TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
                     std::to_string(content.size()) + " bytes\n");
   }
   EXPECT_EQ(told, expected);
+}
+
+// With the bytes that guard it, the encoding is more than 32 bits can count.
+TEST_F(Platform, RefusesAnEncodingOfFourGigabytes) {
+  const u8 bytes[8] = {};
+  MQC_BrkBatchMsg batch = {0, 0, 0, sizeof bytes, bytes};
+  IdlMsgDesc desc;
+  MqcFesIntf_ProcMqcBatchMsgSetIdl(&desc);
+  batch.f3_len += UINT32_MAX - desc.pack(nullptr, &batch);
+  EXPECT_EQ(complaintOf(TARN_STATUS_NO_RESOURCES,
+                        [&] { return MqcFesIntf_ProcMqcBatchMsg(&batch, nullptr); }),
+            "tarn_platform: ProcMqcBatchMsg: no memory for an encoding of 4294967295 bytes\n");
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "wire.h"
 
 namespace {
@@ -43,6 +45,21 @@ TEST(Model, EachByteOfEachScalarAlone) {
     }
     return wrong;
   });
+}
+
+TEST(Model, SeveralThreadsAtOnce) {
+  const auto checkAll = [] {
+    forEachMethod([](records::Maker& maker, wire::Encoders& encoders) {
+      std::string wrong;
+      for (u64 k = 0; k < 300 && wrong.empty(); ++k) {
+        wrong = encoders.check(maker.make(maker.presence(k * 331)));
+      }
+      return wrong;
+    });
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) threads.emplace_back(checkAll);
+  for (std::thread& thread : threads) thread.join();
 }
 
 // From 65,511 bytes with all scalars, and from 65,523 with none, the table outgrows what its 16

@@ -2,6 +2,7 @@
 // encoders, captures.
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -31,6 +32,12 @@ extern "C" ssize_t write(int file, const void* bytes, size_t size) {
   const std::size_t taken = std::min({size, writing.most, writing.room});
   if (writing.room != SIZE_MAX) writing.room -= taken;
   return syscall(SYS_write, file, bytes, taken);
+}
+
+// A file that is there belongs to somebody else.
+extern "C" int open(const char* path, int flags, ...) {
+  EXPECT_TRUE((flags & O_CREAT) == 0 || (flags & O_EXCL) != 0) << path;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, 0666));
 }
 
 namespace {
@@ -89,6 +96,10 @@ TEST_F(Platform, LogsWhatMayBeMissing) {
             "M/S level 1 code 2 f:3 text x 4\n");
   EXPECT_EQ(complaintOf(0, [&] { return log(nullptr, 1, 2, nullptr, 3, nullptr, "%s", ""); }),
             "-/- level 1 code 2 -:3 \n");
+  const std::string large(5'000, 'x');
+  EXPECT_EQ(
+      complaintOf(0, [&] { return log(&module, 1, 2, "", 3, "f", "%s %d", large.c_str(), 4); }),
+      "M/S level 1 code 2 f:3 " + large + " 4\n");
   const wchar_t unprintable[] = {0xDC00, 0};
   EXPECT_EQ(complaintOf(0, [&] { return log(&module, 1, 2, "", 3, "f", "%ls", unprintable); }),
             "M/S level 1 code 2 f:3 %ls\n");

@@ -53,7 +53,6 @@ void makeReady() {
 grpc::ChannelArguments argumentsOf(const Settings& settings) {
   grpc::ChannelArguments arguments;
   arguments.SetMaxReceiveMessageSize(maxReplyBytes);
-  arguments.SetMaxSendMessageSize(-1);
   arguments.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, leastBackoffMs);
   // Its name notwithstanding: how long an attempt to connect may take, TLS handshake included.
   arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, connectMs);

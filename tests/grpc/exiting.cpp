@@ -1,6 +1,7 @@
-// Hands messages over and ends at once.
-// usage: exiting return | callback | fork
+// Hands messages over and ends at once. A callback that runs writes a byte to the file TOLD.
+// usage: exiting return|callback|fork TOLD
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,14 +19,21 @@ namespace {
 
 constexpr MQC_ClassifierTemplate request{};
 
-void send(int messages) {
-  for (int i = 0; i < messages; ++i) {
+int told;
+
+void tell(u32, void*) {
+  if (write(told, "+", 1) != 1) _exit(1);
+}
+
+void send(int pairs) {
+  for (int i = 0; i < pairs; ++i) {
     if (MqcFesIntf_sendClassifierTemplate_oneway(&request, nullptr) != 0) _exit(2);
+    if (MqcFesIntf_sendClassifierTemplate_async(&request, tell, nullptr, nullptr) != 0) _exit(2);
   }
 }
 
 void sendAndExit(u32 status, void*) {
-  send(19);
+  send(10);
   exit(static_cast<int>(status));
 }
 
@@ -33,12 +41,13 @@ void sendAndExit(u32 status, void*) {
 
 int main(int, char** argv) {
   const std::string way = argv[1];
+  told = open(argv[2], O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (way == "callback") {
     if (MqcFesIntf_sendClassifierTemplate_async(&request, sendAndExit, nullptr, nullptr)) return 3;
     sleep(60);
     return 4;
   }
-  send(20);
+  send(10);
   const pid_t child = way == "fork" ? fork() : 0;
   int ended = 0;
   if (child > 0 && waitpid(child, &ended, 0) != child) return 5;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 #include "grpc/service.h"
 #include "platform/rpc.h"
@@ -81,10 +82,11 @@ TEST_F(Grpc, LargeBatchArrives) {
 
 TEST_F(Grpc, AnswersComeBackAsStatuses) {
   const std::pair<const char*, u32> rows[] = {
-      {"4000000000", 4000000000u},         {"absent", 0},
-      {"empty", TARN_GRPC_GARBAGE},        {"garbage", TARN_GRPC_GARBAGE},
-      {"unaligned", TARN_GRPC_GARBAGE},    {"huge", TARN_GRPC_TRANSPORT + 8},
-      {"refuse", TARN_GRPC_TRANSPORT + 7}, {"unknown", TARN_GRPC_TRANSPORT + 12}};
+      {"4000000000", 4000000000u},          {"absent", 0},
+      {"empty", TARN_GRPC_GARBAGE},         {"garbage", TARN_GRPC_GARBAGE},
+      {"unaligned", TARN_GRPC_GARBAGE},     {"large", 9},
+      {"huge", TARN_GRPC_TRANSPORT + 8},    {"refuse", TARN_GRPC_TRANSPORT + 7},
+      {"unknown", TARN_GRPC_TRANSPORT + 12}};
   void* const opt = open({.waitForReady = 1});
   for (const auto& [answer, status] : rows) {
     serve(answer);
@@ -214,6 +216,24 @@ TEST_F(Grpc, CallbackMayCallButNotWait) {
   EXPECT_EQ(seen.status, 6u);
 }
 
+TEST_F(Grpc, DrainWaitsForTheCallsMadeSoFar) {
+  serve("0");
+  struct Chain {
+    void* opt;
+    std::atomic<bool> goesOn = true;
+    static void call(u32, void* userData) {
+      Chain& chain = *static_cast<Chain*>(userData);
+      const MQC_ClassifierTemplate next{};
+      if (!chain.goesOn) return;
+      EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&next, call, &chain, chain.opt), 0u);
+    }
+  } chain = {open()};
+  Chain::call(0, &chain);
+  EXPECT_EQ(TarnGrpc_drain(minute / 3), 0u);
+  chain.goesOn = false;
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+}
+
 /// Whether a child of a process that used the runtime is refused every call.
 bool isRefused(void* opt) {
   const MQC_ClassifierTemplate request{};
@@ -246,17 +266,27 @@ TEST_F(Grpc, ChildOfAForkIsRefusedAndHarmsNothing) {
 TEST_F(Grpc, ExitSendsWhatWasHandedOver) {
   serve("0");
   setenv("TARN_GRPC_TARGET", target.c_str(), 1);
-  for (const char* way : {"return", "callback", "fork"}) {
+  const auto exiting = [&](const char* way) {
+    return exitStatus(start({EXITING, way, dir / "told"}));
+  };
+  const std::tuple<const char*, std::size_t, std::size_t> rows[] = {
+      {"return", 20, 10}, {"callback", 21, 0}, {"fork", 20, 10}};
+  for (const auto& [way, messages, callbacks] : rows) {
     for (int left = 4, tries = 0; left > 0; ++tries) {
       ASSERT_LT(tries, 40) << "the second of an exit is used up each time";
       const std::size_t before = received().size();
       const auto begin = std::chrono::steady_clock::now();
-      EXPECT_EQ(exitStatus(start({EXITING, way})), 0) << way;
+      EXPECT_EQ(exiting(way), 0) << way;
       if (std::chrono::steady_clock::now() - begin >= std::chrono::seconds(1)) continue;
-      EXPECT_EQ(received().size() - before, 20u) << way;
+      EXPECT_EQ(received().size() - before, messages) << way;
+      EXPECT_EQ(std::filesystem::file_size(dir / "told"), callbacks) << way;
       --left;
     }
   }
+  freeze();
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(exiting("return"), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
   unsetenv("TARN_GRPC_TARGET");
 }
 

@@ -63,8 +63,9 @@ class Service(grpc.GenericRpcHandler):
             context.abort(grpc.StatusCode.PERMISSION_DENIED, "not you")
         if self.answer == "cut":  # by one byte more at each call
             return reply(7)[:next(self.count)]
-        faults = {"empty": b"", "garbage": b"\xff" * 40, "huge": reply(0) + bytes(1 << 17),
-                  "absent": WITHOUT_FIELD, "unaligned": UNALIGNED}
+        faults = {"empty": b"", "garbage": b"\xff" * 40, "absent": WITHOUT_FIELD,
+                  "unaligned": UNALIGNED, "large": reply(9).ljust(1 << 16, b"\0"),
+                  "huge": reply(9).ljust((1 << 16) + 1, b"\0")}
         return faults[self.answer] if self.answer in faults else reply(int(self.answer))
 
 
