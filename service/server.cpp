@@ -100,7 +100,7 @@ std::string takenBy(const std::string& path) {
   if (probe < 0) return std::strerror(errno);
   const bool answers =
       ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  const int error = answers ? EADDRINUSE : errno;
+  const int error = answers || errno == EAGAIN ? EADDRINUSE : errno;
   ::close(probe);
   return error == ENOENT || error == ECONNREFUSED ? "" : std::strerror(error);
 }

@@ -29,15 +29,6 @@ struct Golden {
   std::map<std::string, std::string> text;  ///< of methods, record, size, compact, full
 };
 
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  std::istringstream stream(text);
-  for (std::string part; std::getline(stream, part, separator);) {
-    if (!part.empty()) parts.push_back(part);
-  }
-  return parts;
-}
-
 void readGoldens(const std::string& path, std::vector<Golden>& goldens) {
   std::ifstream file(path);
   std::string keyword;
@@ -69,16 +60,11 @@ std::vector<Golden> allGoldens() {
 /// The values that a text like "4142,30*00" or "1,2*0x300" lists.
 std::vector<u32> listValues(const std::string& text, bool hexPairs) {
   std::vector<u32> values;
-  for (std::string item : split(text, ',')) {
-    const std::size_t star = item.find('*');
-    const int times = star == std::string::npos ? 1 : std::stoi(item);
-    if (star != std::string::npos) item = item.substr(star + 1);
+  for (const std::string& item : wire::items(text, ',')) {
     const std::size_t digits = hexPairs ? 2 : item.size();
-    for (int n = 0; n < times; ++n) {
-      for (std::size_t i = 0; i < item.size(); i += digits) {
-        values.push_back(
-            static_cast<u32>(std::stoul(item.substr(i, digits), nullptr, hexPairs ? 16 : 0)));
-      }
+    for (std::size_t i = 0; i < item.size(); i += digits) {
+      const std::string value = item.substr(i, digits);
+      values.push_back(static_cast<u32>(std::stoul(value, nullptr, hexPairs ? 16 : 0)));
     }
   }
   return values;
@@ -89,7 +75,7 @@ class Record {
   Record(const Method& method, const std::string& members)
       : table_(*method.table), bytes_(method.recordSize) {
     const std::string joined = std::regex_replace(members, std::regex(", +"), ",");
-    for (const std::string& member : split(joined, ' ')) set(member);
+    for (const std::string& member : wire::split(joined, ' ')) set(member);
   }
   const u8* data() const { return bytes_.data(); }
 
@@ -159,7 +145,7 @@ std::string compare(Golden golden, const Method& method) {
 TEST(Goldens, AreWhatGoesOut) {
   std::map<std::string, bool> compact, full;
   for (Golden& golden : allGoldens()) {
-    for (const std::string& name : split(golden.text["methods"], ' ')) {
+    for (const std::string& name : wire::split(golden.text["methods"], ' ')) {
       const auto method = std::ranges::find(methods, name, &Method::name);
       const bool known = method != std::end(methods);
       const std::string wrong = known ? compare(golden, *method) : "no such method";

@@ -13,36 +13,29 @@ done
 rule=all/0016-sendRuleMac.compact.bin
 "$inspect" $rule | grep -q '"f1": \[ 25, 26, 27, 28, 29, 30 \]' || fail "JSON lacks the MAC address"
 
-# refused STATUS WORDS ARGUMENT...: that status, one line with the words, nothing shown
-refused() {
-  local expected=$1 words=$2 status=0
-  shift 2
-  "$inspect" "$@" >shown 2>said </dev/null || status=$?
-  [ "$status" -eq "$expected" ] && [ "$(wc -l <said)" -eq 1 ] && [ ! -s shown ] &&
-    grep -q "^tarn-inspect: .*$words" said || fail "$*: status $status, $(cat said)"
-}
+refuses() { refused "$1" "$2" "$inspect" "${@:3}"; }
 mkdir bad
 cp all/0016-sendRuleMac.full.bin bad/0003-sendNothing.full.bin
 cp $rule bad/0004-sendRuleMac.full.bin
 cp $rule bad/message
 head -c 60 $rule >bad/$'0005\n-sendRuleMac.compact.bin'
-refused 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
-refused 1 'in the compact encoding' bad/0004-sendRuleMac.full.bin
+refuses 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
+refuses 1 'in the compact encoding' bad/0004-sendRuleMac.full.bin
 head -c 60 all/0001-*.compact.bin >bad/cut
-refused 1 'f1 with 32 elements reaches past the end' --method sendClassifierTemplate bad/cut
-refused 1 'its name' bad/message
-refused 1 'its name' bad/$'0005\n-sendRuleMac.compact.bin'
-refused 1 'No such file' bad/0001-sendRuleMac.compact.bin
-refused 1 'Is a directory' --method sendRuleMac bad
-refused 1 '+00: the root offset' --method sendRuleMac -
-refused 1 'No such file' --output absent/page $rule
-refused 1 '+04: a vtable of 12 bytes, that of MQC_match_acl has 16' --method match_acl_oper $rule
-refused 2 'no file'
-refused 2 'no such option' --bogus $rule
-refused 2 'no such option' --method
-refused 2 'no such method' --method sendNothing $rule
-refused 2 'its method is not known' -
-refused 2 'named twice' --method sendRuleMac - -
+refuses 1 'f1 with 32 elements reaches past the end' --method sendClassifierTemplate bad/cut
+refuses 1 'its name' bad/message
+refuses 1 'its name' bad/$'0005\n-sendRuleMac.compact.bin'
+refuses 1 'No such file' bad/0001-sendRuleMac.compact.bin
+refuses 1 'Is a directory' --method sendRuleMac bad
+refuses 1 '+00: the root offset' --method sendRuleMac -
+refuses 1 'No such file' --output absent/page $rule
+refuses 1 '+04: a vtable of 12 bytes, that of MQC_match_acl has 16' --method match_acl_oper $rule
+refuses 2 'no file'
+refuses 2 'no such option' --bogus $rule
+refuses 2 'no such option' --method
+refuses 2 'no such method' --method sendNothing $rule
+refuses 2 'its method is not known' -
+refuses 2 'named twice' --method sendRuleMac - -
 status=0
 "$inspect" $rule >/dev/full 2>said || status=$?
 [ "$status" -eq 1 ] && grep -q '^tarn-inspect: stdout: No space' said || fail "a full disk: $(cat said)"
@@ -61,8 +54,7 @@ echo kept >file.part
 mkdir ./-odd
 cp $rule ./-odd/0001-sendRuleMac.compact.bin
 "$inspect" --json -- -odd/0001-sendRuleMac.compact.bin | diff json - || fail "a path with a dash"
-grep -q "VERSION $("$inspect" --version | sed -n 's/^tarn-inspect //p')$" "$source/CMakeLists.txt" ||
-  fail "not this tree's version"
+documented "$inspect"
 [ "$("$inspect" --methods | wc -l)" -eq "$(grep -vc '^#' "$source/tests/methods.txt")" ] ||
   fail "--methods does not list every method"
 
@@ -74,6 +66,8 @@ completed() {
 }
 . "$source/inspect/completion.bash"
 [ "$(completed --method sendRule)" = sendRuleMac ] || fail "methods are not completed"
-[ "$(completed --an)" = --annotate ] || fail "options are not completed"
+for option in $("$inspect" --help | grep -oE -- '--[a-z]+' | sort -u); do
+  completed "$option" | grep -qxe "$option" || fail "$option is not completed"
+done
 [ "$(completed --json bad/mes)" = bad/message ] || fail "files are not completed"
 echo "captures are shown, damaged ones refused"

@@ -18,22 +18,35 @@ namespace wire {
 
 using model::Picture;
 
+inline std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  std::istringstream stream(text);
+  for (std::string part; std::getline(stream, part, separator);) {
+    if (!part.empty()) parts.push_back(part);
+  }
+  return parts;
+}
+
+/// The items of a list like "4142,30*00": 4142 and 30 times 00.
+inline std::vector<std::string> items(const std::string& list, char separator) {
+  std::vector<std::string> all;
+  for (const std::string& item : split(list, separator)) {
+    const std::size_t star = item.find('*');
+    const bool once = star == std::string::npos;
+    all.insert(all.end(), once ? 1 : std::stoul(item), once ? item : item.substr(star + 1));
+  }
+  return all;
+}
+
 /// What text like "0C00 . 32*00 3*--" tells: pairs in groups of any length, "." between fields,
-/// "32*00" for 32 equal bytes, "--" for one that is not written.
+/// "--" for a byte that is not written.
 inline Picture expand(const std::string& text) {
   Picture picture;
-  std::istringstream groups(text);
-  for (std::string group; groups >> group;) {
-    if (group == ".") continue;
-    const std::size_t star = group.find('*');
-    const int times = star == std::string::npos ? 1 : std::stoi(group);
-    if (star != std::string::npos) group.erase(0, star + 1);
-    for (int n = 0; n < times; ++n) {
-      for (std::size_t i = 0; i + 1 < group.size(); i += 2) {
-        const std::string pair = group.substr(i, 2);
-        picture.push_back(pair == "--" ? model::open
-                                       : static_cast<std::int16_t>(std::stoi(pair, nullptr, 16)));
-      }
+  for (const std::string& group : items(text, ' ')) {
+    for (std::size_t i = 0; i + 1 < group.size(); i += 2) {
+      const std::string pair = group.substr(i, 2);
+      picture.push_back(pair == "--" ? model::open
+                                     : static_cast<std::int16_t>(std::stoi(pair, nullptr, 16)));
     }
   }
   return picture;

@@ -32,8 +32,6 @@ build caller tarn_cli_mqc tarn_platform
 run "$work/caller" "$work/captured"
 if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
   build any_order tarn_platform_grpc tarn_cli_mqc
-  build grpc tarn_cli_mqc tarn_platform_grpc
-  [ -n "${EMULATOR:-}" ] || run "$work/grpc" # under qemu-user gRPC itself does not get started
 fi
 build any_order tarn_cli_mqc tarn_platform
 run "$work/any_order"
@@ -80,7 +78,6 @@ mkdir "$work/kept"
 run "$work/build/caller" "$work/kept"
 run "$work/build/platform_first"
 run "$work/build/platform_last"
-[ -n "${EMULATOR:-}" ] || [ ! -e "$work/build/grpc" ] || run "$work/build/grpc"
 
 [ -z "${EMULATOR:-}" ] || [ -e "$prefix/bin/tarn-inspect" ] || exit 0
 echo "tarn-inspect:"
@@ -97,7 +94,8 @@ export TARN_GRPC_TARGET=unix:$work/socket TARN_GRPC_WAIT=1
 LD_LIBRARY_PATH=$lib "$prefix/bin/tarn-serve" --listen "$TARN_GRPC_TARGET" \
   --capture "$work/served" >"$work/told" &
 service=$!
-build any_order tarn_platform_grpc tarn_cli_mqc
+run "$work/build/grpc"
+build any_order tarn_cli_mqc tarn_platform_grpc
 run "$work/any_order"
 grep qos_group_port "$work/told"
 run "$prefix/bin/tarn-inspect" "$work"/served/*-qos_group_port.compact.bin | grep -c '"f[0-4]": 0'

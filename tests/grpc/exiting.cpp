@@ -1,7 +1,9 @@
-// Hands messages over and ends at once. A callback that runs writes a byte to the file TOLD.
-// usage: exiting return|callback|fork TOLD
+// Hands messages over and ends at once. A callback that runs writes a byte to the file TOLD. The
+// process FROZEN is let go on when the platform has done with the exit.
+// usage: exiting return|callback|fork TOLD [FROZEN]
 
 #include <fcntl.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,34 +22,42 @@ namespace {
 constexpr MQC_ClassifierTemplate request{};
 
 int told;
+pid_t frozen = 0;
 
 void tell(u32, void*) {
   if (write(told, "+", 1) != 1) _exit(1);
 }
 
-void send(int pairs) {
-  for (int i = 0; i < pairs; ++i) {
+void send() {
+  for (int i = 0; i < 10; ++i) {
     if (MqcFesIntf_sendClassifierTemplate_oneway(&request, nullptr) != 0) _exit(2);
     if (MqcFesIntf_sendClassifierTemplate_async(&request, tell, nullptr, nullptr) != 0) _exit(2);
   }
 }
 
 void sendAndExit(u32 status, void*) {
-  send(10);
+  if (MqcFesIntf_sendClassifierTemplate_async(&request, tell, nullptr, nullptr) != 0) _exit(2);
   exit(static_cast<int>(status));
 }
 
 }  // namespace
 
-int main(int, char** argv) {
+int main(int argc, char** argv) {
   const std::string way = argv[1];
   told = open(argv[2], O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (argc > 3) {
+    frozen = atoi(argv[3]);
+    atexit([] {
+      kill(frozen, SIGCONT);
+      usleep(500'000);
+    });
+  }
   if (way == "callback") {
     if (MqcFesIntf_sendClassifierTemplate_async(&request, sendAndExit, nullptr, nullptr)) return 3;
     sleep(60);
     return 4;
   }
-  send(10);
+  send();
   const pid_t child = way == "fork" ? fork() : 0;
   int ended = 0;
   if (child > 0 && waitpid(child, &ended, 0) != child) return 5;

@@ -75,6 +75,7 @@ class ServiceTest : public testing::Test {
     ASSERT_TRUE(WIFSTOPPED(status));
   }
   void thaw() const { kill(pid_, SIGCONT); }
+  pid_t service() const { return pid_; }
 
   void* open(TarnGrpcOptions options = {}) const {
     if (options.target == nullptr) options.target = target.c_str();

@@ -15,6 +15,7 @@ import os
 import struct
 import sys
 import threading
+import time
 from concurrent import futures
 
 import grpc
@@ -28,7 +29,7 @@ def reply(status):
 
 
 WITHOUT_FIELD = struct.pack("<IHHi", 8, 4, 4, 4)
-UNALIGNED = struct.pack("<IHHHiI", 10, 6, 8, 4, 6, 7)
+UNALIGNED = struct.pack("<I2xHHHi2xI", 12, 6, 10, 6, 6, 7)
 
 
 class Service(grpc.GenericRpcHandler):
@@ -61,6 +62,9 @@ class Service(grpc.GenericRpcHandler):
     def reply(self, context):
         if self.answer == "refuse":
             context.abort(grpc.StatusCode.PERMISSION_DENIED, "not you")
+        if self.answer == "slow":
+            time.sleep(0.2)
+            return reply(0)
         if self.answer == "cut":  # by one byte more at each call
             return reply(7)[:next(self.count)]
         faults = {"empty": b"", "garbage": b"\xff" * 40, "absent": WITHOUT_FIELD,
@@ -77,7 +81,7 @@ def read(*path):
 def main():
     folder, answer, *certificate = sys.argv[1:]
     ctypes.CDLL(None).prctl(1, 9)  # no longer than the test, even when stopped
-    server = grpc.server(futures.ThreadPoolExecutor(8),
+    server = grpc.server(futures.ThreadPoolExecutor(32),
                          options=[("grpc.max_receive_message_length", -1)])
     server.add_generic_rpc_handlers([Service(folder, answer)])
     address = "unix:" + os.path.join(folder, "socket")

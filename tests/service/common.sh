@@ -45,6 +45,27 @@ end() {
   unset 'services[-1]'
 }
 
+# refused STATUS WORDS PROGRAM ARGUMENT...: that status, one line with the words on stderr, nothing on stdout
+refused() {
+  local expected=$1 words=$2 program=$3 status=0
+  shift 3
+  timeout 10 "$program" "$@" >shown 2>said </dev/null || status=$?
+  [ "$status" -eq "$expected" ] && [ "$(wc -l <said)" -eq 1 ] && [ ! -s shown ] &&
+    grep -q "^${program##*/}: .*$words" said || fail "$*: status $status, $(cat shown said)"
+}
+
+# documented PROGRAM: each of its options in its manual page; this tree's version
+documented() {
+  local option program=${1##*/}
+  "$1" --help | grep -q '^usage: ' || fail "$program has no help"
+  for option in $("$1" --help | grep -oE -- '--[a-z]+' | sort -u); do
+    sed 's/\\-/-/g' "$source/docs/man/$program.1" | grep -qE -- "^\.B.* \"?$option" ||
+      fail "$option is not in the manual page of $program"
+  done
+  grep -q "VERSION $("$1" --version | sed -n "s/^$program //p")$" "$source/CMakeLists.txt" ||
+    fail "$program tells another version"
+}
+
 call() { /usr/bin/python3 "$source/tests/service/call.py" "$@"; }
 
 # capture_all: messages of every method in both encodings, in the folder all; one of each in $first

@@ -75,52 +75,62 @@ call "$address" damaged/* >answers
 end INT
 [ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGINT: status $status, $(cat out.err)"
 
-# refused STATUS WORDS ARGUMENT...: that status, one line with the words on stderr, nothing on stdout
-refused() {
-  local expected=$1 words=$2 status=0
-  shift 2
-  timeout 10 "$tarn_serve" "$@" >shown 2>said || status=$?
-  [ "$status" -eq "$expected" ] && [ "$(wc -l <said)" -eq 1 ] && [ ! -s shown ] &&
-    grep -q "^tarn-serve: .*$words" said || fail "$*: status $status, $(cat shown said)"
-}
+refuses() { refused "$1" "$2" "$tarn_serve" "${@:3}"; }
 socket=unix:$work/socket
-refused 2 'listen is missing'
-refused 2 'no such option' --listen "$socket" --bogus
-refused 2 'not an option' --listen "$socket" more
-refused 2 'neither unix' --listen 127.0.0.1
-refused 2 'neither unix' --listen 127.0.0.1:65536
-refused 2 'not a loopback' --listen 0.0.0.0:0
-refused 2 'not a loopback' --listen 0.0.0.0:0 --cert a --key b
-refused 2 'come together' --listen "$socket" --cert a
-refused 2 'come together' --listen "$socket" --ca a
-refused 2 'no method is called sendNothing' --listen "$socket" --status sendNothing=1
-refused 2 '32 bits' --listen "$socket" --status 4294967296
-refused 2 '32 bits' --listen "$socket" --status sendRuleMac=
-refused 1 'cannot be read' --listen "$socket" --cert absent --key absent
-refused 1 'cannot listen' --listen "$socket" --cert expected --key expected
-refused 1 'No such file' --listen "$socket" --capture absent
-refused 1 'No such file' --listen "unix:$work/absent/socket"
-refused 1 'in use' --listen "unix:$work/expected"
+refuses 2 'listen is missing'
+refuses 2 'no such option' --listen "$socket" --bogus
+refuses 2 'not an option' --listen "$socket" more
+refuses 2 'neither unix' --listen 127.0.0.1
+refuses 2 'neither unix' --listen 127.0.0.1:65536
+refuses 2 'not a loopback' --listen 127.example.org:0
+refuses 2 'not a loopback' --listen 0.0.0.0:0 --cert a --key b
+refuses 2 'come together' --listen "$socket" --cert a
+refuses 2 'come together' --listen "$socket" --ca a
+refuses 2 'no method is called sendNothing' --listen "$socket" --status sendNothing=1
+refuses 2 '32 bits' --listen "$socket" --status 4294967296
+refuses 2 '32 bits' --listen "$socket" --status sendRuleMac=
+refuses 1 'cannot be read' --listen "$socket" --cert absent --key absent
+refuses 1 'cannot listen' --listen "$socket" --cert expected --key expected
+refuses 1 'No such file' --listen "$socket" --capture absent
+refuses 1 'No such file' --listen "unix:$work/absent/socket"
+refuses 1 'in use' --listen "unix:$work/expected"
 [ -s expected ] || fail "a file was taken for a socket"
-"$tarn_serve" --help | grep -q '^usage: ' || fail "no help"
-for option in $("$tarn_serve" --help | grep -oE -- '--[a-z]+' | sort -u); do
-  sed 's/\\-/-/g' "$source/docs/man/tarn-serve.1" | grep -qE -- "^\.B.* \"?$option" ||
-    fail "$option is not in the manual page"
-done
-grep -q "VERSION $("$tarn_serve" --version | sed -n 's/^tarn-serve //p')$" "$source/CMakeLists.txt" ||
-  fail "not this tree's version"
+documented "$tarn_serve"
 
 # An address that is served stays with its service, even one that does not move; a dead one's is free.
 serve out --listen "$socket"
-refused 1 'in use' --listen "$socket"
+refuses 1 'in use' --listen "$socket"
 kill -STOP "$service"
-refused 1 'in use' --listen "$socket"
+refuses 1 'in use' --listen "$socket"
 kill -CONT "$service"
 [ "$(call "$socket" "${first[0]}")" = 'sendClassifierTemplate 0' ] || fail "the socket was taken away"
 end KILL
 serve out --listen "$socket"
 end TERM
 serve out --listen localhost:0
-refused 1 'in use' --listen "$address"
+refuses 1 'in use' --listen "$address"
 end TERM
+start full /usr/bin/python3 -c 'import socket, time
+listener, waiting = socket.socket(socket.AF_UNIX), socket.socket(socket.AF_UNIX)
+listener.bind("full.socket")
+listener.listen(0)
+waiting.connect("full.socket")
+print("full", flush=True)
+time.sleep(60)'
+await "a socket with no room" grep -q full full
+refuses 1 'in use' --listen "unix:$work/full.socket"
+end KILL
+
+# With several callers at once, captures and lines are in one order.
+mkdir order
+serve out --listen "$socket" --capture order
+callers=()
+for _ in 1 2; do
+  call "$socket" "${first[@]}" >/dev/null &
+  callers+=($!)
+done
+wait "${callers[@]}"
+end TERM
+ls order | sed -E 's/[0-9]+-(.*)\.(.*)\.bin/\1 \2/' >kept_order
+awk '$5 ~ /^#/ {print $2, $4}' out | diff - kept_order >/dev/null || fail "captures are in another order than lines"
 echo "messages are told, shown and kept; what cannot be served is refused"
