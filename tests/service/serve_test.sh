@@ -125,7 +125,7 @@ end KILL
 mkdir order
 serve out --listen "$socket" --capture order
 callers=()
-for _ in 1 2; do
+for _ in 1 2 3 4; do
   call "$socket" "${first[@]}" >/dev/null &
   callers+=($!)
 done
