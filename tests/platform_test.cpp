@@ -239,8 +239,10 @@ TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {
   }
   EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
 
-  complaintOf(TARN_STATUS_CAPTURE,
-              [&] { return TarnPlatform_setCaptureDir((dir / "missing").c_str()); });
+  const std::string missing = dir / "missing";
+  EXPECT_EQ(complaintOf(TARN_STATUS_CAPTURE,
+                        [&] { return TarnPlatform_setCaptureDir(missing.c_str()); }),
+            "tarn_platform: capture directory " + missing + ": No such file or directory\n");
   fs::create_directory(dir / "missing");
   std::ofstream(dir / "missing" / "12.txt") << "no capture";
   EXPECT_EQ(send(), 0u);

@@ -78,10 +78,14 @@ void Completions::run() {
 }
 
 void Completions::end(Call* ended) {
-  const std::unique_ptr<Call> call(ended);
+  std::unique_ptr<Call> call(ended);
+  const u64 sequence = call->sequence;
+  call->sequence = 0;
   const u32 status = call->exchange.outcome();
   call->givePlaceBack();  // a callback may call again
   if (call->callback != nullptr && !silent_) call->callback(status, call->userData);
+  call.reset();  // who drained finds nothing left of it
+  leave(sequence);
 }
 
 u64 Completions::enter() {

@@ -181,7 +181,7 @@ TEST_F(Grpc, BusyPastTheCap) {
 TEST_F(Grpc, ManyCallsEndOnceEach) {
   constexpr std::size_t calls = 10'000, threads = 32, each = 20;
   serve("0");
-  void* const opt = open({.maxInFlight = calls});
+  void* const opt = open({.maxInFlight = 2 * calls});
   Endings endings(calls);
   std::size_t refused = 0;
   for (std::size_t i = 0; i < calls; ++i) refused += endings.call(i, request, opt) != 0;
@@ -189,14 +189,17 @@ TEST_F(Grpc, ManyCallsEndOnceEach) {
   std::vector<std::thread> callers;
   for (std::size_t t = 0; t < threads; ++t) {
     callers.emplace_back([&] {
-      for (std::size_t i = 0; i < each; ++i) failed += call(i % 4 == 0 ? open() : opt) != 0;
+      for (std::size_t i = 0; i < each; ++i) {
+        failed += call(i % 4 == 0 ? open() : opt) != 0;
+        failed += oneway(opt) != 0;
+      }
     });
   }
   for (std::thread& caller : callers) caller.join();
   EXPECT_EQ(TarnGrpc_drain(2 * minute), 0u);
   EXPECT_EQ(refused + failed, 0u);
   EXPECT_EQ(endings.once(0), static_cast<long>(calls));
-  EXPECT_EQ(received().size(), calls + threads * each);
+  EXPECT_EQ(received().size(), calls + 2 * threads * each);
 }
 
 TEST_F(Grpc, CallbackMayCallButNotWait) {
