@@ -240,9 +240,9 @@ TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {
   EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
 
   const std::string missing = dir / "missing";
-  EXPECT_EQ(complaintOf(TARN_STATUS_CAPTURE,
-                        [&] { return TarnPlatform_setCaptureDir(missing.c_str()); }),
-            "tarn_platform: capture directory " + missing + ": No such file or directory\n");
+  EXPECT_EQ(
+      complaintOf(TARN_STATUS_CAPTURE, [&] { return TarnPlatform_setCaptureDir(missing.c_str()); }),
+      "tarn_platform: capture directory " + missing + ": No such file or directory\n");
   fs::create_directory(dir / "missing");
   std::ofstream(dir / "missing" / "12.txt") << "no capture";
   EXPECT_EQ(send(), 0u);
