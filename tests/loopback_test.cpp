@@ -77,6 +77,7 @@ TEST_F(Platform, ServesManyThreads) {
       failed += TarnPlatform_setCaptureDir(dir.c_str()) != 0;
       TarnPlatform_setReceiver(count, &received);
       TarnPlatform_setStatus(0);
+      TarnPlatform_setCompletionStatus(0);
       TarnPlatform_drain();
     }
   };
