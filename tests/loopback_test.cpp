@@ -75,7 +75,6 @@ TEST_F(Platform, ServesManyThreads) {
       failed += sendAsync(ending) != 0;
       failed += MqcFesIntf_sendClassifierTemplate_oneway(&request, &i) != 0;
       failed += TarnPlatform_setCaptureDir(dir.c_str()) != 0;
-      TarnPlatform_setReceiver(count, &received);
       TarnPlatform_setStatus(0);
       TarnPlatform_setCompletionStatus(0);
       TarnPlatform_drain();
@@ -213,6 +212,30 @@ TEST_F(Platform, HoldsNoLockWhileAReceiverOrCallbackRuns) {
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, nullptr, nullptr), 0u);
   elsewhere([] { EXPECT_EQ(TarnPlatform_drain(), 0u); });
   EXPECT_EQ(received, 8);
+}
+
+/// Goes a step and waits until the other has gone its own; orders nothing else between the two.
+void step(std::atomic<int>& steps, int until) {
+  steps.fetch_add(1, std::memory_order_relaxed);
+  while (steps.load(std::memory_order_relaxed) < until) std::this_thread::yield();
+}
+
+// Thread sanitizers see what the platform's locks miss.
+TEST_F(Platform, ReceiverMayBeTakenAwayWhileItRuns) {
+  std::atomic<int> steps = 0;
+  std::thread taker([&steps] {
+    step(steps, 2);
+    TarnPlatform_setReceiver(nullptr, nullptr);
+    step(steps, 3);
+  });
+  const auto receiver = [](const TarnMessage*, void* told) -> u32 {
+    step(*static_cast<std::atomic<int>*>(told), 3);
+    return 7;
+  };
+  TarnPlatform_setReceiver(receiver, &steps);
+  EXPECT_EQ(send(), 7u);
+  taker.join();
+  EXPECT_EQ(send(), 0u);
 }
 
 TEST_F(Platform, ResetSetsEverythingBack) {

@@ -32,21 +32,6 @@ TEST(Model, AllPresencePatternsOrManyRandomOnes) {
   });
 }
 
-TEST(Model, EachByteOfEachScalarAlone) {
-  forEachMethod([](records::Maker& maker, wire::Encoders& encoders) {
-    u8* const record = maker.make(0);
-    std::string wrong;
-    for (const auto [offset, width] : maker.values.scalars) {
-      for (u32 bit = 0; bit < 8 * width && wrong.empty(); ++bit) {
-        records::storeWord(record + offset, width, 1u << bit);
-        wrong = encoders.check(record);
-      }
-      records::storeWord(record + offset, width, 0);
-    }
-    return wrong;
-  });
-}
-
 TEST(Model, SeveralThreadsAtOnce) {
   const auto checkAll = [] {
     forEachMethod([](records::Maker& maker, wire::Encoders& encoders) {
