@@ -22,10 +22,7 @@ struct Completions::Call {
       : channel(way), exchange(method), callback(told), userData(value) {}
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
-  ~Call() {
-    givePlaceBack();
-    if (sequence != 0) completions().leave(sequence);
-  }
+  ~Call() { givePlaceBack(); }
   void givePlaceBack() {
     if (std::exchange(hasPlace, false)) channel.leave();
   }
@@ -35,7 +32,7 @@ struct Completions::Call {
   RpcAsyncCallback callback;
   void* userData;
   bool hasPlace = false;
-  u64 sequence = 0;
+  u64 sequence = 0;  ///< once it is under way
 };
 
 Completions& completions() {
@@ -56,7 +53,12 @@ u32 Completions::begin(Channel& channel, const MethodId& method, const grpc::Byt
   call->hasPlace = channel.enter();
   if (!call->hasPlace) return failure(method.methodName, TARN_GRPC_BUSY);
   call->sequence = enter();
-  call->exchange.start(channel, request, call->sequence, queue_, call.get());
+  try {
+    call->exchange.start(channel, request, call->sequence, queue_, call.get());
+  } catch (const std::exception&) {
+    leave(call->sequence);
+    throw;
+  }
   static_cast<void>(call.release());  // the queue gives it back
   return TARN_STATUS_OK;
 }
@@ -80,7 +82,6 @@ void Completions::run() {
 void Completions::end(Call* ended) {
   std::unique_ptr<Call> call(ended);
   const u64 sequence = call->sequence;
-  call->sequence = 0;
   const u32 status = call->exchange.outcome();
   call->givePlaceBack();  // a callback may call again
   if (call->callback != nullptr && !silent_) call->callback(status, call->userData);
