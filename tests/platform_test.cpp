@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <utility>
 
 #include "platform.h"
@@ -37,7 +38,11 @@ extern "C" ssize_t write(int file, const void* bytes, size_t size) {
 // A file that is there belongs to somebody else.
 extern "C" int open(const char* path, int flags, ...) {
   EXPECT_TRUE((flags & O_CREAT) == 0 || (flags & O_EXCL) != 0) << path;
-  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, 0666));
+  va_list rest;
+  va_start(rest, flags);
+  const mode_t mode = va_arg(rest, mode_t);
+  va_end(rest);
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
 namespace {

@@ -68,16 +68,15 @@ TEST_F(Grpc, EveryMethodArrivesByteForByte) {
   }
 }
 
+// Larger than gRPC takes without being told to.
 TEST_F(Grpc, LargeBatchArrives) {
   serve("0");
-  const std::vector<u8> large(64 << 20, 0x5A);
+  const std::vector<u8> large(8 << 20, 0x5A);
   const MQC_BrkBatchMsg batch = {0, 0, 0, static_cast<u32>(large.size()), large.data()};
   ASSERT_EQ(MqcFesIntf_ProcMqcBatchMsg(&batch, open()), 0u) << TarnGrpc_lastError();
-  std::ifstream in(dir / "large", std::ios::binary);
-  std::vector<u8> arrived(std::filesystem::file_size(dir / "large"));
-  in.read(reinterpret_cast<char*>(arrived.data()), static_cast<std::streamsize>(arrived.size()));
-  ASSERT_GT(arrived.size(), large.size());
-  EXPECT_TRUE(std::equal(large.begin(), large.end(), arrived.end() - (64 << 20)));
+  std::string expected;
+  for (std::size_t i = 0; i < large.size(); ++i) expected += "5A ";
+  EXPECT_TRUE(received().at(0).bytes.ends_with(" 00 80 00 " + expected));
 }
 
 TEST_F(Grpc, AnswersComeBackAsStatuses) {
@@ -273,19 +272,22 @@ TEST_F(Grpc, ExitSendsWhatWasHandedOver) {
   struct Row {
     const char* way;
     std::size_t messages, callbacks;
-    int ms;  // at least: each answer takes 200
+    int ms;  // at least: an answer takes 100, to the process's third message 200
   };
   serve("slow");
   for (const Row& row :
-       {Row{"return", 20, 10, 200}, {"callback", 2, 0, 400}, {"fork", 20, 10, 200}}) {
+       {Row{"return", 20, 10, 200}, {"callback", 3, 0, 300}, {"fork", 20, 10, 200}}) {
     for (int left = 2, tries = 0; left > 0; ++tries) {
-      ASSERT_LT(tries, 20) << "the second of an exit is used up each time";
+      ASSERT_LT(tries, 40) << "the second of an exit is used up each time";
       const std::size_t before = received().size();
       const auto begin = std::chrono::steady_clock::now();
       EXPECT_EQ(exitStatus(start({EXITING, row.way, dir / "told"})), 0) << row.way;
       const auto time = std::chrono::steady_clock::now() - begin;
       EXPECT_GE(time, std::chrono::milliseconds(row.ms)) << row.way;
-      if (time >= std::chrono::seconds(1)) continue;
+      if (time >= std::chrono::seconds(1)) {
+        sleep(1);  // what was under way may still arrive
+        continue;
+      }
       EXPECT_EQ(received().size() - before, row.messages) << row.way;
       EXPECT_EQ(std::filesystem::file_size(dir / "told"), row.callbacks) << row.way;
       --left;

@@ -4,9 +4,8 @@
 usage: service.py DIR ANSWER [CERTIFICATE]
 
 Listens on DIR/socket once there is DIR/ready. A line of DIR/received is a message: sequence number,
-method, bytes as hexadecimal pairs; those of a large one lie in DIR/large. ANSWER is the status, or a
-fault. With a CERTIFICATE, the name of a pair of files in DIR, it speaks TLS with clients that
-DIR/ca.crt signed.
+method, bytes as hexadecimal pairs. ANSWER is the status, or a fault. With a CERTIFICATE, the
+name of a pair of files in DIR, it speaks TLS with clients that DIR/ca.crt signed.
 """
 
 import ctypes
@@ -20,8 +19,6 @@ from concurrent import futures
 
 import grpc
 
-LARGE = 1 << 20
-
 
 def reply(status):
     """Root offset, padding, vtable of one field, table with the vtable's distance and the field."""
@@ -34,7 +31,7 @@ UNALIGNED = struct.pack("<I2xHHHi2xI", 12, 6, 10, 6, 6, 7)
 
 class Service(grpc.GenericRpcHandler):
     def __init__(self, folder, answer):
-        self.folder, self.answer = folder, answer
+        self.answer = answer
         self.count, self.lock = itertools.count(), threading.Lock()
         self.received = open(os.path.join(folder, "received"), "a", encoding="ascii")
 
@@ -46,24 +43,20 @@ class Service(grpc.GenericRpcHandler):
 
         def serve(request, context):
             self.keep(f"{sequence} {method} ", request)
-            return self.reply(context)
+            return self.reply(context, sequence)
 
         return grpc.unary_unary_rpc_method_handler(serve)
 
     def keep(self, head, request):
         with self.lock:
-            if len(request) >= LARGE:
-                with open(os.path.join(self.folder, "large"), "wb") as file:
-                    file.write(request)
-                request = b""
             self.received.write(head + request.hex(" ").upper() + " \n")
             self.received.flush()
 
-    def reply(self, context):
+    def reply(self, context, sequence):
         if self.answer == "refuse":
             context.abort(grpc.StatusCode.PERMISSION_DENIED, "not you")
         if self.answer == "slow":
-            time.sleep(0.2)
+            time.sleep(0.2 if sequence == "3" else 0.1)
             return reply(0)
         if self.answer == "cut":  # by one byte more at each call
             return reply(7)[:next(self.count)]

@@ -66,6 +66,18 @@ documented() {
     fail "$program tells another version"
 }
 
+# inspected FILE...: what tarn-inspect shows of them, a line of JSON each
+inspected() {
+  "${tarn_serve%/*}/tarn-inspect" "$@" | awk '/^[ {}]/ {printf "%s", $0} /^}/ {print ""}'
+}
+
+# block LANGUAGE WORDS: the block in that language with the words that docs/delivery.md shows
+block() {
+  awk -v open="^\`\`\`$1\$" -v words="$2" '$0 ~ open {block = ""; on = 1; next}
+    /^```$/ {if (on && index(block, words)) printf "%s", block; on = 0}
+    on {block = block $0 "\n"}' "$source/docs/delivery.md"
+}
+
 call() { /usr/bin/python3 "$source/tests/service/call.py" "$@"; }
 
 # capture_all: messages of every method in both encodings, in the folder all; one of each in $first

@@ -9,26 +9,21 @@ cmake --install "$build" --prefix "$work/root" >/dev/null
 export PATH=$work/root/bin:$PATH LD_LIBRARY_PATH=$work/root/$lib
 export PKG_CONFIG_PATH=$work/root/$lib/pkgconfig
 tarn_serve=tarn-serve
-page=$source/docs/delivery.md
 target=unix:$work/socket
 
-# block LANGUAGE WORDS: the page's block in the language that has the words, with this test's socket
-block() {
-  awk -v open="^\`\`\`$1\$" -v words="$2" '$0 ~ open {block = ""; on = 1; next}
-    /^```$/ {if (on && index(block, words)) printf "%s", block; on = 0}
-    on {block = block $0 "\n"}' "$page" | sed "s,unix:/tmp/mqc.sock,$target,"
-}
+# with this test's socket in place of the page's
+shown() { block "$@" | sed "s,unix:/tmp/mqc.sock,$target,"; }
 # follow LANGUAGE WORDS: runs the block
 follow() {
-  block "$@" >commands
+  shown "$@" >commands
   [ -s commands ] || fail "the page has no block with '$2'"
   sh -eu commands
 }
 
-block c 'int main' >call.c
+shown c 'int main' >call.c
 serve out --listen "$target" --json
 [ "$(follow sh 'cc call.c')" = 'status 0: success' ] || fail "the page's caller does not succeed"
-grep -o 'qos_group_port .*' out | diff - <(grep -o 'qos_group_port  .*#1 .*' "$page") ||
+grep -o 'qos_group_port .*' out | diff - <(grep -o 'qos_group_port  .*#1 .*' "$source/docs/delivery.md") ||
   fail "tarn-serve prints another line than the page shows"
 end TERM
 
@@ -37,7 +32,7 @@ mkdir bad
 head -c 60 all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
 cp "$source"/examples/service.* .
 for words in service.py service.cpp; do
-  block sh "$words" >commands # its last line starts the service
+  shown sh "$words" >commands # its last line starts the service
   [ -s commands ] || fail "the page has no block with '$words'"
   head -n -1 commands | sh -eu
   start out sh -eu -c "exec $(tail -n 1 commands)"

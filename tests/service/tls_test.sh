@@ -5,8 +5,7 @@ set -eu
 source=$1 tarn_serve=$2 send_all=$3
 . "$source/tests/service/common.sh"
 capture_all
-awk '/^```sh$/ {block = ""; on = 1; next} /^```$/ {if (on && block ~ /openssl/) print block; on = 0}
-  on {block = block $0 "\n"}' "$source/docs/delivery.md" >make_certificates
+block sh openssl >make_certificates
 for folder in ours theirs; do (
   mkdir $folder
   cd $folder

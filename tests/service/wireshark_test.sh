@@ -37,7 +37,7 @@ sed -nE 's/^([A-Za-z0-9_]+) request: [A-Za-z0-9_]+,/\1 request,/p' requests | he
 [ "$(grep -c '\[damaged message: ' requests)" -eq 2 ] || fail "damaged messages: not two"
 
 # The values of every field, in order, as tarn-inspect has them.
-"${tarn_serve%/*}/tarn-inspect" "${first[@]}" >inspected
+inspected "${first[@]}" >inspected
 /usr/bin/python3 - "$messages" <<'END' || fail "a field is shown with another value, or not at all"
 import json, re, sys
 
@@ -46,8 +46,7 @@ def flat(value):
         return [value]
     return [x for part in (value.values() if isinstance(value, dict) else value) for x in flat(part)]
 
-lines = [line for line in open("inspected") if line[0] in " {}"]
-wanted = json.loads("[" + "".join(lines).replace("}\n{", "},{") + "]")
+wanted = [json.loads(line) for line in open("inspected")]
 shown = []
 for line in open("requests"):
     item = re.fullmatch(r" +\[?f\d+: ([\w ]+)\]?\n", line)
