@@ -12,6 +12,7 @@
 /// the tests: the shared object drops what nobody in it reads.
 #define COMPACT_ENCODER(Type, line)                                             \
   constinit const codec::TableInfo Type##_table = codec::Described<Type>::info; \
+  static_assert((line) < 65'536, "an encoder's line is below 65,536");          \
   u32 Type##_pack(PackBuf* cursor, const void* req) {                           \
     return codec::pack<codec::ListOf<Type>>(cursor, req, #Type "_pack", line);  \
   }

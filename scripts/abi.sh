@@ -24,6 +24,7 @@ compare() {
   nm --dynamic --defined-only --numeric-sort "$library" | awk '{print $3}' >"$build/$order"
 
   if [ -n "$update" ]; then
+    diff "abi/$order" "$build/$order" || true
     cp "$build/$types" "$build/$order" abi/
     return
   fi

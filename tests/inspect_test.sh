@@ -55,7 +55,7 @@ mkdir ./-odd
 cp $rule ./-odd/0001-sendRuleMac.compact.bin
 "$inspect" --json -- -odd/0001-sendRuleMac.compact.bin | diff json - || fail "a path with a dash"
 documented "$inspect"
-[ "$("$inspect" --methods | wc -l)" -eq "$methods" ] || fail "--methods does not list every method"
+[ "$("$inspect" --methods | wc -l)" -eq "$methods" ] || fail "--methods lists others than tests/methods.txt"
 
 # completed WORD...: what the shell offers for the last word
 completed() {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include "recorder.h"
@@ -106,10 +107,13 @@ void callback(u32, void*) {}
 TEST(RollCall, HasARowForEachMethodInOrder) {
   std::vector<Row> rows = readRows();
   rows.resize(std::max(rows.size(), std::size(allExports)));
+  std::map<u32, std::string> encoders;
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const std::string method = i < std::size(allExports) ? allExports[i].method : "no method";
     ASSERT_EQ(method, rows[i].method) << "in row " << i + 1 << " of " METHODS;
     EXPECT_EQ(allExports[i].recordSize, rows[i].recordSize) << method << ", its record";
+    const auto line = encoders.emplace(rows[i].line, rows[i].encoder).first;
+    EXPECT_EQ(line->second, rows[i].encoder) << "have line " << rows[i].line << " both";
   }
 }
 

@@ -66,13 +66,16 @@ TEST(Schema, SaysWhatTheSlotListsSay) {
 }
 
 TEST(Schema, ServesTheRollCall) {
+  const std::string service = schemaText("/mqc_fes_intf_service.fbs");
   std::string methodsText;
   for (const Method& method : methods) {
-    methodsText += std::string(method.name) + '(' + method.type + "): MqcReply; ";
+    const std::string row = std::string(method.name) + '(' + method.type + "): MqcReply; ";
+    ASSERT_NE(service.find(row), std::string::npos) << "the service's schema lacks " << row;
+    methodsText += row;
   }
   EXPECT_EQ(" include \"mqc_fes_intf.fbs\"; include \"mqc_reply.fbs\"; rpc_service MqcFesIntf { " +
                 methodsText + "} ",
-            schemaText("/mqc_fes_intf_service.fbs"));
+            service);
   EXPECT_EQ(" table MqcReply { status: uint (id: 0); } ", schemaText("/mqc_reply.fbs"));
 }
 

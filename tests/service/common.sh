@@ -17,7 +17,7 @@ await() {
     ! "$@" || return 0
     sleep 0.05
   done
-  fail "$what did not come about"
+  fail "$what did not come about: $(tail -qn 5 ./*.err)"
 }
 
 # start OUTPUT COMMAND...: a service in the background, its process in $service
@@ -67,9 +67,7 @@ documented() {
 }
 
 # inspected FILE...: what tarn-inspect shows of them, a line of JSON each
-inspected() {
-  "${tarn_serve%/*}/tarn-inspect" "$@" | awk '/^[ {}]/ {printf "%s", $0} /^}/ {print ""}'
-}
+inspected() { "${tarn_serve%/*}/tarn-inspect" "$@" | awk '/^[ {}]/ {printf "%s", $0} /^}/ {print ""}'; }
 
 # block LANGUAGE WORDS: the block in that language with the words that docs/delivery.md shows
 block() {
