@@ -3,6 +3,7 @@
 #include <grpcpp/create_channel.h>
 #include <pthread.h>
 
+#include <atomic>
 #include <mutex>
 #include <set>
 #include <utility>
@@ -82,11 +83,15 @@ Channel::Channel(Settings settings) : settings_(std::move(settings)) {
 }
 
 bool Channel::enter() {
-  u32 now = inFlight_;
-  while (now < settings_.maxInFlight) {
-    if (inFlight_.compare_exchange_weak(now, now + 1)) return true;
-  }
-  return false;
+  const std::lock_guard lock(mutex_);
+  if (inFlight_ == settings_.maxInFlight) return false;
+  ++inFlight_;
+  return true;
+}
+
+void Channel::leave() {
+  const std::lock_guard lock(mutex_);
+  --inFlight_;
 }
 
 Channel* defaultChannel(RpcServerAddr& addr) {

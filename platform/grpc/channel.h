@@ -3,8 +3,8 @@
 
 #include <grpcpp/generic/generic_stub.h>
 
-#include <atomic>
 #include <memory>
+#include <mutex>
 
 #include "platform/grpc/settings.h"
 
@@ -21,12 +21,13 @@ class Channel {
 
   /// Takes one of the places for calls that nobody waits for; tells whether one was free.
   bool enter();
-  void leave() { --inFlight_; }
+  void leave();
 
  private:
   const Settings settings_;
   std::unique_ptr<grpc::GenericStub> stub_;
-  std::atomic<u32> inFlight_ = 0;
+  std::mutex mutex_;
+  u32 inFlight_ = 0;
 };
 
 // Each makes the process ready for channels, and throws when it cannot.
