@@ -178,7 +178,7 @@ TEST_F(Grpc, BusyPastTheCap) {
 }
 
 TEST_F(Grpc, ManyCallsEndOnceEach) {
-  constexpr std::size_t calls = 10'000, threads = 32, each = 20;
+  constexpr std::size_t calls = 5'000, threads = 32, each = 20;
   serve("0");
   void* const opt = open({.maxInFlight = 2 * calls});
   Endings endings(calls);
