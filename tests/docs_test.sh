@@ -16,6 +16,8 @@ block() { awk -v open="^\`\`\`$2\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} o
 block testing.md c | diff - "$source/examples/caller_test.c" ||
   { echo "docs/testing.md shows another example than examples/caller_test.c" >&2; exit 1; }
 
+! grep -nE '@[A-Z]+@' "$source"/*.md "$source"/docs/*.md ||
+  { echo "a placeholder is left in the documents" >&2; exit 1; }
 methods=$(tarn-inspect --methods | wc -l)
 ! grep -noE '[0-9]+ (methods|(asynchronous )?calls|functions|exports)' "$source"/README.md "$source"/docs/architecture.md |
   grep -vE ":($methods (methods|asynchronous calls)|$((3 * methods)) calls|$((4 * methods)) (functions|exports))$" ||

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include "platform.h"
 #include "platform/rpc.h"
@@ -54,6 +55,7 @@ TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
   std::atomic<u32> completed = 0;
   EXPECT_NE(RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, &completed), nullptr);
   const auto count = [](u32, void* counter) { ++*static_cast<std::atomic<u32>*>(counter); };
+  writing.heard.clear();
   for (long left = 0; completed == 0; ++left) {
     writing.listens = true;
     memory = left;
@@ -66,6 +68,9 @@ TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
     EXPECT_EQ(files().size(), 2 * completed) << left;
     EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), completed) << left;
   }
+  const std::string start = "tarn_platform: sendClassifierTemplate: no memory for an encoding of ";
+  const std::set<std::string> told(writing.heard.begin(), writing.heard.end());
+  EXPECT_EQ(told, (std::set<std::string>{start + "70 bytes\n", start + "88 bytes\n"}));
 }
 
 // With the bytes that guard it, the encoding is more than 32 bits can count.

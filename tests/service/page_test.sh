@@ -11,7 +11,7 @@ export PKG_CONFIG_PATH=$work/root/$lib/pkgconfig
 tarn_serve=tarn-serve
 target=unix:$work/socket
 
-# with this test's socket in place of the page's
+# shown LANGUAGE WORDS: the block, with this test's socket in place of the page's
 shown() { block "$@" | sed "s,unix:/tmp/mqc.sock,$target,"; }
 # follow LANGUAGE WORDS: runs the block
 follow() {

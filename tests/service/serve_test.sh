@@ -79,6 +79,7 @@ refuses 2 'no such option' --listen "$socket" --bogus
 refuses 2 'not an option' --listen "$socket" more
 refuses 2 'neither unix' --listen 127.0.0.1
 refuses 2 'neither unix' --listen 127.0.0.1:65536
+refuses 2 'not a loopback' --listen 0.0.0.0:0
 refuses 2 'not a loopback' --listen 127.example.org:0
 refuses 2 'not a loopback' --listen 0.0.0.0:0 --cert a --key b
 refuses 2 'come together' --listen "$socket" --cert a
