@@ -248,9 +248,13 @@ class Walk {
     if (blockEnd > bytes_.size()) {
       throw Fault{bytes_.size(), "the message ends, its last block at " + at(blockEnd)};
     }
-    add(end, frame.vtable - end, Kind::gap, place, "");
-    add(frame.vtableEnd, blockEnd - frame.vtableEnd, Kind::gap, place, "");
+    addGap(end, frame.vtable, place);
+    addGap(frame.vtableEnd, blockEnd, place);
     return blockEnd;
+  }
+
+  void addGap(std::size_t from, std::size_t end, const Place& place) {
+    if (from != end) add(from, end - from, Kind::gap, place, "");
   }
 
   /// Each byte belongs to exactly one item.

@@ -42,11 +42,6 @@ std::string printable(std::string text) {
   return text;
 }
 
-bool isRequest(const inspect::Schema::Method& method, Bytes message) {
-  std::vector<inspect::Item> items;
-  return !inspect::walk(method, message, items);
-}
-
 std::string lineFor(const std::string& method, std::size_t bytes, const char* kind,
                     const std::string& sequence) {
   std::string name = printable(method);
@@ -72,8 +67,11 @@ bool Journal::open() {
 grpc::Status Journal::take(const inspect::Schema::Method& method, const std::string& sequence,
                            Bytes message, std::uint32_t& status) {
   const std::string& name = method.name;
-  if (!isRequest(method, message)) {
-    record(name, damaged, message, lineFor(name, message.size(), damaged, sequence));
+  std::vector<inspect::Item> items;
+  if (const auto fault = inspect::walk(method, message, items)) {
+    record(name, damaged, message,
+           lineFor(name, message.size(), damaged, sequence) + ' ' + inspect::at(fault->position) +
+               ": " + fault->words);
     return mqc::damaged();
   }
   const char* const kind = inspect::isFull(message) ? full : compact;

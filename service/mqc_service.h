@@ -58,8 +58,10 @@ inline flatbuffers::Verifier verifier(const std::uint8_t* bytes, std::size_t siz
  * Checks a request and gives access to its fields.
  *
  * @param message the request, which owns the bytes
- * @return the request, valid as long as the message; nullptr when it is damaged. Any table or
- * vector in it may be nullptr: the library always sends them, others need not.
+ * @return the request, valid as long as the message; nullptr when reading it would leave the
+ * message. Other damage shows as other values (`tarn-inspect` and `tarn-serve` hold every byte to
+ * its place). Any table or vector in it may be nullptr: the library always sends them, others need
+ * not.
  */
 template <class Request>
 const Request* parse(const flatbuffers::grpc::Message<Request>& message) {
