@@ -1,8 +1,8 @@
 #ifndef CODEC_TABLE_INFO_H
 #define CODEC_TABLE_INFO_H
 
-// A slot list as data that a program can walk: for the tests, which compare it with the schema and
-// read messages back by it. The shared object carries none of it.
+// A slot list as data that a program can walk: for tests, which compare it with the schema and read
+// messages back by it, benchmarks and the catalogue. The shared object carries none of it.
 
 #include <array>
 

@@ -8,8 +8,8 @@
 #include "codec/shared_tables.h"
 #include "msg/encoders.h"
 
-/// The compact encoder of a message; line names it in the log. Beside it the slot list as data, for
-/// the tests: the shared object drops what nobody in it reads.
+/// The compact encoder of a message; line names it in the log. Beside it the slot list as data,
+/// which the shared object drops: nobody in it reads it.
 #define COMPACT_ENCODER(Type, line)                                             \
   constinit const codec::TableInfo Type##_table = codec::Described<Type>::info; \
   static_assert((line) < 65'536, "an encoder's line is below 65,536");          \

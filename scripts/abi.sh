@@ -33,6 +33,7 @@ compare() {
     diff -u "abi/$order" "$build/$order"; then
     echo "$1: the interface is as kept, $(wc -l <"abi/$order") exports"
   else
+    echo "$1: the interface is not as kept" >&2
     failed=1
   fi
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Includes run one way: include <- codec <- msg <- stubs; platform knows only include, and the
-# platforms nothing of each other; service knows what platforms have in common.
+# platforms nothing of each other; inspect knows what platforms have in common, service that and inspect.
 set -eu
 cd "$(dirname "$0")/.."
 failed=0

@@ -29,7 +29,9 @@ struct Golden {
   std::map<std::string, std::string> text;  ///< of methods, record, size, compact, full
 };
 
-void readGoldens(const std::string& path, std::vector<Golden>& goldens) {
+constexpr std::string_view keywords[] = {"record", "size", "compact", "full"};
+
+void readGoldens(const std::filesystem::path& path, std::vector<Golden>& goldens) {
   std::ifstream file(path);
   std::string keyword;
   int number = 0;
@@ -44,17 +46,11 @@ void readGoldens(const std::string& path, std::vector<Golden>& goldens) {
     } else if (indent == 2) {
       from = line.find(' ', indent);
       keyword = line.substr(indent, from - indent);
+      if (std::ranges::count(keywords, keyword) == 0)
+        ADD_FAILURE_AT(path.c_str(), number) << "no such keyword: " << keyword;
     }
     goldens.back().text[keyword] += line.substr(from) + ' ';
   }
-}
-
-std::vector<Golden> allGoldens() {
-  std::vector<Golden> goldens;
-  for (const auto& entry : std::filesystem::directory_iterator(GOLDENS)) {
-    readGoldens(entry.path(), goldens);
-  }
-  return goldens;
 }
 
 /// The values that a text like "4142,30*00" or "1,2*0x300" lists.
@@ -62,10 +58,8 @@ std::vector<u32> listValues(const std::string& text, bool hexPairs) {
   std::vector<u32> values;
   for (const std::string& item : wire::items(text, ',')) {
     const std::size_t digits = hexPairs ? 2 : item.size();
-    for (std::size_t i = 0; i < item.size(); i += digits) {
-      const std::string value = item.substr(i, digits);
-      values.push_back(static_cast<u32>(std::stoul(value, nullptr, hexPairs ? 16 : 0)));
-    }
+    for (std::size_t i = 0; i < item.size(); i += digits)
+      values.push_back(wire::number(item.substr(i, digits), hexPairs ? 16 : 0));
   }
   return values;
 }
@@ -117,7 +111,7 @@ class Record {
   std::unique_ptr<u8[]> lent_;
 };
 
-std::string compare(Golden golden, const Method& method) {
+std::string compare(Golden golden, const Method& method) try {
   using model::Encoding;
   const Record record(method, golden.text["record"]);
   wire::Encoders encoders(method);
@@ -138,13 +132,17 @@ std::string compare(Golden golden, const Method& method) {
   expect("full", Encoding::full, encoders.full);
   const bool hasBytes = golden.text.contains("compact") || golden.text.contains("full");
   return hasBytes ? wrong : "a golden without bytes";
+} catch (const std::invalid_argument& error) {
+  return error.what();
 }
 
 }  // namespace
 
 TEST(Goldens, AreWhatGoesOut) {
+  std::vector<Golden> goldens;
+  for (const auto& file : std::filesystem::directory_iterator(GOLDENS)) readGoldens(file, goldens);
   std::map<std::string, bool> compact, full;
-  for (Golden& golden : allGoldens()) {
+  for (Golden& golden : goldens) {
     for (const std::string& name : wire::split(golden.text["methods"], ' ')) {
       const auto method = std::ranges::find(methods, name, &Method::name);
       const bool known = method != std::end(methods);

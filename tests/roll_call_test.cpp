@@ -143,7 +143,7 @@ TEST(RollCall, SlotArraysAreClearedByThePlatform) {
   forEachMethod([](Case method) {
     const void* const record = method.record(0);
     const u8* vtable = method.pack(record, method.row.compactLeast) + 4;
-    EXPECT_EQ(method.row.cleared, platform.cleared.size());
+    EXPECT_EQ(method.row.cleared, platform.cleared.size()) << "the last column of methods.txt";
     for (const recorder::Cleared& call : platform.cleared) {
       const std::size_t slots = vtable[0] + 256u * vtable[1] - 4;
       EXPECT_EQ((recorder::Cleared{vtable + 4, slots, 0, slots}), call);

@@ -21,9 +21,8 @@ using model::Picture;
 inline std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> parts;
   std::istringstream stream(text);
-  for (std::string part; std::getline(stream, part, separator);) {
+  for (std::string part; std::getline(stream, part, separator);)
     if (!part.empty()) parts.push_back(part);
-  }
   return parts;
 }
 
@@ -32,10 +31,17 @@ inline std::vector<std::string> items(const std::string& list, char separator) {
   std::vector<std::string> all;
   for (const std::string& item : split(list, separator)) {
     const std::size_t star = item.find('*');
-    const bool once = star == std::string::npos;
-    all.insert(all.end(), once ? 1 : std::stoul(item), once ? item : item.substr(star + 1));
+    all.insert(all.end(), star == std::string::npos ? 1 : std::stoul(item), item.substr(star + 1));
   }
   return all;
+}
+
+/// The number that a text tells, of base 16 two digits; throws where it tells none.
+inline u32 number(const std::string& text, int base) {
+  char* end = nullptr;
+  const unsigned long value = std::strtoul(text.c_str(), &end, base);
+  if (*end == 0 && text.size() >= (base == 16 ? 2 : 1)) return static_cast<u32>(value);
+  throw std::invalid_argument("no number: " + text);
 }
 
 /// What text like "0C00 . 32*00 3*--" tells: pairs in groups of any length, "." between fields,
@@ -43,10 +49,9 @@ inline std::vector<std::string> items(const std::string& list, char separator) {
 inline Picture expand(const std::string& text) {
   Picture picture;
   for (const std::string& group : items(text, ' ')) {
-    for (std::size_t i = 0; i + 1 < group.size(); i += 2) {
+    for (std::size_t i = 0; group != "." && i < group.size(); i += 2) {
       const std::string pair = group.substr(i, 2);
-      picture.push_back(pair == "--" ? model::open
-                                     : static_cast<std::int16_t>(std::stoi(pair, nullptr, 16)));
+      picture.push_back(pair == "--" ? model::open : static_cast<std::int16_t>(number(pair, 16)));
     }
   }
   return picture;
