@@ -120,11 +120,11 @@ TEST_F(GrpcSetup, CallsThatLackSomethingAreRefused) {
 }
 
 TEST_F(GrpcSetup, NoProxyOfTheEnvironmentIsAsked) {
-  setenv("http_proxy", "http://127.0.0.1:2", 1);
+  setenv("grpc_proxy", "http://127.0.0.1:2", 1);  // before all other variables
+  setenv("no_grpc_proxy", "none", 1);
   EXPECT_EQ(call(open({.target = "dns:///127.0.0.1:1"})), TARN_GRPC_TRANSPORT + 14);
-  EXPECT_NE(std::string(TarnGrpc_lastError()).find("127.0.0.1:1:"), std::string::npos)
-      << TarnGrpc_lastError();
-  unsetenv("http_proxy");
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "127.0.0.1:1:", TarnGrpc_lastError());
+  unsetenv("grpc_proxy");
 }
 
 TEST_F(GrpcSetup, StatusTextsNameWhatHappened) {
