@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include "platform/common/printable.h"
+
 namespace platform {
 
 std::string formatted(const char* format, va_list arguments) {
@@ -17,10 +19,10 @@ std::string formatted(const char* format, va_list arguments) {
   return text;
 }
 
-void writeLine(std::string text) {
-  text += '\n';
+void writeLine(const std::string& text) {
+  const std::string line = printable(text) + '\n';
   // Where stderr is closed or full there is nobody left to tell.
-  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
 }
 
 void report(const char* format, ...) {

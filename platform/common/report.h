@@ -9,8 +9,9 @@ namespace platform {
 /// printf into a string.
 std::string formatted(const char* format, va_list arguments);
 
-/// Writes text and a line end to stderr, in one write so that threads do not interleave.
-void writeLine(std::string text);
+/// Writes text, made printable, and a line end to stderr, in one write so that threads do not
+/// interleave.
+void writeLine(const std::string& text);
 
 /// Who reports: every library and program made with this code defines its own name.
 extern const char* const reporter;
