@@ -18,21 +18,6 @@ CODEC_INLINE u32 packHead(PackPos* pos, const void* rec) {
   return static_cast<u32>(packTable<ListOf<Head>>(pos, record) - pos->base);
 }
 
-/// The compact form of a table of one vector: nothing to clear, for its vtable is the same whatever
-/// the elements are, and that of the full encoding.
-template <class Table>
-CODEC_INLINE u32 packOneVector(PackPos* pos, const u8* record) {
-  using List = ListOf<Table>;
-  static_assert(List::size == 1 && List::template At<0>::kind == Kind::vector);
-  u8* const vtable = pos->cur;
-  u8* const table = vtable + Layout<List>::vtableSize;
-  __builtin_memcpy(vtable, Layout<List>::fullVtable.data(), Layout<List>::vtableSize);
-  store(table, u32{Layout<List>::vtableSize});
-  packFullVector<typename List::template At<0>>(table + tableHeaderSize, record);
-  pos->cur = table + Layout<List>::tableSize;
-  return static_cast<u32>(table - pos->base);
-}
-
 template <class Table>
 CODEC_INLINE u32 packBlock(u8* block, const void* rec) {
   packFullTable<ListOf<Table>>(block, static_cast<const u8*>(rec));
@@ -84,11 +69,6 @@ CODEC_INLINE u32 packNested<MqcRuleHead>(PackPos* pos, const u8* record) {
 template <>
 CODEC_INLINE u32 packNested<MqcActHead>(PackPos* pos, const u8* record) {
   return MqcActHead_pack(pos, recordAt<MqcActHead>(record));
-}
-
-template <>
-CODEC_INLINE u32 packNested<MqcBytes16>(PackPos* pos, const u8* record) {
-  return packOneVector<MqcBytes16>(pos, record);
 }
 
 template <>
