@@ -13,14 +13,15 @@ macro(tarn_check_program variable libraries source)
   unset(CMAKE_REQUIRED_LIBRARIES)
 endmacro()
 
-set(grpc_libraries grpc++ grpc gpr absl_synchronization)
+set(grpc_libraries grpc++ grpc gpr absl_synchronization crypto)
 option(TARN_WITH_GRPC "Deliver over gRPC, where its packages are" ON)
 if(TARN_WITH_GRPC)
   tarn_check_program(
     TARN_HAS_GRPC "${grpc_libraries}"
     "#include <flatbuffers/flatbuffers.h>
     #include <grpcpp/generic/generic_stub.h>
-    int main() { grpc::CompletionQueue queue; }")
+    #include <openssl/err.h>
+    int main() { grpc::CompletionQueue queue; ERR_clear_error(); }")
 else()
   set(TARN_HAS_GRPC OFF)
 endif()
@@ -29,5 +30,5 @@ if(TARN_HAS_GRPC)
   add_library(tarn_grpc INTERFACE)
   target_link_libraries(tarn_grpc INTERFACE ${grpc_libraries})
 else()
-  message(STATUS "tarn_platform_grpc is left out: libgrpc++-dev, libflatbuffers-dev are missing, or TARN_WITH_GRPC is off")
+  message(STATUS "tarn_platform_grpc is left out: libgrpc++-dev, libflatbuffers-dev or libssl-dev is missing, or TARN_WITH_GRPC is off")
 endif()

@@ -78,6 +78,7 @@ typedef struct TarnGrpcOptions {
   const char* cert;       /**< PEM file of this client's certificate; needs ca and key. */
   const char* key;        /**< PEM file of its private key. */
   const char* serverName; /**< The name in the service's certificate; needs ca. */
+  u64 maxBytes;           /**< Bytes of asynchronous and one-way calls at a time. */
 } TarnGrpcOptions;
 
 /**

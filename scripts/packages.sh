@@ -44,6 +44,6 @@ quietly() {
 build_packages=(cmake ninja-build gcc g++ libc6-dev)
 # Of the delivery over gRPC; a build without them leaves it out. libprotobuf-dev has a header that
 # generated services include.
-grpc_packages=(libgrpc++-dev libflatbuffers-dev flatbuffers-compiler libprotobuf-dev)
+grpc_packages=(libgrpc++-dev libssl-dev libflatbuffers-dev flatbuffers-compiler libprotobuf-dev)
 test_packages=("${grpc_packages[@]}" binutils libgtest-dev python3-flatbuffers python3-grpcio openssl
   tshark valgrind pkg-config chromium)

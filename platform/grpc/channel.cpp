@@ -1,15 +1,13 @@
 #include "platform/grpc/channel.h"
 
 #include <grpcpp/create_channel.h>
-#include <pthread.h>
 
-#include <atomic>
-#include <mutex>
-#include <set>
-#include <utility>
-
-#include "platform/grpc/completions.h"
 #include "platform/grpc/failure.h"
+#include "platform/grpc/log.h"
+#include "platform/grpc/poller.h"
+#include "platform/grpc/signals.h"
+#include "platform/grpc/start.h"
+#include "platform/grpc/watchdog.h"
 
 namespace platform {
 namespace {
@@ -20,36 +18,8 @@ constexpr int mostBackoffMs = 2'000;
 constexpr int connectMs = 5'000;
 constexpr int keepaliveMs = 20'000;
 
-std::atomic<bool> forked = false;
-
-/// Never destroyed: calls and the runtime's thread outlive exit().
-struct Channels {
-  std::mutex mutex;
-  std::set<void*> opened;
-  bool ready = false;
-};
-
-Channels& channels() {
-  static Channels* const only = new Channels;
-  return *only;
-}
-
-// Registered when the library is loaded: a fork waits until a channel that is being made is there,
-// and so knows of it.
-const int watched =
-    pthread_atfork([] { channels().mutex.lock(); }, [] { channels().mutex.unlock(); },
-                   [] {
-                     forked = channels().ready;
-                     channels().mutex.unlock();
-                   });
-
-/// The mutex is held, so that no fork comes between. Tried anew by the next call where it throws.
-void makeReady() {
-  if (channels().ready) return;
-  if (watched != 0) throw std::bad_alloc();
-  completions().start();
-  channels().ready = true;
-}
+std::atomic<Channel*> first = nullptr;
+std::atomic<u64> sequences = 0;
 
 grpc::ChannelArguments argumentsOf(const Settings& settings) {
   grpc::ChannelArguments arguments;
@@ -69,62 +39,130 @@ std::shared_ptr<grpc::ChannelCredentials> credentialsOf(const Settings& settings
   return grpc::SslCredentials({settings.ca, settings.key, settings.cert});
 }
 
+/// Makes the process ready, and a channel that is known to it. No lock is held: files are read.
+Channel* made(Settings settings) {
+  makeReady();
+  auto channel = std::make_unique<Channel>(std::move(settings));
+  channel->next = first.load();
+  while (!first.compare_exchange_weak(channel->next, channel.get())) continue;
+  return channel.release();
+}
+
 }  // namespace
 
 Channel::Channel(Settings settings) : settings_(std::move(settings)) {
+  const SignalsBlocked blocked;
+  LogOfThread log;
   const auto channel =
       grpc::CreateCustomChannel(settings_.target, credentialsOf(settings_), argumentsOf(settings_));
-  // A channel of a target or certificates that gRPC cannot read is born failed.
+  // A channel whose target gRPC cannot read is born failed.
   if (channel->GetState(false) != GRPC_CHANNEL_IDLE) {
-    throw SetupError("gRPC makes no sense of target '" + settings_.target +
-                     "' or its certificates");
+    throw SetupError("gRPC refuses the target '" + settings_.target + "'" + log.reason());
   }
   stub_ = std::make_unique<grpc::GenericStub>(channel);
 }
 
-bool Channel::enter() {
-  const std::lock_guard lock(mutex_);
-  if (inFlight_ == settings_.maxInFlight) return false;
-  ++inFlight_;
+bool Channel::hasRoom(u64 bytes) const {
+  // A message that is alone is taken however large: it would find no more room later.
+  const bool fits = bytes_ == 0 || bytes_ + bytes <= settings_.maxBytes;
+  return places_ < settings_.maxInFlight && fits;
+}
+
+bool Channel::enter(const std::shared_ptr<Call>& call) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!hasRoom(call->bytes)) return false;
+    call->sequence = nextSequence();
+    const auto number = underWay_.insert(call->sequence).first;
+    try {
+      deadlines_.emplace(Key{call->deadline, call->sequence}, call);
+    } catch (...) {
+      underWay_.erase(number);
+      throw;
+    }
+    ++places_;
+    bytes_ += call->bytes;
+  }
+  watchdog().watch(call->deadline);
   return true;
 }
 
-void Channel::leave() {
+void Channel::givePlaceBack() {
   const std::lock_guard lock(mutex_);
-  --inFlight_;
+  --places_;
+}
+
+void Channel::giveBytesBack(u64 bytes) {
+  const std::lock_guard lock(mutex_);
+  bytes_ -= bytes;
+}
+
+void Channel::leave(std::shared_ptr<Call> call) {
+  const Key key{call->deadline, call->sequence};
+  std::unique_lock lock(mutex_);
+  auto watched = deadlines_.extract(key);
+  lock.unlock();
+  if (!watched.empty()) watched.mapped().reset();
+  call.reset();  // who waited finds nothing left of it
+  lock.lock();
+  underWay_.erase(key.second);
+  left_.notify_all();
+}
+
+Clock::time_point Channel::expire(Clock::time_point now) {
+  for (;;) {
+    std::map<Key, std::shared_ptr<Call>>::node_type late;
+    {
+      const std::lock_guard lock(mutex_);
+      if (deadlines_.empty()) return Clock::time_point::max();
+      const Clock::time_point earliest = deadlines_.begin()->first.first;
+      if (earliest > now) return earliest;
+      late = deadlines_.extract(deadlines_.begin());
+    }
+    late.mapped()->expire();
+  }
+}
+
+bool Channel::waitForCalls(u64 last, Clock::time_point until) {
+  std::unique_lock lock(mutex_);
+  return left_.wait_until(lock, until,
+                          [&] { return underWay_.empty() || *underWay_.begin() > last; });
 }
 
 Channel* defaultChannel(RpcServerAddr& addr) {
   // The first of the bytes that are the runtime's, aligned as the record is.
   const std::atomic_ref<Channel*> kept(*reinterpret_cast<Channel**>(addr.runtime));
   if (Channel* const channel = kept.load(std::memory_order_acquire)) return channel;
-  const std::lock_guard lock(channels().mutex);
-  Channel* channel = kept.load(std::memory_order_acquire);
-  if (channel != nullptr) return channel;
-  Settings settings = settingsOfEnvironment();
-  makeReady();
-  channel = new Channel(std::move(settings));
+  // Of the calls that come before there is a channel, one makes it; no other call comes here.
+  static std::mutex* const making = new std::mutex;
+  const std::lock_guard lock(*making);
+  if (Channel* const channel = kept.load(std::memory_order_acquire)) return channel;
+  Channel* const channel = made(settingsOfEnvironment());
   kept.store(channel, std::memory_order_release);
   return channel;
 }
 
 Channel* openChannel(const TarnGrpcOptions& options) {
-  const std::lock_guard lock(channels().mutex);
-  Settings settings = settingsOf(options);
-  makeReady();
-  auto channel = std::make_unique<Channel>(std::move(settings));
-  channels().opened.insert(channel.get());
-  return channel.release();
+  return made(settingsOf(options));
 }
 
 Channel* openedChannel(void* opt) {
-  const std::lock_guard lock(channels().mutex);
-  if (channels().opened.count(opt) == 0) throw SetupError("opt does not come from TarnGrpc_open");
-  return static_cast<Channel*>(opt);
+  for (Channel* channel = firstChannel(); channel != nullptr; channel = channel->next) {
+    if (channel == opt) return channel;
+  }
+  throw SetupError("opt does not come from TarnGrpc_open");
 }
 
-bool isForked() {
-  return forked;
+Channel* firstChannel() {
+  return first.load();
+}
+
+u64 nextSequence() {
+  return ++sequences;
+}
+
+u64 lastSequence() {
+  return sequences.load();
 }
 
 }  // namespace platform

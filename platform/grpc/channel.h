@@ -1,46 +1,69 @@
 #ifndef PLATFORM_GRPC_CHANNEL_H
 #define PLATFORM_GRPC_CHANNEL_H
 
-#include <grpcpp/generic/generic_stub.h>
+#include <map>
+#include <set>
+#include <utility>
 
-#include <memory>
-#include <mutex>
-
+#include "platform/grpc/call.h"
 #include "platform/grpc/settings.h"
 
 namespace platform {
 
-/// The way to a service. A handle is a channel's address; channels are never destroyed.
+/// The way to a service, and its calls that nobody waits for. A handle is a channel's address;
+/// channels are never destroyed.
 class Channel {
  public:
-  /// Throws a SetupError when gRPC cannot make sense of the target.
+  /// Throws a SetupError when gRPC refuses the target.
   explicit Channel(Settings settings);
 
   const Settings& settings() const { return settings_; }
   grpc::GenericStub& stub() { return *stub_; }
 
-  /// Takes one of the places for calls that nobody waits for; tells whether one was free.
-  bool enter();
-  void leave();
+  // A call that nobody waits for takes a place and its bytes, gives each back when it can, and
+  // leaves when nothing is left of it.
+
+  /// Numbers the call; false when too many are under way.
+  bool enter(const std::shared_ptr<Call>& call);
+  void givePlaceBack();
+  void giveBytesBack(u64 bytes);
+  /// Gives a reference to the call up, and forgets its number; no harm where it has left already.
+  void leave(std::shared_ptr<Call> call);
+
+  /// Ends the calls whose deadline has passed, and returns the earliest of those that remain.
+  Clock::time_point expire(Clock::time_point now);
+  /// Waits until all calls up to a number have left; false when the time passes first.
+  bool waitForCalls(u64 last, Clock::time_point until);
+
+  Channel* next = nullptr;  ///< in the list of all
 
  private:
+  using Key = std::pair<Clock::time_point, u64>;  // deadline, number
+
+  bool hasRoom(u64 bytes) const;
+
   const Settings settings_;
   std::unique_ptr<grpc::GenericStub> stub_;
-  std::mutex mutex_;
-  u32 inFlight_ = 0;
-};
 
-// Each makes the process ready for channels, and throws when it cannot.
+  std::mutex mutex_;
+  std::condition_variable left_;
+  u64 places_ = 0;
+  u64 bytes_ = 0;
+  std::set<u64> underWay_;                          // numbers
+  std::map<Key, std::shared_ptr<Call>> deadlines_;  // of calls that have not been ended
+};
 
 /// The address's default channel, made from the environment where there is none yet.
 Channel* defaultChannel(RpcServerAddr& addr);
 Channel* openChannel(const TarnGrpcOptions& options);
-
 /// The channel that TarnGrpc_open gave; throws a SetupError for anything else.
 Channel* openedChannel(void* opt);
+/// The first of all channels; it and its next ones stay.
+Channel* firstChannel();
 
-/// Whether this is a child of a process that had channels.
-bool isForked();
+/// The number of a call, one more than that of the process's call before.
+u64 nextSequence();
+u64 lastSequence();
 
 }  // namespace platform
 

@@ -1,9 +1,10 @@
 #include "platform/grpc/failure.h"
 
-#include <utility>
+#include <algorithm>
+#include <new>
 
+#include "platform/common/printable.h"
 #include "platform/common/report.h"
-#include "platform/grpc.h"
 
 namespace platform {
 
@@ -11,7 +12,16 @@ const char* const reporter = "tarn_platform_grpc";
 
 namespace {
 
-thread_local std::string lastText;
+/// An array, which is there as long as the thread: exit() destroys objects, and calls go on.
+thread_local char lastText[1024] = "";
+
+void keep(std::string_view text) {
+  std::size_t size = std::min(text.size(), sizeof lastText - 1);
+  if (size < text.size()) {  // not within a character
+    while ((text[size] & 0xC0) == 0x80) --size;
+  }
+  *std::copy_n(text.begin(), size, lastText) = '\0';
+}
 
 /// By gRPC's codes.
 constexpr const char* transportTexts[] = {
@@ -42,9 +52,9 @@ const char* textOf(u32 status) {
     case TARN_GRPC_FORKED:
       return "forked from a process that had a channel";
     case TARN_STATUS_NO_RESOURCES:
-      return "no memory";
+      return "no memory or no thread";
     case TARN_GRPC_BUSY:
-      return "as many calls as may be are under way";
+      return "busy: the limit of calls or bytes under way is reached";
     case TARN_STATUS_INVALID:
       return "no handle, no request, or another argument is missing";
     case TARN_STATUS_DEADLOCK:
@@ -60,11 +70,14 @@ const char* textOf(u32 status) {
 
 }  // namespace
 
-u32 failure(const char* who, u32 status, const std::string& more) noexcept {
+u32 failure(const char* who, u32 status, std::string_view more) noexcept {
+  const char* const text = textOf(status);
   try {
-    lastText = std::string(who) + ": " + textOf(status) + (more.empty() ? "" : ": ") + more;
+    std::string line = std::string(who) + ": " + text;
+    if (!more.empty()) line.append(": ").append(more);
+    keep(printable(line));
   } catch (const std::bad_alloc&) {
-    lastText.clear();
+    keep(text);
   }
   return status;
 }
@@ -72,14 +85,14 @@ u32 failure(const char* who, u32 status, const std::string& more) noexcept {
 void setupFailure(const char* why) noexcept {
   try {
     report("%s", why);
-    lastText = why;
+    keep(printable(why));
   } catch (const std::bad_alloc&) {
-    lastText.clear();
+    keep(textOf(TARN_STATUS_NO_RESOURCES));
   }
 }
 
 const char* lastFailure() {
-  return lastText.c_str();
+  return lastText;
 }
 
 }  // namespace platform

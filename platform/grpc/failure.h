@@ -1,14 +1,16 @@
 #ifndef PLATFORM_GRPC_FAILURE_H
 #define PLATFORM_GRPC_FAILURE_H
 
-#include <stdexcept>
-#include <string>
+#include <grpcpp/support/status.h>
 
-#include "mqc_fes_intf.h"
+#include <stdexcept>
+#include <string_view>
+
+#include "platform/grpc.h"
 
 namespace platform {
 
-/// A set-up that makes no sense; what() says why.
+/// A set-up that cannot work; what() says why.
 class SetupError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -16,7 +18,12 @@ class SetupError : public std::runtime_error {
 // The text of TarnGrpc_lastError, a thread's own.
 
 /// Keeps what a status means, and more where there is more to say; returns the status.
-u32 failure(const char* who, u32 status, const std::string& more = "") noexcept;
+u32 failure(const char* who, u32 status, std::string_view more = "") noexcept;
+/// The same for a code of gRPC's.
+inline u32 transportFailure(const char* who, grpc::StatusCode code,
+                            std::string_view more = "") noexcept {
+  return failure(who, TARN_GRPC_TRANSPORT + static_cast<u32>(code), more);
+}
 /// Keeps the text and reports it as well.
 void setupFailure(const char* why) noexcept;
 const char* lastFailure();

@@ -3,8 +3,10 @@
 #include <new>
 
 #include "platform/common/encode.h"
-#include "platform/grpc/completions.h"
+#include "platform/grpc/callbacks.h"
+#include "platform/grpc/channel.h"
 #include "platform/grpc/failure.h"
+#include "platform/grpc/start.h"
 #include "platform/rpc.h"
 
 namespace platform {
@@ -25,30 +27,60 @@ u32 encodeFor(const Channel& channel, const MethodId& method, const IdlMsgDesc& 
   return TARN_STATUS_OK;
 }
 
-u32 callAndWait(Channel& channel, const MethodId& method, const grpc::ByteBuffer& request) {
-  Exchange exchange(method);
-  grpc::CompletionQueue queue;
-  exchange.start(channel, request, completions().nextSequence(), queue, nullptr);
-  void* tag = nullptr;
-  bool ok = false;
-  queue.Next(&tag, &ok);
-  return exchange.outcome();
+/// A call as its sender has it: the channel, the method, when it must have ended.
+struct Sending {
+  Channel& channel;
+  const MethodId& method;
+  Clock::time_point deadline;
+};
+
+u32 late(const MethodId& method) {
+  return transportFailure(method.methodName, grpc::StatusCode::DEADLINE_EXCEEDED);
 }
 
-/// Tests the arguments, encodes, and lets send do the rest with channel and request.
+u32 callAndWait(const Sending& sending, const grpc::ByteBuffer& request) {
+  const auto call = Call::make(sending.channel, sending.method, sending.deadline, {true, {}, {}});
+  call->sequence = nextSequence();
+  Call::start(call, request);
+  if (call->wait()) return call->outcome();
+  call->expire();
+  return late(sending.method);
+}
+
+u32 handOver(const Sending& sending, const grpc::ByteBuffer& request, RpcAsyncCallback callback,
+             void* userData) {
+  const auto call =
+      Call::make(sending.channel, sending.method, sending.deadline, {false, callback, userData});
+  call->bytes = request.Length();
+  if (!sending.channel.enter(call)) return failure(sending.method.methodName, TARN_GRPC_BUSY);
+  try {
+    Call::start(call, request);
+  } catch (const std::exception&) {
+    sending.channel.giveBytesBack(call->bytes);
+    sending.channel.givePlaceBack();
+    sending.channel.leave(call);
+    throw;
+  }
+  return TARN_STATUS_OK;
+}
+
+/// Tests the arguments, encodes, and lets send do the rest with the request.
 template <class Send>
 u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsgDesc* desc,
              Send send) noexcept {
+  const Clock::time_point begin = Clock::now();
   const char* const name =
       method != nullptr && method->methodName != nullptr ? method->methodName : "a call";
   if (isForked()) return failure(name, TARN_GRPC_FORKED);
-  if (handle == nullptr) return TARN_STATUS_INVALID;  // why there is none has been told
+  if (handle == nullptr) return TARN_STATUS_INVALID;  // the reason has been reported
   try {
     if (!isComplete(handle, req, method, desc)) return failure(name, TARN_STATUS_INVALID);
     Channel& channel = *static_cast<Channel*>(handle);
+    const Sending sending = {channel, *method, begin + channel.settings().deadline};
     grpc::ByteBuffer request;
     const u32 status = encodeFor(channel, *method, *desc, req, request);
-    return status != TARN_STATUS_OK ? status : send(channel, request);
+    if (status != TARN_STATUS_OK) return status;
+    return Clock::now() < sending.deadline ? send(sending, request) : late(*method);
   } catch (const std::exception&) {
     return failure(name, TARN_STATUS_NO_RESOURCES);
   }
@@ -68,10 +100,8 @@ void* madeBy(Make make) noexcept {
 }  // namespace
 }  // namespace platform
 
-using platform::completions;
-
 void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt) {
-  // Without a lock: another thread may have held it when the process was forked. Any handle serves.
+  // At once: another thread may have held a lock when the process was forked. Any handle serves.
   if (platform::isForked()) return addr;
   return platform::madeBy([&]() -> void* {
     if (opt != nullptr) return platform::openedChannel(opt);
@@ -82,23 +112,21 @@ void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt) {
 
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32, const MethodId* method,
                              const IdlMsgDesc* desc) {
-  return platform::callWith(handle, req, method, desc, [&](auto& channel, auto& request) {
-    return platform::callAndWait(channel, *method, request);
-  });
+  return platform::callWith(handle, req, method, desc, platform::callAndWait);
 }
 
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
-  return platform::callWith(handle, req, method, desc, [&](auto& channel, auto& request) -> u32 {
+  return platform::callWith(handle, req, method, desc, [&](auto& sending, auto& request) -> u32 {
     if (ctx == nullptr) return platform::failure(method->methodName, TARN_STATUS_INVALID);
-    return completions().begin(channel, *method, request, ctx->cb, ctx->userData);
+    return platform::handOver(sending, request, ctx->cb, ctx->userData);
   });
 }
 
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
                          const IdlMsgDesc* desc) {
-  return platform::callWith(handle, req, method, desc, [&](auto& channel, auto& request) {
-    return completions().begin(channel, *method, request, nullptr, nullptr);
+  return platform::callWith(handle, req, method, desc, [&](auto& sending, auto& request) {
+    return platform::handOver(sending, request, nullptr, nullptr);
   });
 }
 
@@ -112,7 +140,8 @@ void* TarnGrpc_open(const TarnGrpcOptions* options) {
 
 u32 TarnGrpc_drain(u32 ms) {
   if (platform::isForked()) return TARN_GRPC_FORKED;
-  return completions().drain(std::chrono::milliseconds(ms));
+  if (platform::firstChannel() == nullptr) return TARN_STATUS_OK;
+  return platform::callbacks().drain(platform::Clock::now() + std::chrono::milliseconds(ms));
 }
 
 const char* TarnGrpc_lastError(void) {

@@ -5,55 +5,66 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 
 #include "platform/grpc/failure.h"
+#include "platform/grpc/target.h"
+#include "platform/grpc/tls.h"
 
 namespace platform {
 namespace {
 
 struct Range {
-  u32 least, most, otherwise;
+  u64 least, most, otherwise;
 };
 
 constexpr Range deadlineRange = {1, 3'600'000, 10'000};
 constexpr Range inFlightRange = {1, 100'000, 2'000};
+constexpr Range bytesRange = {1, u64{1} << 40, 256 << 20};
+constexpr std::size_t mostPemBytes = 1 << 20;
 constexpr Range flagRange = {0, 1, 0};
 
 /// What complaints call the settings: variables of the environment or members of the options.
 struct Names {
-  const char *target, *deadline, *maxInFlight, *full, *wait, *ca, *cert, *key, *serverName;
+  const char *target, *deadline, *maxInFlight, *maxBytes, *full, *wait, *ca, *cert, *key,
+      *serverName;
 };
 
-constexpr Names variables = {"TARN_GRPC_TARGET", "TARN_GRPC_DEADLINE_MS", "TARN_GRPC_MAX_IN_FLIGHT",
-                             "TARN_GRPC_FULL",   "TARN_GRPC_WAIT",        "TARN_GRPC_CA",
-                             "TARN_GRPC_CERT",   "TARN_GRPC_KEY",         "TARN_GRPC_SERVER_NAME"};
-constexpr Names members = {"target", "deadlineMs", "maxInFlight", "full",      "waitForReady",
-                           "ca",     "cert",       "key",         "serverName"};
+constexpr Names variables = {
+    "TARN_GRPC_TARGET",     "TARN_GRPC_DEADLINE_MS", "TARN_GRPC_MAX_IN_FLIGHT",
+    "TARN_GRPC_MAX_BYTES",  "TARN_GRPC_FULL",        "TARN_GRPC_WAIT",
+    "TARN_GRPC_CA",         "TARN_GRPC_CERT",        "TARN_GRPC_KEY",
+    "TARN_GRPC_SERVER_NAME"};
+constexpr Names members = {"target",       "deadlineMs", "maxInFlight", "maxBytes", "full",
+                           "waitForReady", "ca",         "cert",        "key",      "serverName"};
 
 [[noreturn]] void refuse(const char* name, const std::string& why) {
   throw SetupError(std::string(name) + ' ' + why);
 }
 
-u32 inRange(const char* name, const Range& range, u32 value, const std::string& shown) {
+u64 inRange(const char* name, const Range& range, u64 value, const std::string& shown) {
   if (value >= range.least && value <= range.most) return value;
   refuse(name, "is '" + shown + "', not a whole number from " + std::to_string(range.least) +
                    " to " + std::to_string(range.most));
 }
 
-u32 orDefault(const char* name, const Range& range, u32 value) {
+u64 orDefault(const char* name, const Range& range, u64 value) {
   return value == 0 ? range.otherwise : inRange(name, range, value, std::to_string(value));
 }
 
+/// A program that runs with another user's rights does not obey the environment of who started it.
+const char* valueOf(const char* variable) {
+  return ::secure_getenv(variable);
+}
+
 /// 0 for a variable that is not set.
-u32 numberOf(const char* variable, const Range& range) {
-  const char* const text = std::getenv(variable);
+u64 numberOf(const char* variable, const Range& range) {
+  const char* const text = valueOf(variable);
   if (text == nullptr) return 0;
-  u32 value = 0;
+  u64 value = 0;
   const char* const end = text + std::strlen(text);
   const auto [rest, error] = std::from_chars(text, end, value);
   const bool whole = error == std::errc{} && rest == end;
-  return inRange(variable, range, whole ? value : UINT32_MAX, text);
+  return inRange(variable, range, whole ? value : UINT64_MAX, text);
 }
 
 std::string textOf(const char* name, const char* text) {
@@ -63,46 +74,62 @@ std::string textOf(const char* name, const char* text) {
 }
 
 /// gRPC would go ahead with a file that cannot be read, as if it were empty.
-std::string pemOf(const char* name, const char* path, const char* content) {
-  if (path == nullptr) return {};
+std::string contentOf(const char* name, const char* path) {
   std::ifstream file(path, std::ios::binary);
   const int opening = errno;
-  std::ostringstream text;
+  std::string content(mostPemBytes + 1, '\0');
   errno = 0;
-  if (file.is_open()) text << file.rdbuf();
-  if (!file.is_open() || (text.fail() && errno != 0)) {
+  if (file.is_open()) file.read(content.data(), static_cast<std::streamsize>(content.size()));
+  if (!file.is_open() || file.bad()) {
     refuse(name,
            "is '" + std::string(path) + "': " + std::strerror(file.is_open() ? errno : opening));
   }
-  std::string pem = text.str();
-  if (pem.find(content) == std::string::npos) {
-    refuse(name, "is '" + std::string(path) + "', which has no line with " + content);
-  }
+  content.resize(static_cast<std::size_t>(file.gcount()));
+  return content;
+}
+
+/// What is in a PEM file, empty where none is named; faultOf says what is wrong with it.
+template <class FaultOf>
+std::string pemOf(const char* name, const char* path, FaultOf faultOf) {
+  if (path == nullptr) return {};
+  std::string pem = contentOf(name, path);
+  const std::string fault = pem.size() > mostPemBytes ? "holds more than 1 MiB" : faultOf(pem);
+  if (!fault.empty()) refuse(name, "is '" + std::string(path) + "', which " + fault);
   return pem;
 }
 
-void checkTls(const Settings& settings, const Names& names) {
-  if (settings.cert.empty() != settings.key.empty()) {
-    refuse(settings.cert.empty() ? names.cert : names.key, "is missing: the two come together");
+void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& names) {
+  if ((options.cert == nullptr) != (options.key == nullptr)) {
+    refuse(options.cert == nullptr ? names.cert : names.key, "is missing: the two come together");
   }
-  if (settings.ca.empty() && (!settings.cert.empty() || !settings.serverName.empty())) {
+  if (options.ca == nullptr && (options.cert != nullptr || options.serverName != nullptr)) {
     refuse(names.ca, "is missing: certificates and server names need it");
   }
+  settings.serverName = textOf(names.serverName, options.serverName);
+  settings.ca = pemOf(names.ca, options.ca, certificatesFault);
+  settings.cert = pemOf(names.cert, options.cert, certificatesFault);
+  settings.key = pemOf(names.key, options.key,
+                       [&](const std::string& pem) { return keyFault(pem, settings.cert); });
+}
+
+std::string targetOf(const char* name, const char* text) {
+  const std::string target = textOf(name, text);
+  if (target.empty()) refuse(name, "is missing: there is no service to call");
+  const std::string fault = portFault(target);
+  if (!fault.empty()) refuse(name, "is '" + target + "', with " + fault);
+  return target;
 }
 
 Settings settingsOf(const TarnGrpcOptions& options, const Names& names) {
-  Settings settings = {
-      textOf(names.target, options.target),
-      std::chrono::milliseconds(orDefault(names.deadline, deadlineRange, options.deadlineMs)),
-      orDefault(names.maxInFlight, inFlightRange, options.maxInFlight),
-      orDefault(names.full, flagRange, options.full) != 0,
-      orDefault(names.wait, flagRange, options.waitForReady) != 0,
-      pemOf(names.ca, options.ca, "BEGIN CERTIFICATE"),
-      pemOf(names.cert, options.cert, "BEGIN CERTIFICATE"),
-      pemOf(names.key, options.key, "PRIVATE KEY"),
-      textOf(names.serverName, options.serverName)};
-  if (settings.target.empty()) refuse(names.target, "is missing: there is no service to call");
-  checkTls(settings, names);
+  Settings settings;
+  settings.target = targetOf(names.target, options.target);
+  settings.deadline =
+      std::chrono::milliseconds(orDefault(names.deadline, deadlineRange, options.deadlineMs));
+  settings.maxInFlight = orDefault(names.maxInFlight, inFlightRange, options.maxInFlight);
+  settings.maxBytes = orDefault(names.maxBytes, bytesRange, options.maxBytes);
+  settings.full = orDefault(names.full, flagRange, options.full) != 0;
+  settings.waitForReady = orDefault(names.wait, flagRange, options.waitForReady) != 0;
+  readTls(settings, options, names);
   return settings;
 }
 
@@ -113,12 +140,21 @@ Settings settingsOf(const TarnGrpcOptions& options) {
 }
 
 Settings settingsOfEnvironment() {
-  return settingsOf(
-      {std::getenv(variables.target), numberOf(variables.deadline, deadlineRange),
-       numberOf(variables.maxInFlight, inFlightRange), numberOf(variables.full, flagRange),
-       numberOf(variables.wait, flagRange), std::getenv(variables.ca), std::getenv(variables.cert),
-       std::getenv(variables.key), std::getenv(variables.serverName)},
-      variables);
+  const auto number = [](const char* name, const Range& range) {
+    return static_cast<u32>(numberOf(name, range));
+  };
+  TarnGrpcOptions options{};
+  options.target = valueOf(variables.target);
+  options.deadlineMs = number(variables.deadline, deadlineRange);
+  options.maxInFlight = number(variables.maxInFlight, inFlightRange);
+  options.full = number(variables.full, flagRange);
+  options.waitForReady = number(variables.wait, flagRange);
+  options.ca = valueOf(variables.ca);
+  options.cert = valueOf(variables.cert);
+  options.key = valueOf(variables.key);
+  options.serverName = valueOf(variables.serverName);
+  options.maxBytes = numberOf(variables.maxBytes, bytesRange);
+  return settingsOf(options, variables);
 }
 
 }  // namespace platform

@@ -12,7 +12,8 @@ namespace platform {
 struct Settings {
   std::string target;
   std::chrono::milliseconds deadline;
-  u32 maxInFlight;
+  u64 maxInFlight;
+  u64 maxBytes;
   bool full;
   bool waitForReady;
   std::string ca;  ///< PEM, as cert and key; empty without TLS

@@ -1,0 +1,77 @@
+#ifndef PLATFORM_GRPC_CALL_H
+#define PLATFORM_GRPC_CALL_H
+
+#include <grpcpp/generic/generic_stub.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "mqc_fes_intf.h"
+
+namespace platform {
+
+class Channel;
+
+/// Deadlines hold whatever happens to the wall clock, by which gRPC waits.
+using Clock = std::chrono::steady_clock;
+
+/// Who is to learn that a call has ended.
+struct Ending {
+  bool isWaitedFor;
+  RpcAsyncCallback callback;  ///< may be NULL
+  void* userData;
+};
+
+/// A request and its reply. Lives until gRPC has ended it and whoever waited has gone.
+class Call {
+ public:
+  static std::shared_ptr<Call> make(Channel& channel, const MethodId& method,
+                                    Clock::time_point latest, const Ending& end);
+
+  /// Hands the request to gRPC; the poller ends the call. Throws when there is no memory.
+  static void start(const std::shared_ptr<Call>& call, const grpc::ByteBuffer& request);
+
+  /// Waits for the end; false when the deadline passes first.
+  bool wait();
+  /// The deadline has passed: gRPC ends the call at once.
+  void expire();
+  /// How it ended, which is a failure's text for this thread, too.
+  u32 outcome() const;
+
+  /// Called by the poller; what becomes of the call is its ending's.
+  void end();
+
+  Channel& channel;
+  const Clock::time_point deadline;
+  const Ending ending;
+  u64 sequence = 0;
+  u64 bytes = 0;  ///< of the request
+
+ private:
+  Call(Channel& way, const MethodId& method, Clock::time_point latest, const Ending& end);
+
+  void wake();
+
+  const std::string path_;
+  grpc::ClientContext context_;
+  std::unique_ptr<grpc::ClientAsyncResponseReader<grpc::ByteBuffer>> reader_;
+  grpc::ByteBuffer reply_;
+  grpc::Status status_;
+  std::atomic<bool> expired_ = false;
+
+  /// The call itself while gRPC has it, in a list so that it joins another without memory.
+  std::list<std::shared_ptr<Call>> self_;
+
+  std::mutex mutex_;
+  std::condition_variable woken_;
+  bool ended_ = false;
+};
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,111 @@
+#include "platform/grpc/callbacks.h"
+
+#include <thread>
+
+#include "platform/grpc/channel.h"
+#include "platform/grpc/start.h"
+
+namespace platform {
+namespace {
+
+constexpr std::chrono::milliseconds exitTime{1'000};
+constexpr std::chrono::milliseconds lastCallbackTime{100};
+
+/// The call whose callback the thread is running; none on other threads.
+thread_local const std::shared_ptr<Call>* running = nullptr;
+
+bool waitForCalls(Clock::time_point until) {
+  const u64 last = lastSequence();
+  bool ended = true;
+  for (Channel* channel = firstChannel(); channel != nullptr; channel = channel->next) {
+    ended = channel->waitForCalls(last, until) && ended;
+  }
+  return ended;
+}
+
+}  // namespace
+
+Callbacks& callbacks() {
+  static Callbacks* const only = withThread<Callbacks>();
+  return *only;
+}
+
+void Callbacks::post(std::list<std::shared_ptr<Call>>& one) noexcept {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!silent_) {
+      pending_.splice(pending_.end(), one);
+      posted_.notify_one();
+    }
+  }
+  drop(one);
+}
+
+void Callbacks::run() {
+  for (;;) finish(take());
+}
+
+std::shared_ptr<Call> Callbacks::take() {
+  std::unique_lock lock(mutex_);
+  posted_.wait(lock, [this] { return !pending_.empty(); });
+  std::shared_ptr<Call> call = std::move(pending_.front());
+  pending_.pop_front();
+  return call;
+}
+
+void Callbacks::finish(std::shared_ptr<Call> call) {
+  const u32 status = call->outcome();
+  Channel& channel = call->channel;
+  channel.givePlaceBack();  // a callback may call again
+  if (begin()) {
+    running = &call;
+    call->ending.callback(status, call->ending.userData);
+    running = nullptr;
+    const std::lock_guard lock(mutex_);
+    running_ = false;
+    idle_.notify_all();
+  }
+  channel.leave(std::move(call));
+}
+
+bool Callbacks::begin() {
+  const std::lock_guard lock(mutex_);
+  running_ = !silent_;
+  return running_;
+}
+
+u32 Callbacks::drain(Clock::time_point until) {
+  if (running != nullptr) return TARN_STATUS_DEADLOCK;
+  return waitForCalls(until) ? 0 : u32{TARN_GRPC_BUSY};
+}
+
+void Callbacks::atExit() {
+  const auto until = Clock::now() + exitTime;
+  if (running != nullptr) {
+    (*running)->channel.leave(*running);
+    silence(until);
+  }
+  waitForCalls(until);
+  silence(until + lastCallbackTime);
+}
+
+void Callbacks::silence(Clock::time_point until) {
+  std::list<std::shared_ptr<Call>> unheard;
+  {
+    std::unique_lock lock(mutex_);
+    silent_ = true;
+    unheard.swap(pending_);
+    if (running == nullptr) idle_.wait_until(lock, until, [this] { return !running_; });
+  }
+  drop(unheard);
+}
+
+void Callbacks::drop(std::list<std::shared_ptr<Call>>& calls) {
+  for (std::shared_ptr<Call>& call : calls) {
+    Channel& channel = call->channel;
+    channel.givePlaceBack();
+    channel.leave(std::move(call));
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,43 @@
+#ifndef PLATFORM_GRPC_CALLBACKS_H
+#define PLATFORM_GRPC_CALLBACKS_H
+
+#include "platform/grpc/call.h"
+
+namespace platform {
+
+/// Runs the callbacks of calls that have ended, one after the other, on a thread of its own: what a
+/// callback does holds up no other call.
+class Callbacks {
+ public:
+  /// Takes the one call of the list, which has ended.
+  void post(std::list<std::shared_ptr<Call>>& one) noexcept;
+  /// Waits until all calls made so far that nobody waits for have ended.
+  u32 drain(Clock::time_point until);
+  /// Lets what was handed over end, for a second at most; after that no callback begins.
+  void atExit();
+
+  void run();
+
+ private:
+  std::shared_ptr<Call> take();
+  void finish(std::shared_ptr<Call> call);
+  /// Whether a callback may begin, which then runs.
+  bool begin();
+  /// Lets no other callback begin, and waits for the one that runs, if it is another thread's.
+  void silence(Clock::time_point until);
+  static void drop(std::list<std::shared_ptr<Call>>& calls);
+
+  std::mutex mutex_;
+  std::condition_variable posted_, idle_;
+  std::list<std::shared_ptr<Call>> pending_;
+  bool running_ = false;  ///< a callback
+  bool silent_ = false;
+};
+
+/// The one of the process, its thread started; throws when there is none. Never destroyed: its
+/// thread outlives exit().
+Callbacks& callbacks();
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,43 @@
+#include "platform/grpc/log.h"
+
+#include <grpc/support/log.h>
+
+#include <atomic>
+#include <functional>
+#include <string_view>
+
+#include "platform/common/report.h"
+
+namespace platform {
+namespace {
+
+thread_local LogOfThread* kept = nullptr;
+
+void onLog(gpr_log_func_args* args) {
+  if (args->severity != GPR_LOG_SEVERITY_ERROR) return;
+  if (kept != nullptr) return kept->add(args->message);
+  // Every attempt to connect may fail for the same reason.
+  static std::atomic<std::size_t> last = 0;
+  const std::size_t hash = std::hash<std::string_view>{}(args->message);
+  if (last.exchange(hash) != hash) report("%s", args->message);
+}
+
+}  // namespace
+
+void takeLog() {
+  gpr_set_log_function(onLog);
+}
+
+LogOfThread::LogOfThread() {
+  kept = this;
+}
+
+LogOfThread::~LogOfThread() {
+  kept = nullptr;
+}
+
+void LogOfThread::add(const char* message) {
+  if (first_.empty()) first_ = message;
+}
+
+}  // namespace platform

@@ -1,0 +1,29 @@
+#ifndef PLATFORM_GRPC_LOG_H
+#define PLATFORM_GRPC_LOG_H
+
+#include <string>
+
+namespace platform {
+
+/// Takes gRPC's log of the process: its errors go through the reporter, each once in a row.
+void takeLog();
+
+/// Keeps what gRPC logs on this thread instead, while it lives.
+class LogOfThread {
+ public:
+  LogOfThread();
+  LogOfThread(const LogOfThread&) = delete;
+  LogOfThread& operator=(const LogOfThread&) = delete;
+  ~LogOfThread();
+
+  /// ": " and the first error that gRPC logged; empty when there is none.
+  std::string reason() const { return first_.empty() ? "" : ": " + first_; }
+  void add(const char* message);
+
+ private:
+  std::string first_;
+};
+
+}  // namespace platform
+
+#endif

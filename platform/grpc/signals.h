@@ -1,0 +1,32 @@
+#ifndef PLATFORM_GRPC_SIGNALS_H
+#define PLATFORM_GRPC_SIGNALS_H
+
+#include <pthread.h>
+#include <signal.h>
+
+namespace platform {
+
+/// Blocks the calling thread's signals while it lives. A thread takes the mask of the one that
+/// starts it, and gRPC starts threads wherever it is called: so the program's signals reach its own
+/// threads alone. A fault's signal stays: nobody else can take it.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t signals;
+    sigfillset(&signals);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS}) {
+      sigdelset(&signals, fault);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_;
+};
+
+}  // namespace platform
+
+#endif

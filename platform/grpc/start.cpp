@@ -1,0 +1,82 @@
+#include "platform/grpc/start.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "platform/grpc/callbacks.h"
+#include "platform/grpc/failure.h"
+#include "platform/grpc/log.h"
+#include "platform/grpc/poller.h"
+#include "platform/grpc/watchdog.h"
+
+namespace platform {
+namespace {
+
+std::atomic<bool> started = false;
+std::atomic<bool> forked = false;
+
+// Registered when the library is loaded, and without a lock: no fork waits for anything here.
+const int watched = pthread_atfork(nullptr, nullptr, [] { forked = started.load(); });
+
+/// What gRPC opens as it starts: it aborts where it cannot.
+constexpr std::size_t descriptors = 8;
+
+void checkDescriptors() {
+  std::array<int, descriptors> files{};
+  std::generate(files.begin(), files.end(), [] { return ::eventfd(0, EFD_CLOEXEC); });
+  const bool all = std::find(files.begin(), files.end(), -1) == files.end();
+  for (const int file : files) {
+    if (file >= 0) ::close(file);
+  }
+  if (!all) {
+    throw SetupError("fewer than " + std::to_string(descriptors) + " file descriptors are free");
+  }
+}
+
+/// gRPC aborts where it knows none of the strategies in the variable.
+void checkPollStrategy() {
+  const char* const variable = "GRPC_POLL_STRATEGY";
+  const char* const value = ::secure_getenv(variable);
+  if (value == nullptr) return;
+  const std::string list = ',' + std::string(value) + ',';
+  for (const char* const known : {",all,", ",epoll1,", ",poll,"}) {
+    if (list.find(known) != std::string::npos) return;
+  }
+  throw SetupError(std::string(variable) + " is '" + value + "', not all, epoll1 or poll");
+}
+
+void atExit() {
+  if (!isForked()) callbacks().atExit();
+}
+
+}  // namespace
+
+void makeReady() {
+  static std::atomic<bool> ready = false;
+  if (ready) return;
+  if (watched != 0) throw std::bad_alloc();
+  checkDescriptors();
+  checkPollStrategy();
+  started = true;
+  takeLog();
+  poller();
+  callbacks();
+  watchdog();
+  static const int registered = std::atexit(atExit);  // also when tried again
+  if (registered != 0) throw std::bad_alloc();
+  ready = true;
+}
+
+bool isForked() {
+  return forked;
+}
+
+}  // namespace platform

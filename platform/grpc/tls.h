@@ -1,0 +1,18 @@
+#ifndef PLATFORM_GRPC_TLS_H
+#define PLATFORM_GRPC_TLS_H
+
+#include <string>
+
+namespace platform {
+
+// Each returns what is wrong, empty when nothing is. gRPC finds out when it connects, and says so
+// on stderr alone.
+
+/// Certificates in PEM: one at least, and each whole.
+std::string certificatesFault(const std::string& pem);
+/// A private key in PEM, and whether it belongs to the first of the certificates, which are whole.
+std::string keyFault(const std::string& pem, const std::string& certificates);
+
+}  // namespace platform
+
+#endif

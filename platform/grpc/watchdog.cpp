@@ -1,0 +1,48 @@
+#include "platform/grpc/watchdog.h"
+
+#include <algorithm>
+
+#include "platform/grpc/channel.h"
+#include "platform/grpc/start.h"
+
+namespace platform {
+namespace {
+
+Clock::time_point expireCalls() {
+  const Clock::time_point now = Clock::now();
+  Clock::time_point next = Clock::time_point::max();
+  for (Channel* channel = firstChannel(); channel != nullptr; channel = channel->next) {
+    next = std::min(next, channel->expire(now));
+  }
+  return next;
+}
+
+}  // namespace
+
+Watchdog& watchdog() {
+  static Watchdog* const only = withThread<Watchdog>();
+  return *only;
+}
+
+void Watchdog::watch(Clock::time_point deadline) {
+  if (deadline >= next_.load()) return;
+  const std::lock_guard lock(mutex_);
+  next_ = std::min(next_.load(), deadline);
+  earlier_.notify_one();
+}
+
+void Watchdog::run() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    // Looks at the channels when the earliest deadline has come, be there a call left or not: so a
+    // call whose deadline is not the earliest need not wake anybody.
+    while (Clock::now() < next_.load()) earlier_.wait_until(lock, next_.load());
+    next_ = Clock::time_point::max();  // a deadline that is watched meanwhile is not missed
+    lock.unlock();
+    const Clock::time_point next = expireCalls();
+    lock.lock();
+    next_ = std::min(next_.load(), next);
+  }
+}
+
+}  // namespace platform
