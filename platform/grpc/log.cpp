@@ -13,10 +13,15 @@ namespace {
 
 thread_local LogOfThread* kept = nullptr;
 
+/// Why a handshake failed is in the failure of each call that needs the connection.
+bool isReportedByCalls(std::string_view file) {
+  return file.ends_with("ssl_transport_security.cc");
+}
+
 void onLog(gpr_log_func_args* args) {
-  if (args->severity != GPR_LOG_SEVERITY_ERROR) return;
+  if (args->severity != GPR_LOG_SEVERITY_ERROR || isReportedByCalls(args->file)) return;
   if (kept != nullptr) return kept->add(args->message);
-  // Every attempt to connect may fail for the same reason.
+  // What fails again and again is reported once.
   static std::atomic<std::size_t> last = 0;
   const std::size_t hash = std::hash<std::string_view>{}(args->message);
   if (last.exchange(hash) != hash) report("%s", args->message);

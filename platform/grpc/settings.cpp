@@ -99,13 +99,13 @@ std::string pemOf(const char* name, const char* path, FaultOf faultOf) {
 }
 
 void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& names) {
+  settings.serverName = textOf(names.serverName, options.serverName);
   if ((options.cert == nullptr) != (options.key == nullptr)) {
     refuse(options.cert == nullptr ? names.cert : names.key, "is missing: the two come together");
   }
   if (options.ca == nullptr && (options.cert != nullptr || options.serverName != nullptr)) {
     refuse(names.ca, "is missing: certificates and server names need it");
   }
-  settings.serverName = textOf(names.serverName, options.serverName);
   settings.ca = pemOf(names.ca, options.ca, certificatesFault);
   settings.cert = pemOf(names.cert, options.cert, certificatesFault);
   settings.key = pemOf(names.key, options.key,
@@ -115,8 +115,8 @@ void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& na
 std::string targetOf(const char* name, const char* text) {
   const std::string target = textOf(name, text);
   if (target.empty()) refuse(name, "is missing: there is no service to call");
-  const std::string fault = portFault(target);
-  if (!fault.empty()) refuse(name, "is '" + target + "', with " + fault);
+  const std::string fault = targetFault(target);
+  if (!fault.empty()) refuse(name, "is '" + target + "', " + fault);
   return target;
 }
 

@@ -9,7 +9,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <set>
 #include <string>
+#include <string_view>
 
 #include "platform/grpc/callbacks.h"
 #include "platform/grpc/failure.h"
@@ -41,16 +43,20 @@ void checkDescriptors() {
   }
 }
 
-/// gRPC aborts where it knows none of the strategies in the variable.
+/// gRPC aborts where it knows none of the strategies in the variable, and later where it takes
+/// "none".
 void checkPollStrategy() {
   const char* const variable = "GRPC_POLL_STRATEGY";
   const char* const value = ::secure_getenv(variable);
   if (value == nullptr) return;
-  const std::string list = ',' + std::string(value) + ',';
-  for (const char* const known : {",all,", ",epoll1,", ",poll,"}) {
-    if (list.find(known) != std::string::npos) return;
+  static const std::set<std::string_view> known = {"all", "epoll1", "poll"};
+  std::string_view rest = value;
+  for (std::size_t end = 0; end != rest.npos; rest.remove_prefix(std::min(rest.size(), end + 1))) {
+    end = rest.find(',');
+    if (known.count(rest.substr(0, end)) == 0) {
+      throw SetupError(std::string(variable) + " is '" + value + "', not of all, epoll1 and poll");
+    }
   }
-  throw SetupError(std::string(variable) + " is '" + value + "', not all, epoll1 or poll");
 }
 
 void atExit() {

@@ -1,5 +1,6 @@
 #include "platform/grpc/target.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <string_view>
@@ -14,14 +15,18 @@ bool drop(std::string_view& text, std::string_view beginning) {
   return true;
 }
 
-/// The text behind the colon that parts host and port; none where there is no port.
-std::string_view portOf(std::string_view address) {
-  const std::size_t bracket = address.rfind(']');
-  const std::size_t colon = address.rfind(':');
-  if (colon == std::string_view::npos) return "443";
-  if (bracket == std::string_view::npos && address.find(':') != colon) return "443";  // IPv6 alone
-  if (bracket != std::string_view::npos && colon < bracket) return "443";
-  return address.substr(colon + 1);
+struct Address {
+  std::string_view host;
+  std::string_view port;
+};
+
+/// A colon that is not within an IPv6 address parts the two.
+Address parted(std::string_view text) {
+  const std::size_t colon = text.rfind(':');
+  const std::size_t bracket = text.rfind(']');
+  const bool inAddress = bracket == text.npos ? text.find(':') != colon : colon < bracket;
+  if (colon == text.npos || inAddress) return {text, {}};
+  return {text.substr(0, colon), text.substr(colon + 1)};
 }
 
 bool isPort(std::string_view text) {
@@ -33,16 +38,22 @@ bool isPort(std::string_view text) {
 
 }  // namespace
 
-std::string portFault(const std::string& target) {
+std::string targetFault(const std::string& target) {
   std::string_view rest = target;
-  if (drop(rest, "unix:") || drop(rest, "unix-abstract:") || drop(rest, "vsock:")) return "";
+  if (drop(rest, "unix:") || drop(rest, "unix-abstract:")) {
+    return rest.empty() ? "which has no path" : "";
+  }
   if (!drop(rest, "dns:") && !drop(rest, "ipv4:")) drop(rest, "ipv6:");
   if (drop(rest, "//")) rest.remove_prefix(std::min(rest.size(), rest.find('/') + 1));
-  while (!rest.empty()) {
-    const std::string_view address = rest.substr(0, rest.find(','));
-    rest.remove_prefix(std::min(rest.size(), address.size() + 1));
-    const std::string_view port = portOf(address);
-    if (!isPort(port)) return "port '" + std::string(port) + "', not a number from 1 to 65535";
+  for (bool more = true; more;) {
+    const std::string_view text = rest.substr(0, rest.find(','));
+    more = text.size() < rest.size();
+    rest.remove_prefix(text.size() + (more ? 1 : 0));
+    const Address address = parted(text);
+    if (address.host.empty()) return "which has no host";
+    if (!isPort(address.port)) {
+      return "whose port is not a number from 1 to 65535";
+    }
   }
   return "";
 }

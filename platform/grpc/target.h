@@ -5,9 +5,10 @@
 
 namespace platform {
 
-/// What is wrong with the ports of a target, empty when they are numbers from 1 to 65535 or left
-/// out. gRPC takes what is larger modulo 65536, and looks a word up only when it connects.
-std::string portFault(const std::string& target);
+/// What is wrong with a target, as in "which has no host"; empty when nothing is that can be seen
+/// here: gRPC takes a port modulo 65536, and what else is wrong shows when it
+/// connects.
+std::string targetFault(const std::string& target);
 
 }  // namespace platform
 

@@ -57,10 +57,10 @@ std::string certificatesFault(const std::string& pem) {
 std::string keyFault(const std::string& pem, const std::string& certificates) {
   ERR_clear_error();
   const Key key(PEM_read_bio_PrivateKey(reader(pem).get(), nullptr, noPassword, nullptr));
-  if (!key) return "holds no private key that can be read: " + lastError();
   const Certificate certificate = nextCertificate(reader(certificates));
-  const bool belongs = X509_check_private_key(certificate.get(), key.get()) == 1;
+  const bool belongs = key && X509_check_private_key(certificate.get(), key.get()) == 1;
   ERR_clear_error();
+  if (!key) return "holds no private key that can be read";
   return belongs ? "" : "holds the key of another certificate";
 }
 

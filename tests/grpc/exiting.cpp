@@ -1,6 +1,9 @@
 // Hands messages over and ends at once. A callback that runs writes a byte to the file TOLD. The
 // process FROZEN is let go on when the platform has done with the exit.
 // usage: exiting return|callback|fork TOLD [FROZEN]
+//
+// Or ends while calls fail, for want of a service: in an exit handler, or in a callback beside
+// other threads. usage: exiting handler|failing
 
 #include <fcntl.h>
 #include <signal.h>
@@ -40,10 +43,37 @@ void sendAndExit(u32 status, void*) {
   exit(static_cast<int>(status));
 }
 
+constexpr u32 unavailable = 1014;
+
+void failOnce() {
+  if (MqcFesIntf_sendClassifierTemplate(&request, nullptr) != unavailable) _exit(7);
+  if (TarnGrpc_lastError()[0] == '\0') _exit(8);
+}
+
+int endWhileCallsFail(bool inHandler) {
+  if (inHandler) {
+    atexit(failOnce);
+    failOnce();
+    return 0;
+  }
+  for (int i = 0; i < 2; ++i) {
+    std::thread([] {
+      for (;;) failOnce();
+    }).detach();
+  }
+  const auto end = [](u32, void*) { exit(0); };
+  for (int i = 0; i < 20; ++i) {
+    if (MqcFesIntf_sendClassifierTemplate_async(&request, end, nullptr, nullptr) != 0) return 2;
+  }
+  sleep(60);
+  return 4;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::string way = argv[1];
+  if (argc == 2) return endWhileCallsFail(way == "handler");
   told = open(argv[2], O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (argc > 3) {
     frozen = atoi(argv[3]);

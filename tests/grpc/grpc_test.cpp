@@ -91,6 +91,9 @@ TEST_F(Grpc, AnswersComeBackAsStatuses) {
     serve(answer);
     Endings ending(1);
     EXPECT_EQ(call(opt), status) << answer;
+    if (status == TARN_GRPC_TRANSPORT + 7) {
+      EXPECT_PRED_FORMAT2(testing::IsSubstring, "client: not\\nyou\\u{202E}", TarnGrpc_lastError());
+    }
     EXPECT_EQ(ending.call(0, request, opt), 0u) << answer;
     EXPECT_EQ(oneway(opt), 0u) << answer;
     EXPECT_EQ(TarnGrpc_drain(minute), 0u);
@@ -132,6 +135,40 @@ TEST_F(Grpc, FrozenServiceHoldsNobodyPastTheDeadline) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
+// A slow encoder stands for a large message.
+TEST_F(Grpc, EncodingIsPartOfTheDeadline) {
+  serve("0");
+  IdlMsgDesc desc;
+  MqcFesIntf_sendClassifierTemplateSetIdl(&desc);
+  static const auto pack = desc.pack;
+  desc.pack = [](PackBuf* cursor, const void* record) {
+    usleep(100'000);
+    return pack(cursor, record);
+  };
+  const MethodId method = {"MqcFesIntf", "sendClassifierTemplate"};
+  void* const handle = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, open({.deadlineMs = 100}));
+  EXPECT_EQ(RPC_IdlSyncCallNoOutStub(handle, &request, sizeof request, &method, &desc), late);
+  EXPECT_EQ(RPC_IdlMsgOnewayCall(handle, &request, &method, &desc), late);
+  EXPECT_EQ(call(open()), 0u);
+  EXPECT_EQ(received().size(), 1u) << "what is late is not sent";
+}
+
+TEST_F(Grpc, CallbackThatHangsHoldsUpNoCall) {
+  serve("0");
+  void* const opt = open();
+  static std::atomic<bool> hangs;
+  hangs = true;
+  const auto hang = [](u32, void*) {
+    while (hangs) usleep(1'000);
+  };
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, hang, nullptr, opt), 0u);
+  EXPECT_EQ(oneway(opt) + call(opt), 0u);
+  while (received().size() < 3) usleep(10'000);
+  EXPECT_EQ(TarnGrpc_drain(0), TARN_GRPC_BUSY);
+  hangs = false;
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+}
+
 TEST_F(Grpc, KilledServiceEndsEveryCallAndMayComeBack) {
   serve("0");
   void* const opt = open();
@@ -162,8 +199,12 @@ TEST_F(Grpc, BusyPastTheCap) {
   EXPECT_EQ(oneway(opt), 0u);
   EXPECT_EQ(endings.call(2, request, opt), TARN_GRPC_BUSY);
   EXPECT_STREQ(TarnGrpc_lastError(),
-               "sendClassifierTemplate: as many calls as may be are under way");
+               "sendClassifierTemplate: busy: the limit of calls or bytes under way is reached");
   EXPECT_EQ(oneway(opt), TARN_GRPC_BUSY);
+  void* const small = open({.maxBytes = 2 * 70});  // a message that is alone may be larger
+  for (const u32 status : {0u, 0u, u32{TARN_GRPC_BUSY}}) EXPECT_EQ(oneway(small), status);
+  void* const tiny = open({.maxBytes = 1});
+  for (const u32 status : {0u, u32{TARN_GRPC_BUSY}}) EXPECT_EQ(oneway(tiny), status);
   void* const usual = open();
   u32 taken = 0;
   while (taken < 3000 && oneway(usual) == 0) ++taken;
@@ -174,7 +215,9 @@ TEST_F(Grpc, BusyPastTheCap) {
   EXPECT_EQ(endings.call(3, request, opt), 0u);
   EXPECT_EQ(TarnGrpc_drain(minute), 0u);
   EXPECT_EQ(endings.once(0), 3);
-  EXPECT_EQ(received().size(), 5u + taken);
+  EXPECT_EQ(oneway(small) + oneway(tiny), 0u) << "bytes are given back";
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(received().size(), 10u + taken);
 }
 
 TEST_F(Grpc, ManyCallsEndOnceEach) {

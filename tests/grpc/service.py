@@ -54,7 +54,7 @@ class Service(grpc.GenericRpcHandler):
 
     def reply(self, context, sequence):
         if self.answer == "refuse":
-            context.abort(grpc.StatusCode.PERMISSION_DENIED, "not you")
+            context.abort(grpc.StatusCode.PERMISSION_DENIED, "not\nyou\u202e")
         if self.answer == "slow":
             time.sleep(0.2 if sequence == "3" else 0.1)
             return reply(0)
