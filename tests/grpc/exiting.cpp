@@ -56,11 +56,6 @@ int endWhileCallsFail(bool inHandler) {
     failOnce();
     return 0;
   }
-  for (int i = 0; i < 2; ++i) {
-    std::thread([] {
-      for (;;) failOnce();
-    }).detach();
-  }
   const auto end = [](u32, void*) { exit(0); };
   for (int i = 0; i < 20; ++i) {
     if (MqcFesIntf_sendClassifierTemplate_async(&request, end, nullptr, nullptr) != 0) return 2;
