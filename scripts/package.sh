@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 [ "$(dpkg --print-architecture)" = amd64 ] || { echo "package.sh: runs on amd64" >&2; exit 2; }
 [ "$(id -u)" -eq 0 ] || { echo "package.sh: runs as root, to make a root and enter it" >&2; exit 2; }
 foreign arm64
-need "${build_packages[@]}" "${grpc_packages[@]}" libgrpc++-dev:arm64 libflatbuffers-dev:arm64 \
+need "${build_packages[@]}" "${grpc_packages[@]}" libgrpc++-dev:arm64 libssl-dev:arm64 libflatbuffers-dev:arm64 \
   g++-aarch64-linux-gnu build-essential debhelper dpkg-dev git lintian man-db debootstrap util-linux
 
 out=$PWD/build/packages

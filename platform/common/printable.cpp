@@ -40,7 +40,7 @@ Character firstOf(std::string_view text) {
   std::uint32_t code = lead & (0x7Fu >> size);
   for (const char next : text.substr(1, size - 1)) {
     if ((next & 0xC0) != 0x80) return {lead, 0};
-    code = code << 6 | (next & 0x3Fu);
+    code = code << 6 | (static_cast<unsigned char>(next) & 0x3Fu);
   }
   const bool isShortest = code >= leastOfSize[size] && code <= 0x10FFFF;
   return isShortest ? Character{code, size} : Character{lead, 0};
