@@ -1,5 +1,5 @@
 # For scripts/mutate.py, which builds the tests again and again: what never changes is compiled once.
-# contract_test is left out: it puts functions of its own before the C library's.
+# contract_test and edges_test are left out: they put functions of their own before the C library's.
 function(precompile_googletest)
   foreach(test codec_test golden_test grpc_test model_test platform_test
                roll_call_test schema_test setup_test)

@@ -42,7 +42,7 @@ TESTS_OF = [
     ("msg/*", ENCODERS),
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
-    ("platform/grpc/*", ["setup_test", "grpc_test"]),
+    ("platform/grpc/*", ["setup_test", "edges_test", "grpc_test"]),
 ]
 # Fast to build: nothing is optimized, and what a target has is one translation unit.
 CONFIGURE = ["cmake", "-G", "Ninja", "-S", ".", "-DCMAKE_C_COMPILER=clang",

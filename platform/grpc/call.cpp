@@ -36,9 +36,19 @@ void Call::start(const std::shared_ptr<Call>& call, const grpc::ByteBuffer& requ
   const SignalsBlocked blocked;
   it.reader_ =
       it.channel.stub().PrepareUnaryCall(&it.context_, it.path_, request, &poller().queue());
-  it.self_.push_back(call);
+  it.keep(call);
   it.reader_->StartCall();
   it.reader_->Finish(&it.reply_, &it.status_, &it);
+}
+
+void Call::keep(const std::shared_ptr<Call>& self) {
+  const std::lock_guard lock(mutex_);
+  self_.push_back(self);
+}
+
+std::list<std::shared_ptr<Call>> Call::release() {
+  const std::lock_guard lock(mutex_);
+  return std::move(self_);
 }
 
 bool Call::wait() {
@@ -74,7 +84,7 @@ u32 Call::outcome() const {
 }
 
 void Call::end() {
-  std::list<std::shared_ptr<Call>> kept = std::move(self_);
+  std::list<std::shared_ptr<Call>> kept = release();
   if (ending.isWaitedFor) return wake();
   channel.giveBytesBack(bytes);
   if (ending.callback != nullptr) return callbacks().post(kept);

@@ -55,6 +55,10 @@ class Call {
  private:
   Call(Channel& way, const MethodId& method, Clock::time_point latest, const Ending& end);
 
+  // The poller takes the call over as the caller left it: gRPC's queue orders that, and the lock
+  // shows it.
+  void keep(const std::shared_ptr<Call>& self);
+  std::list<std::shared_ptr<Call>> release();
   void wake();
 
   const std::string path_;

@@ -169,8 +169,8 @@ TEST_F(GrpcSetup, CertificatesAreAskedOfBothSides) {
       {cut, "ca is 'cut.crt', which holds a damaged certificate: bad end line"},
       {strangersKey, "key is 'forged.key', which holds the key of another certificate"},
       {noKey, "key is 'client.crt', which holds no private key that can be read"}};
-  for (const auto& [options, complaint] : refused) {
-    EXPECT_EQ(complaintOf([&] { return open(options); }), complaint);
+  for (const auto& row : refused) {
+    EXPECT_EQ(complaintOf([&] { return open(row.first); }), row.second);
   }
 
   serve("3", "service");
