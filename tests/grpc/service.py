@@ -55,6 +55,8 @@ class Service(grpc.GenericRpcHandler):
     def reply(self, context, sequence):
         if self.answer == "refuse":
             context.abort(grpc.StatusCode.PERMISSION_DENIED, "not\nyou\u202e")
+        if self.answer == "cancel":
+            context.abort(grpc.StatusCode.CANCELLED, "")
         if self.answer == "slow":
             time.sleep(0.2 if sequence == "3" else 0.1)
             return reply(0)
