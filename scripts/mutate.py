@@ -262,13 +262,13 @@ def run_all(chosen, results, jobs, contents):
 def main():
     parser = argparse.ArgumentParser(
         usage="mutate.py [--file NAME] [--count N] [--seed S] [--jobs J] [--list]")
-    parser.add_argument("--file", default="", help="of this source alone")
+    parser.add_argument("--file", default="", help="of this source, or folder, alone")
     parser.add_argument("--count", type=int, default=0, help="as many, drawn by chance; 0: all")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--list", action="store_true")
     arguments = parser.parse_args()
-    chosen = [mutant for mutant in mutants() if arguments.file in ("", mutant[0])]
+    chosen = [mutant for mutant in mutants() if mutant[0].startswith(arguments.file)]
     if not chosen:
         parser.error(f"no mutant of {arguments.file}")
     if 0 < arguments.count < len(chosen):
