@@ -26,21 +26,24 @@ local damage = ProtoExpert.new("mqc.damaged", "damaged message", expert.group.MA
 local registered = {encoding}
 local tables = {}
 
--- A member as the schema has it: its id, its name and its type, a vector's element apart.
-local function member(table_name, name, type_name, id)
+-- A member as the schema has it: its id, its name and its type; of a vector the element's type, and how many
+-- there are, nil for a caller's buffer.
+local function member(table_name, name, type_name, id, count)
   local element = type_name:match("^%[(.*)%]$")
   local filter = "mqc." .. table_name .. "." .. name
   local field = element == "ubyte" and ProtoField.bytes(filter, name) or
                 (makers[element or type_name] or ProtoField.none)(filter, name)
   table.insert(registered, field)
-  return {name = name, type = element or type_name, vector = element ~= nil, id = id, field = field}
+  return {name = name, type = element or type_name, vector = element ~= nil, id = id, count = count,
+          field = field}
 end
 
 local function read_tables(text)
   for table_name, body in text:gmatch("table%s+([%w_]+)%s*{(.-)}") do
     local members = {}
-    for name, type_name, id in body:gmatch("([%w_]+)%s*:%s*([%w_%[%]]+)%s*%(id:%s*(%d+)[^)]*%)") do
-      table.insert(members, member(table_name, name, type_name, tonumber(id)))
+    for name, type_name, id, more in body:gmatch("([%w_]+)%s*:%s*([%w_%[%]]+)%s*%(id:%s*(%d+)([^)]*)%)") do
+      local count = tonumber(more:match("count:%s*(%d+)"))
+      table.insert(members, member(table_name, name, type_name, tonumber(id), count))
     end
     tables[table_name] = members
   end
@@ -50,82 +53,101 @@ for name in service_schema:gmatch('include%s+"([^"]+)"') do read_tables(read_sch
 mqc.fields = registered
 mqc.experts = {damage}
 
--- The bytes at a position; an error when they are not there.
+-- Nothing may be added for bytes that are not there: Wireshark leaves the dissector then, past any pcall. And
+-- what is added is bounded by the schema, whatever a message repeats or points at.
+
+-- Ends the message's display: it is damaged.
+local function damaged(...) error(string.format(...), 0) end
+
+-- The bytes at a position.
 local function bytes(tvb, at, length)
-  if at < 0 or length < 0 or at + length > tvb:len() then error("points outside", 0) end
+  if at < 0 or length < 0 or at + length > tvb:len() then damaged("points outside") end
   return tvb(at, length)
 end
 
 local function u16(tvb, at) return bytes(tvb, at, 2):le_uint() end
 local function u32(tvb, at) return bytes(tvb, at, 4):le_uint() end
 
--- Where a member lies, nil when it is absent.
-local function place(tvb, at, id)
-  local vtable = at - bytes(tvb, at, 4):le_int()
-  local size = u16(tvb, vtable)
-  bytes(tvb, vtable, size)
-  if 4 + 2 * id + 2 > size then return nil end
-  local offset = u16(tvb, vtable + 4 + 2 * id)
-  if offset ~= 0 then return at + offset end
-end
-
 local show_table
 
-local function show_vector(tvb, tree, m, at)
-  local count = u32(tvb, at)
-  if m.type == "ubyte" then
-    local content = bytes(tvb, at + 4, count)
-    if count == 0 then
-      tree:add(m.field):append_text(": empty")
-      return
-    end
-    -- Wireshark itself would stop before the 33 bytes that the longest array has.
-    local text = content:range(0, math.min(count, 64)):bytes():tohex(true, " ")
-    tree:add(m.field, content):set_text(m.name .. ": " .. text .. (count > 64 and " ..." or ""))
-    return
-  end
+local function show_bytes(tree, m, content)
+  -- Wireshark itself would stop before the 33 bytes that the longest array has.
+  local first = math.min(content:len(), 64)
+  local text = first == 0 and "empty" or content:range(0, first):bytes():tohex(true, " ")
+  tree:add(m.field, content):set_text(m.name .. ": " .. text .. (content:len() > first and " ..." or ""))
+end
+
+local function show_vector(message, tree, m, at)
+  local tvb, count = message.tvb, u32(message.tvb, at)
+  if count ~= (m.count or count) then damaged("%s has %d elements, not %d", m.name, count, m.count) end
+  if not m.count and message.full then damaged("%s stands in no full encoding", m.name) end
   local width = widths[m.type] or 4
   local elements = bytes(tvb, at + 4, width * count)
-  if widths[m.type] then
+  if m.type == "ubyte" then
+    show_bytes(tree, m, elements)
+  elseif widths[m.type] then
     local list = tree:add(elements, m.name .. ": " .. count .. " elements")
     for i = 0, count - 1 do list:add_le(m.field, elements(i * width, width)) end
-    return
-  end
-  for i = 0, count - 1 do
-    local entry = at + 4 + 4 * i
-    local target = entry + u32(tvb, entry)
-    show_table(tvb, tree:add(m.field, bytes(tvb, target, 4)):append_text("[" .. i .. "]"), m.type, target)
+  else
+    for i = 0, count - 1 do
+      local entry = at + 4 + 4 * i
+      local target = entry + u32(tvb, entry)
+      show_table(message, tree:add(m.field, bytes(tvb, target, 4)):append_text("[" .. i .. "]"), m.type, target)
+    end
   end
 end
 
-local function show_member(tvb, tree, m, at)
-  local width = not m.vector and widths[m.type]
-  if width and at then
-    tree:add_le(m.field, bytes(tvb, at, width))
-  elseif width then
+-- Only the compact encoding leaves something out, and no array and no nested record.
+local function show_absent(message, tree, m)
+  local is_scalar = not m.vector and widths[m.type]
+  if message.full or m.count or not (is_scalar or m.vector) then damaged("%s is missing", m.name) end
+  if is_scalar then
     tree:add(m.field, 0):set_generated()
-  elseif at == nil then
-    tree:add(m.field):append_text(": absent")
-  elseif m.vector then
-    show_vector(tvb, tree, m, at + u32(tvb, at))
+  else
+    tree:add(m.field, message.tvb(0, 0)):set_text(m.name .. ": absent")
+  end
+end
+
+local function show_member(message, tree, m, at)
+  local tvb = message.tvb
+  if m.vector then
+    show_vector(message, tree, m, at + u32(tvb, at))
+  elseif widths[m.type] then
+    tree:add_le(m.field, bytes(tvb, at, widths[m.type]))
   else
     local target = at + u32(tvb, at)
-    show_table(tvb, tree:add(m.field, bytes(tvb, target, 4)), m.type, target)
+    show_table(message, tree:add(m.field, bytes(tvb, target, 4)), m.type, target)
   end
 end
 
-function show_table(tvb, tree, table_name, at)
-  for _, m in ipairs(tables[table_name]) do show_member(tvb, tree, m, place(tvb, at, m.id)) end
+function show_table(message, tree, table_name, at)
+  local tvb, members = message.tvb, tables[table_name]
+  local vtable = at - bytes(tvb, at, 4):le_int()
+  local size, expected = u16(tvb, vtable), 4 + 2 * #members
+  if message.is_request and size ~= expected then
+    damaged("a vtable of %d bytes, that of %s has %d", size, table_name, expected)
+  end
+  bytes(tvb, vtable, size)
+  for _, m in ipairs(members) do
+    local entry = 4 + 2 * m.id
+    local offset = entry + 2 <= size and u16(tvb, vtable + entry) or 0
+    if offset ~= 0 then
+      show_member(message, tree, m, at + offset)
+    else
+      show_absent(message, tree, m)
+    end
+  end
 end
 
--- A dissector of messages of one table.
-local function dissector(table_name, title)
+-- A dissector of messages of one table. Replies come from any FlatBuffers writer, which may know other fields.
+local function dissector(table_name, title, is_request)
   return function(tvb, pinfo, tree)
     local top = tree:add(mqc, tvb(), title .. ": " .. table_name .. ", " .. tvb:len() .. " bytes")
     local whole, fault = pcall(function()
       local root = u32(tvb, 0)
       top:add(encoding, root == 4 and "full" or "compact"):set_generated()
-      show_table(tvb, top, table_name, root)
+      local message = {tvb = tvb, is_request = is_request, full = is_request and root == 4}
+      show_table(message, top, table_name, root)
     end)
     if not whole then top:add_proto_expert_info(damage, "damaged message: " .. tostring(fault)) end
     return tvb:len()
@@ -136,7 +158,7 @@ end
 local grpc_messages = DissectorTable.get("grpc_message_type")
 local function register(method, direction, table_name)
   local proto = Proto("mqc_" .. method:lower() .. "_" .. direction, method .. " " .. direction)
-  proto.dissector = dissector(table_name, method .. " " .. direction)
+  proto.dissector = dissector(table_name, method .. " " .. direction, direction == "request")
   grpc_messages:add("application/grpc,/MqcFesIntf/" .. method .. "," .. direction, proto)
 end
 
