@@ -12,7 +12,7 @@ namespace inspect {
 
 /// A message that was walked without a fault.
 struct Message {
-  std::string name;  ///< as the person calls it
+  std::string name;  ///< as the person calls it, printable
   const Schema::Method* method;
   std::vector<std::uint8_t> bytes;
   std::vector<Item> items;
@@ -21,11 +21,8 @@ struct Message {
 /// What a message is, on one line: name, request, encoding, bytes.
 std::string title(const Message& message);
 
-/// JSON of several lines, an array of numbers on one.
-std::string json(const Schema& schema, const Message& message);
-
-/// Every byte in its order, with what it means.
-std::string annotated(const Message& message);
+/// Writes every byte in its order, with what it means, line by line.
+void annotate(const Message& message, const Write& write);
 
 /// What an item is and what it says, on one line. The elements of vectors are not told.
 std::string meaning(const Item& item);
@@ -40,8 +37,10 @@ void addHex(std::string& text, Bytes bytes);
 /// @param number tells the messages of one page apart
 std::string section(const Message& message, std::size_t number);
 
-/// The page with these sections.
-std::string page(const std::string& sections);
+/// What the page has before its sections.
+std::string pageStart();
+/// What it has behind them.
+std::string pageEnd();
 
 }  // namespace inspect
 

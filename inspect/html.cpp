@@ -9,6 +9,7 @@ namespace {
 constexpr std::size_t bytesInRow = 16;
 constexpr std::size_t mostBytes = 4096;  // of one item: a browser is slow with millions
 constexpr std::size_t mostElements = 64;
+constexpr std::string_view sectionsPlace = "<!-- messages -->";
 
 std::string escaped(const std::string& text) {
   std::string safe;
@@ -110,10 +111,14 @@ std::string section(const Message& message, std::size_t number) {
   return Section(message, number).text();
 }
 
-std::string page(const std::string& sections) {
-  const std::string place = "<!-- messages -->";
-  std::string text = pageTemplate;
-  return text.replace(text.find(place), place.size(), sections);
+std::string pageStart() {
+  const std::string page = pageTemplate;
+  return page.substr(0, page.find(sectionsPlace));
+}
+
+std::string pageEnd() {
+  const std::string page = pageTemplate;
+  return page.substr(page.find(sectionsPlace) + sectionsPlace.size());
 }
 
 }  // namespace inspect

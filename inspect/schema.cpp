@@ -24,9 +24,6 @@ std::string Schema::load(const std::string& dir) {
   const std::string path = dir + "/mqc_fes_intf_service.fbs";
   std::string text;
   if (!flatbuffers::LoadFile(path.c_str(), false, &text)) return path + ": cannot be read";
-  parser_.opts.strict_json = true;
-  parser_.opts.output_default_scalars_in_json = true;
-  parser_.opts.indent_step = indent_;
   const char* includes[] = {dir.c_str(), nullptr};
   if (!parser_.Parse(text.c_str(), includes, path.c_str())) return parser_.error_;
   return parser_.services_.vec.size() == 1 ? "" : path + ": not one service";
@@ -38,13 +35,6 @@ const Schema::Method* Schema::method(const std::string& name) const {
 
 const std::vector<Schema::Method*>& Schema::methods() const {
   return service()->calls.vec;
-}
-
-std::string Schema::json(const Method& method, Bytes message) const {
-  std::string text;
-  const auto* const root = flatbuffers::GetRoot<flatbuffers::Table>(message.data());
-  if (!flatbuffers::GenerateTextFromTable(parser_, root, method.request->name, &text)) return "";
-  return text;
 }
 
 }  // namespace inspect

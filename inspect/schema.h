@@ -5,12 +5,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace inspect {
 
 using Bytes = std::span<const std::uint8_t>;
+
+/// Takes a text piece by piece: a large message has ten times as much of it.
+using Write = std::function<void(std::string_view)>;
 
 /// The service's methods and their requests, as the schema has them. Once loaded, any thread may
 /// ask.
@@ -32,8 +37,11 @@ class Schema {
   /// All methods, in the order of the roll call.
   const std::vector<Method*>& methods() const;
 
-  /// A message that was walked without a fault as JSON, absent scalars included.
+  /// A message that was walked without a fault as JSON, absent scalars included; on several lines,
+  /// an array of numbers is on one.
   std::string json(const Method& method, Bytes message) const;
+  /// The same in pieces.
+  void json(const Method& method, Bytes message, const Write& write) const;
 
  private:
   const flatbuffers::ServiceDef* service() const { return parser_.services_.vec.front(); }

@@ -1,25 +1,26 @@
 // tarn-inspect: shows captured messages to people, and refuses what is no message.
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <filesystem>
-#include <random>
 #include <regex>
 
 #include "inspect/forms.h"
 #include "inspect/options.h"
+#include "inspect/output.h"
+#include "platform/common/printable.h"
 #include "platform/common/report.h"
 
 const char* const platform::reporter = "tarn-inspect";
 
 namespace {
 
-namespace fs = std::filesystem;
 using inspect::Message;
 using inspect::Options;
+using inspect::Output;
 using inspect::Schema;
 using inspect::Task;
 using platform::report;
@@ -27,83 +28,21 @@ using platform::report;
 constexpr int refused = 1;
 constexpr int wrongArguments = 2;
 
-/// Where everything is written: stdout at once, a file at the end and whole, for it may be one of
-/// the inputs.
-class Output {
- public:
-  explicit Output(std::string path) : path_(std::move(path)) {}
-
-  void write(const std::string& text) {
-    if (path_.empty())
-      put(text, stdout);
-    else
-      held_ += text;
-  }
-  /// Tells when not everything could be written.
-  bool close() {
-    std::FILE* const file = path_.empty() ? stdout : held_.empty() ? nullptr : open();
-    if (file != nullptr) {
-      put(held_, file);
-      if (std::fclose(file) != 0 && error_ == 0) error_ = errno;
-    }
-    if (!part_.empty()) settle();
-    if (error_ != 0)
-      report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
-    return error_ == 0;
-  }
-
- private:
-  std::FILE* open() {
-    std::error_code unknown;
-    const fs::path linked = fs::canonical(path_, unknown);
-    if (!unknown) path_ = linked;
-    // A pipe or a device stays what it is.
-    const bool isOther = fs::is_other(fs::status(path_, unknown));
-    if (!isOther) part_ = path_ + '.' + std::to_string(std::random_device{}()) + ".part";
-    std::FILE* const file =
-        isOther ? std::fopen(path_.c_str(), "w") : std::fopen(part_.c_str(), "wx");
-    if (file == nullptr) {
-      error_ = errno;
-      part_.clear();
-    }
-    return file;
-  }
-  /// Gives what was written its name, or takes it back.
-  void settle() {
-    if (error_ == 0 && std::rename(part_.c_str(), path_.c_str()) != 0) error_ = errno;
-    if (error_ != 0) std::remove(part_.c_str());
-  }
-  void put(const std::string& text, std::FILE* file) {
-    if (std::fwrite(text.data(), 1, text.size(), file) < text.size() && error_ == 0) error_ = errno;
-  }
-
-  std::string path_;
-  std::string part_;
-  std::string held_;
-  int error_ = 0;
-};
-
-/// Control characters would make two lines of one.
-std::string printable(std::string name) {
-  for (char& c : name) {
-    if (static_cast<unsigned char>(c) < ' ') c = '?';
-  }
-  return name;
-}
-
 bool refuse(const std::string& name, const std::string& words) {
   report("%s: %s", name.c_str(), words.c_str());
   return false;
 }
 
+/// Reads a message; of one that is too long, as much as shows it.
 bool read(const std::string& path, std::vector<std::uint8_t>& bytes) {
+  constexpr std::size_t most = inspect::maxMessageBytes + 1;
   std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
   if (file == nullptr) return false;
   std::size_t size = 0;
   do {
-    bytes.resize(size + std::max<std::size_t>(size, 4096));
+    bytes.resize(std::min(most, size + std::max<std::size_t>(size, 4096)));
     size += std::fread(bytes.data() + size, 1, bytes.size() - size, file);
-  } while (size == bytes.size() && size < FLATBUFFERS_MAX_BUFFER_SIZE);
+  } while (size == bytes.size() && size < most);
   bytes.resize(size);
   const int error = std::ferror(file) != 0 ? errno : 0;
   if (file != stdin) std::fclose(file);
@@ -132,7 +71,7 @@ bool told(const Options& options, const std::string& path, Told& told) {
 
 /// Reads and checks a message, or says in a line why it is refused.
 bool take(const Schema& schema, const Options& options, const std::string& path, Message& message) {
-  message.name = printable(path);
+  message.name = platform::printable(path);
   Told name;
   if (!told(options, path, name)) {
     return refuse(message.name,
@@ -154,27 +93,33 @@ bool take(const Schema& schema, const Options& options, const std::string& path,
   return true;
 }
 
-std::string shown(const Schema& schema, const Options& options, const Message& message) {
+void show(const Schema& schema, const Options& options, const Message& message, Output& output) {
+  const inspect::Write write = [&output](std::string_view text) { output.write(text); };
   const bool isJson = options.task == Task::json;
-  std::string text = isJson ? inspect::json(schema, message) : inspect::annotated(message);
-  if (isJson && options.files.size() == 1) return text;
-  return inspect::title(message) + '\n' + text + '\n';
+  const bool alone = isJson && options.files.size() == 1;
+  if (!alone) write(inspect::title(message) + '\n');
+  if (isJson)
+    schema.json(*message.method, message.bytes, write);
+  else
+    inspect::annotate(message, write);
+  if (!alone) write("\n");
 }
 
 int inspectAll(const Schema& schema, const Options& options) {
   Output output(options.output);
+  const bool isPage = options.task == Task::html;
   std::size_t taken = 0;
-  std::string sections;
   for (const std::string& path : options.files) {
     Message message;
     if (!take(schema, options, path, message)) continue;
     ++taken;
-    if (options.task != Task::html)
-      output.write(shown(schema, options, message));
+    if (isPage && taken == 1) output.write(inspect::pageStart());
+    if (isPage)
+      output.write(inspect::section(message, taken));
     else
-      sections += inspect::section(message, taken);
+      show(schema, options, message, output);
   }
-  if (!sections.empty()) output.write(inspect::page(sections));
+  if (isPage && taken > 0) output.write(inspect::pageEnd());
   return output.close() && taken == options.files.size() ? 0 : refused;
 }
 

@@ -26,14 +26,6 @@ constexpr const char* kindNames[] = {"",
                                      "gap"};
 static_assert(std::size(kindNames) == static_cast<std::size_t>(Kind::gap) + 1);
 
-std::uint32_t element(const Message& message, const Item& item, std::size_t i) {
-  std::uint32_t value = 0;
-  for (std::size_t byte = item.width; byte-- > 0;) {
-    value = value << 8 | message.bytes[item.position + i * item.width + byte];
-  }
-  return value;
-}
-
 /// The elements that stand in one line; of bytes, their numbers say no more than they do.
 std::string partMeaning(const Message& message, const Item& item, std::size_t first,
                         std::size_t last) {
@@ -42,17 +34,16 @@ std::string partMeaning(const Message& message, const Item& item, std::size_t fi
   return text + ": " + (item.width == 1 ? item.value : elements(message, item, first, last));
 }
 
-void addLine(std::string& text, const Message& message, const Item& item, std::size_t from,
-             std::size_t size) {
-  std::string line = "  " + at(item.position + from);
-  line.resize(std::max<std::size_t>(line.size(), 8), ' ');
-  addHex(line, Bytes(message.bytes).subspan(item.position + from, size));
-  line.resize(std::max<std::size_t>(line.size(), 8 + 3 * bytesInLine), ' ');
+std::string line(const Message& message, const Item& item, std::size_t from, std::size_t size) {
+  std::string text = "  " + at(item.position + from);
+  text.resize(std::max<std::size_t>(text.size(), 8), ' ');
+  addHex(text, Bytes(message.bytes).subspan(item.position + from, size));
+  text.resize(std::max<std::size_t>(text.size(), 8 + 3 * bytesInLine), ' ');
+  text += ' ';
   const bool inParts = item.width != 0;
-  text += line + ' ';
   text += inParts ? partMeaning(message, item, from / item.width, (from + size) / item.width)
                   : meaning(item);
-  text += '\n';
+  return text + '\n';
 }
 
 }  // namespace
@@ -63,28 +54,12 @@ std::string title(const Message& message) {
          std::to_string(message.bytes.size()) + " bytes";
 }
 
-std::string json(const Schema& schema, const Message& message) {
-  const std::string plain = schema.json(*message.method, message.bytes);
-  std::string text;
-  bool inNumbers = false;
-  for (std::size_t i = 0; i < plain.size(); ++i) {
-    const bool blank = plain[i] == ' ' || plain[i] == '\n';
-    if (plain[i] == '[') inNumbers = plain[plain.find_first_not_of(" \n", i + 1)] != '{';
-    if (plain[i] == ']') inNumbers = false;
-    if (inNumbers && blank && text.back() == ' ') continue;
-    text += inNumbers && blank ? ' ' : plain[i];
-  }
-  return text;
-}
-
-std::string annotated(const Message& message) {
-  std::string text;
+void annotate(const Message& message, const Write& write) {
   for (const Item* item : byPosition(message.items)) {
     for (std::size_t from = 0; from < item->length; from += bytesInLine) {
-      addLine(text, message, *item, from, std::min(bytesInLine, item->length - from));
+      write(line(message, *item, from, std::min(bytesInLine, item->length - from)));
     }
   }
-  return text;
 }
 
 std::string meaning(const Item& item) {
@@ -100,7 +75,7 @@ std::string elements(const Message& message, const Item& item, std::size_t first
   std::string text;
   for (std::size_t i = first; i < last; ++i) {
     if (i > first) text += ", ";
-    text += std::to_string(element(message, item, i));
+    text += std::to_string(number(&message.bytes[item.position + i * item.width], item.width));
   }
   return text;
 }

@@ -84,10 +84,14 @@ class Walk {
 
   template <class Word>
   Word word(std::size_t position, const std::string& what) const {
-    if (!verifier_.Verify(position, sizeof(Word))) {
+    return static_cast<Word>(wordOf(sizeof(Word), position, what));
+  }
+
+  std::uint32_t wordOf(std::size_t width, std::size_t position, const std::string& what) const {
+    if (!verifier_.Verify(position, width)) {
       throw Fault{position, what + " reaches past the end"};
     }
-    return flatbuffers::ReadScalar<Word>(bytes_.data() + position);
+    return number(bytes_.data() + position, width);
   }
 
   /// What the offset at the position refers to.
@@ -156,6 +160,9 @@ class Walk {
     const std::uint16_t offset = fieldOffset(frame, field);
     if (offset == 0) return absent(frame, field, place);
     const std::size_t position = frame.start + offset;
+    if (position > bytes_.size()) {
+      throw Fault{frame.vtable + field.value.offset, place.path + " lies past the end"};
+    }
     if (flatbuffers::IsScalar(type.base_type)) return scalar(type.base_type, position, place);
     const std::size_t body = target(position, place, Kind::offsetField);
     if (isTable(field)) {
@@ -178,9 +185,7 @@ class Walk {
 
   std::size_t scalar(flatbuffers::BaseType type, std::size_t position, const Place& place) {
     const std::size_t width = flatbuffers::SizeOf(type);
-    const std::uint32_t value = width == 1   ? word<std::uint8_t>(position, place.path)
-                                : width == 2 ? word<std::uint16_t>(position, place.path)
-                                             : word<std::uint32_t>(position, place.path);
+    const std::uint32_t value = wordOf(width, position, place.path);
     add(position, width, Kind::scalar, place, scalarText(type, value));
     return position + width;
   }
@@ -285,9 +290,7 @@ bool isFull(Bytes message) {
 }
 
 std::optional<Fault> walk(const Schema::Method& method, Bytes message, std::vector<Item>& items) {
-  if (message.size() >= FLATBUFFERS_MAX_BUFFER_SIZE) {
-    return Fault{FLATBUFFERS_MAX_BUFFER_SIZE, "longer than any message"};
-  }
+  if (message.size() > maxMessageBytes) return Fault{maxMessageBytes, "longer than any message"};
   items.clear();
   try {
     Walk(message, items).message(*method.request);
@@ -305,6 +308,12 @@ std::vector<const Item*> byPosition(const std::vector<Item>& items) {
   std::sort(sorted.begin(), sorted.end(),
             [](const Item* a, const Item* b) { return a->position < b->position; });
   return sorted;
+}
+
+std::uint32_t number(const std::uint8_t* bytes, std::size_t width) {
+  std::uint32_t value = 0;
+  for (std::size_t byte = width; byte-- > 0;) value = value << 8 | bytes[byte];
+  return value;
 }
 
 std::string at(std::size_t position) {

@@ -29,6 +29,9 @@ enum class Kind {
   gap,          ///< left unwritten by the full encoding
 };
 
+/// The longest message, in bytes: what a service takes.
+inline constexpr std::size_t maxMessageBytes = 65 * 1024 * 1024;
+
 /// Some bytes of a message that belong together.
 struct Item {
   std::size_t position;
@@ -42,7 +45,7 @@ struct Item {
 
 /// What is wrong with a message, and where.
 struct Fault {
-  std::size_t position;
+  std::size_t position;  ///< inside the message or at its end
   std::string words;
 };
 
@@ -62,6 +65,9 @@ std::optional<Fault> walk(const Schema::Method& method, Bytes message, std::vect
 
 /// The items that have bytes, in the order of these.
 std::vector<const Item*> byPosition(const std::vector<Item>& items);
+
+/// An unsigned number of so many bytes, at most 4.
+std::uint32_t number(const std::uint8_t* bytes, std::size_t width);
 
 /// A position as it is shown everywhere: "+2D".
 std::string at(std::size_t position);

@@ -17,7 +17,7 @@ layer include ''
 layer codec 'mqc_fes_intf\.h|codec/[a-z_]+\.h|platform/(log|bounded_memory)\.h'
 layer msg 'mqc_fes_intf\.h|codec/[a-z_]+\.h|msg/[a-z_]+\.h'
 layer stubs 'mqc_fes_intf\.h|msg/[a-z_]+\.h|stubs/[a-z_]+\.h|platform/rpc\.h'
-layer inspect 'inspect/[a-z_]+\.h|platform/common/report\.h'
+layer inspect 'inspect/[a-z_]+\.h|platform/common/(printable|report)\.h'
 promises='mqc_fes_intf\.h|platform/[a-z_]+\.h'
 layer platform "$promises"
 layer platform/common "$promises|platform/common/[a-z_]+\.h"

@@ -14,7 +14,9 @@ namespace {
 
 using inspect::Bytes;
 
-// FlatBuffers takes half a second to write a mebibyte of a batch as JSON.
+static_assert(mqc::maxMessageBytes == inspect::maxMessageBytes);
+
+// A line of JSON is five times as long, and nobody reads it.
 constexpr std::size_t longestShown = 65536;
 
 const char compact[] = "compact";

@@ -33,9 +33,10 @@ def verdicts(bad):
         open("tried/" + name, "wb").write(message)
     run = subprocess.run([inspect, "--annotate", *bad], cwd="tried", capture_output=True, text=True)
     check(run.returncode in (0, 1), "status", run.returncode, run.stderr)
-    lines = [re.fullmatch(r"tarn-inspect: (\S+): damaged, or not a \w+: \+[0-9A-F]{2,}: .+", line)
+    lines = [re.fullmatch(r"tarn-inspect: (\S+): damaged, or not a \w+: \+([0-9A-F]{2,}): .+", line)
              for line in run.stderr.splitlines()]
-    check(all(lines), "a message is refused without a place:", run.stderr[:500])
+    check(all(line and int(line[2], 16) <= len(bad[line[1]]) for line in lines),
+          "a message is refused without a place in it:", run.stderr[:500])
     refused = [line[1] for line in lines]
     taken = re.findall(r"^(\S+): \w+, (?:compact|full), \d+ bytes$", run.stdout, re.M)
     check(sorted(refused + taken) == sorted(bad), "not one verdict for each message")
@@ -52,6 +53,26 @@ def sections(path):
         elif line:
             part.append(line)
     return parts
+
+
+def batch(buffer):
+    return struct.pack("<I6Hi5I", 16, 12, 65535, 4, 8, 12, 16, 12, 1, 2, 3, 4, len(buffer)) + buffer
+
+
+def peak(form, message):
+    """The most memory in bytes that showing a batch takes, or this test until now."""
+    open("peak", "wb").write(message)
+    process = subprocess.Popen([inspect, form, "--method", "ProcMqcBatchMsg", "peak"], stdout=subprocess.DEVNULL,
+                               env={**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1"})
+    _, status, usage = os.wait4(process.pid, 0)
+    check(status == 0, form, "of", len(message), "bytes fails")
+    return usage.ru_maxrss * 1024
+
+
+# Memory goes with the message, not with its text; the longest message is shown.
+for form in "--json", "--annotate":
+    check((found := peak(form, batch(bytes(20_000_000)))) < 150_000_000, form, "takes", found, "bytes")
+peak("--html", batch(bytes(65 * 1024 * 1024 - len(batch(b"")))))
 
 
 # Every byte of every message is annotated, and both encodings are the same JSON.
@@ -133,8 +154,7 @@ check({name[0] for name in found} == {"0", "4"}, "made by hand, taken:", found)
 
 # Five megabytes.
 content = random.randbytes(5_000_000)
-big = struct.pack("<I6Hi4I", 16, 12, 65535, 4, 8, 12, 16, 12, 1, 2, 3, 4) + \
-    struct.pack("<I", len(content)) + content
+big = batch(content)
 check(len(verdicts({"1-ProcMqcBatchMsg.compact.bin": big})) == 1, "a large message is refused")
 for change in (b"", b"\0\0"):
     check(not verdicts({"1-ProcMqcBatchMsg.compact.bin": big[:-1] + change}), "a large message is damaged")

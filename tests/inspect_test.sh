@@ -18,20 +18,24 @@ mkdir bad
 cp all/0016-sendRuleMac.full.bin bad/0003-sendNothing.full.bin
 cp $rule bad/0004-sendRuleMac.full.bin
 cp $rule bad/message
-head -c 60 $rule >bad/$'0005\n-sendRuleMac.compact.bin'
+hostile=$'bad/0005\n\e[31m\u202E<b a="&">-sendRuleMac.compact.bin'
+shown='bad/0005\\n\\x1B\[31m\\u{202E}<b a="&">'
+cp $rule "$hostile"
 refuses 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
 refuses 1 'in the compact encoding' bad/0004-sendRuleMac.full.bin
 head -c 60 all/0001-*.compact.bin >bad/cut
 refuses 1 'f1 with 32 elements reaches past the end' --method sendClassifierTemplate bad/cut
 refuses 1 'its name' bad/message
-refuses 1 'its name' bad/$'0005\n-sendRuleMac.compact.bin'
+refuses 1 "$shown.*: its name" "$hostile"
+refuses 1 '+4100000: longer than any message' --method sendRuleMac /dev/zero
 refuses 1 'No such file' bad/0001-sendRuleMac.compact.bin
 refuses 1 'Is a directory' --method sendRuleMac bad
 refuses 1 '+00: the root offset' --method sendRuleMac -
 refuses 1 'No such file' --output absent/page $rule
+refuses 1 '/dev/full: No space' --output /dev/full $rule
 refuses 1 '+04: a vtable of 12 bytes, that of MQC_match_acl has 16' --method match_acl_oper $rule
 refuses 2 'no file'
-refuses 2 'no such option' --bogus $rule
+refuses 2 '--bogus\\x1B: no such option' $'--bogus\e' $rule
 refuses 2 'no such option' --method
 refuses 2 'no such method' --method sendNothing $rule
 refuses 2 'its method is not known' -
@@ -47,6 +51,9 @@ status=0
 "$inspect" $rule >json
 "$inspect" --method sendRuleMac - <$rule | diff json - || fail "the standard input"
 "$inspect" --method sendRuleMac --output file bad/message && diff json file || fail "--output"
+"$inspect" --method sendRuleMac --annotate "$hostile" | grep -q "^$shown.*: MQC_RuleMac" || fail "a file's name as it is"
+"$inspect" --method sendRuleMac --html "$hostile" | grep -qF '<section><h2>bad/0005\n\x1B[31m\u{202E}&lt;b a="&amp;">-sendRule' ||
+  fail "a file's name on the page"
 ln -s file link
 echo kept >file.part
 "$inspect" --annotate --output link $rule && [ -L link ] && ! diff file json >/dev/null &&

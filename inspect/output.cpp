@@ -1,0 +1,56 @@
+#include "inspect/output.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <random>
+
+#include "platform/common/report.h"
+
+namespace inspect {
+
+namespace fs = std::filesystem;
+
+Output::Output(std::string path)
+    : path_(std::move(path)), file_(path_.empty() ? stdout : nullptr) {}
+
+Output::~Output() {
+  if (file_ != nullptr && file_ != stdout) std::fclose(file_);
+  if (!part_.empty()) std::remove(part_.c_str());
+}
+
+void Output::write(std::string_view text) {
+  if (file_ == nullptr && error_ == 0) open();
+  if (error_ == 0 && std::fwrite(text.data(), 1, text.size(), file_) < text.size()) error_ = errno;
+}
+
+bool Output::close() {
+  if (file_ != nullptr) finish();
+  if (error_ == 0) return true;
+  platform::report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
+  return false;
+}
+
+void Output::open() {
+  std::error_code unknown;
+  const fs::path linked = fs::canonical(path_, unknown);
+  if (!unknown) path_ = linked;
+  const bool isOther = fs::is_other(fs::status(path_, unknown));
+  if (!isOther) part_ = path_ + '.' + std::to_string(std::random_device{}()) + ".part";
+  file_ = isOther ? std::fopen(path_.c_str(), "w") : std::fopen(part_.c_str(), "wx");
+  if (file_ != nullptr) return;
+  error_ = errno;
+  part_.clear();
+}
+
+void Output::finish() {
+  if (std::fclose(file_) != 0 && error_ == 0) error_ = errno;
+  file_ = nullptr;
+  if (part_.empty() || error_ != 0) return;
+  if (std::rename(part_.c_str(), path_.c_str()) == 0)
+    part_.clear();
+  else
+    error_ = errno;
+}
+
+}  // namespace inspect
