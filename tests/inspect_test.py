@@ -71,7 +71,7 @@ def peak(form, message):
 
 # Memory goes with the message, not with its text; the longest message is shown.
 for form in "--json", "--annotate":
-    check((found := peak(form, batch(bytes(20_000_000)))) < 150_000_000, form, "takes", found, "bytes")
+    check((found := peak(form, batch(bytes(8_000_000)))) < 100_000_000, form, "takes", found, "bytes")
 peak("--html", batch(bytes(65 * 1024 * 1024 - len(batch(b"")))))
 
 
