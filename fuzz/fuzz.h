@@ -1,0 +1,14 @@
+#ifndef FUZZ_FUZZ_H
+#define FUZZ_FUZZ_H
+
+#include <cstdio>
+#include <cstdlib>
+
+/// Ends the run with a find when what has to hold does not.
+inline void require(bool holds, const char* words) {
+  if (holds) return;
+  std::fprintf(stderr, "%s\n", words);
+  std::abort();
+}
+
+#endif

@@ -1,0 +1,27 @@
+// Reads any bytes as a reply, which arrives in slices as long as the first byte says, beside the
+// reader that flatc makes.
+
+#include "platform/grpc/reply.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "fuzz.h"
+#include "mqc_reply_generated.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::vector<std::uint8_t> reply(data + 1, data + size);
+  std::vector<grpc::Slice> slices;
+  const std::size_t step = data[0] % 64 + 1;
+  for (std::size_t from = 0; from < reply.size(); from += step) {
+    slices.emplace_back(&reply[from], std::min(step, reply.size() - from));
+  }
+  const auto status = platform::statusIn(grpc::ByteBuffer(slices.data(), slices.size()));
+  flatbuffers::Verifier verifier(reply.data(), reply.size());
+  const bool isWhole = verifier.VerifyBuffer<MqcReply>(nullptr);
+  require(status.has_value() == isWhole, "a damaged reply is taken, or a whole one is not");
+  require(!isWhole || *status == flatbuffers::GetRoot<MqcReply>(reply.data())->status(),
+          "another status");
+  return 0;
+}
