@@ -40,13 +40,6 @@ std::string rowStart(std::size_t position) {
   return "\n<s>" + start + "</s> ";
 }
 
-/// Says how many bytes of an item are left out, and begins the row of those that follow it.
-std::string leftOut(std::size_t count, std::size_t end, std::size_t size) {
-  std::string text = "\n<s>        " + std::to_string(count) + " bytes more</s>";
-  if (end == size || end % bytesInRow == 0) return text;
-  return text + rowStart(end / bytesInRow * bytesInRow) + std::string(end % bytesInRow * 3, ' ');
-}
-
 class Section {
  public:
   Section(const Message& message, std::size_t number)
@@ -74,8 +67,8 @@ class Section {
       addHex(text_, Bytes(message_.bytes).subspan(from, to - from));
       text_ += "</b>";
     }
-    if (item.length > mostBytes) {
-      text_ += leftOut(item.length - mostBytes, item.position + item.length, message_.bytes.size());
+    if (item.length > mostBytes) {  // a caller's buffer, behind which nothing lies
+      text_ += "\n<s>        " + std::to_string(item.length - mostBytes) + " bytes more</s>";
     }
   }
 

@@ -56,7 +56,8 @@ def sections(path):
 
 
 def batch(buffer):
-    return struct.pack("<I6Hi5I", 16, 12, 65535, 4, 8, 12, 16, 12, 1, 2, 3, 4, len(buffer)) + buffer
+    size = min(65535, 24 + len(buffer))
+    return struct.pack("<I6Hi5I", 16, 12, size, 4, 8, 12, 16, 12, 1, 2, 3, 4, len(buffer)) + buffer
 
 
 def peak(form, message):
@@ -77,11 +78,14 @@ peak("--html", batch(bytes(65 * 1024 * 1024 - len(batch(b"")))))
 
 # Every byte of every message is annotated, and both encodings are the same JSON.
 annotated = sections("shown--annotate")
-shown = {path: json.loads("\n".join(lines)) for path, lines in sections("shown--json").items()}
+texts = {path: "\n".join(lines) for path, lines in sections("shown--json").items()}
+shown = {path: json.loads(text) for path, text in texts.items()}
 check(list(annotated) == files and list(shown) == files, "a message is not shown, or not named")
 for path, message in messages.items():
     found = b"".join(bytes.fromhex(line[8:32]) for line in annotated[path])
     check(found == message, path, "is annotated with other bytes")
+    lines = json.dumps(shown[path], indent=2)
+    check(texts[path] == re.sub(r"\[[\s\d,]*\]", lambda array: " ".join(array[0].split()), lines), path, "as JSON")
     check(shown[path] == shown[path.replace(".full.", ".compact.")], path, "is another in JSON")
 
 # A message under another method's name is refused if it contradicts that method's request.
@@ -197,3 +201,7 @@ check([bytes.fromhex(part) for part in page.bytes] == list(messages.values()), "
 for part, message in zip(text.split("<pre>")[1:], messages.values()):
     check(re.findall(r"<s>\+(\w+)", part) == ["%02X" % at for at in range(0, len(message), 16)], "rows of the page")
 check(page.marked and page.marked <= page.entries and not page.open, "bytes without an entry")
+run = subprocess.run([inspect, "--html", "--method", "ProcMqcBatchMsg", "-"], input=batch(bytes(range(256)) * 17),
+                     capture_output=True, check=True)
+check(re.search(r"<s> +256 bytes more</s>\n</pre>.*>f3: 0, 1, .* 63, \u2026</span>", run.stdout.decode(), re.S),
+      "the page of a large message is another")

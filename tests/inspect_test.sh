@@ -12,6 +12,22 @@ done
 
 rule=all/0016-sendRuleMac.compact.bin
 "$inspect" $rule | grep -q '"f1": \[ 25, 26, 27, 28, 29, 30 \]' || fail "JSON lacks the MAC address"
+"$inspect" --annotate all/0097-act_redirect_nhp.full.bin | sed -n '/ f11\[0\]\|f13\[0/p' | diff - <(
+  sed 's/^/  +/' <<'END'
+9C   44 00 00 00              offset of f11[0]: +E0
+DC   04 00 00 00              block of f11[0]: +E0
+E0   E4 FF FF FF              table-to-vtable offset of f11[0]: +FC
+E4   04 00 00 00              offset field of f11[0].f0: +E8
+E8   10 00 00 00              count of f11[0].f0: 16
+EC   71 72 73 74 00 00 00 00  f11[0].f0[0] to [7]: ubyte
+F4   79 7A 7B 7C 7D 7E 7F 80  f11[0].f0[8] to [15]: ubyte
+FC   06 00                    vtable size of f11[0]: 6
+FE   1C 00                    table size of f11[0]: 28
+100  04 00                    field offset of f11[0].f0: +E4
+102  00 00                    gap of f11[0]
+3AC  B1 B2 B3 B4 B5 B6 B7 B8  f13[0] to [3]: 45745, 46259, 46773, 47287
+END
+) || fail "an annotation is another"
 
 refuses() { refused "$1" "$2" "$inspect" "${@:3}"; }
 mkdir bad
@@ -25,16 +41,18 @@ refuses 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
 refuses 1 'in the compact encoding' bad/0004-sendRuleMac.full.bin
 head -c 60 all/0001-*.compact.bin >bad/cut
 refuses 1 'f1 with 32 elements reaches past the end' --method sendClassifierTemplate bad/cut
-refuses 1 'its name' bad/message
+refuses 1 'its name' --html bad/message
 refuses 1 "$shown.*: its name" "$hostile"
 refuses 1 '+4100000: longer than any message' --method sendRuleMac /dev/zero
 refuses 1 'No such file' bad/0001-sendRuleMac.compact.bin
 refuses 1 'Is a directory' --method sendRuleMac bad
 refuses 1 '+00: the root offset' --method sendRuleMac -
 refuses 1 'No such file' --output absent/page $rule
-refuses 1 '/dev/full: No space' --output /dev/full $rule
+refuses 1 '/bad: Is a directory' --output bad $rule
 refuses 1 '+04: a vtable of 12 bytes, that of MQC_match_acl has 16' --method match_acl_oper $rule
-refuses 2 'no file'
+refuses 1 'its name' "$(printf %0100000d 1)-a.compact.bin"
+refuses 2 'no file' --html
+refuses 2 'value is empty' --output '' $rule
 refuses 2 '--bogus\\x1B: no such option' $'--bogus\e' $rule
 refuses 2 'no such option' --method
 refuses 2 'no such method' --method sendNothing $rule
@@ -54,6 +72,13 @@ status=0
 "$inspect" --method sendRuleMac --annotate "$hostile" | grep -q "^$shown.*: MQC_RuleMac" || fail "a file's name as it is"
 "$inspect" --method sendRuleMac --html "$hostile" | grep -qF '<section><h2>bad/0005\n\x1B[31m\u{202E}&lt;b a="&amp;">-sendRule' ||
   fail "a file's name on the page"
+status=0
+(trap '' XFSZ && ulimit -f 8 && exec "$inspect" --annotate --output file "${first[@]}") 2>said || status=$?
+[ "$status" -eq 1 ] && grep -q '/file: File too large$' said && diff json file && [ "$(echo file*)" = file ] ||
+  fail "a file that cannot be written whole: $(cat said; echo file*)"
+mkfifo pipe
+timeout 60 cat pipe >piped &
+timeout 60 "$inspect" --output pipe $rule && wait $! && [ -p pipe ] && diff json piped || fail "--output takes a pipe away"
 ln -s file link
 echo kept >file.part
 "$inspect" --annotate --output link $rule && [ -L link ] && ! diff file json >/dev/null &&
@@ -62,7 +87,7 @@ mkdir ./-odd
 cp $rule ./-odd/0001-sendRuleMac.compact.bin
 "$inspect" --json -- -odd/0001-sendRuleMac.compact.bin | diff json - || fail "a path with a dash"
 documented "$inspect"
-[ "$("$inspect" --methods | wc -l)" -eq "$methods" ] || fail "--methods lists others than tests/methods.txt"
+"$inspect" --methods | grep -qx 'sendRuleMac MQC_RuleMac' && [ "$("$inspect" --methods | wc -l)" -eq "$methods" ] || fail "--methods lists others than tests/methods.txt"
 
 # completed WORD...: what the shell offers for the last word
 completed() {
