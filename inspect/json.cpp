@@ -13,6 +13,7 @@ using flatbuffers::Table;
 
 constexpr std::size_t pieceSize = 65536;
 
+/// Follows a table by the schema, and writes what it collects piece by piece.
 class Json {
  public:
   Json(int indent, const Write& write) : indent_(indent), write_(write) {}
@@ -27,7 +28,7 @@ class Json {
   bool onLines() const { return indent_ >= 0; }
 
   void line(unsigned depth) {
-    if (onLines()) text_ += '\n' + std::string(depth * static_cast<unsigned>(indent_), ' ');
+    if (onLines()) text_ += '\n' + std::string(depth * static_cast<std::size_t>(indent_), ' ');
   }
 
   void table(const StructDef& def, const Table& table, unsigned depth) {

@@ -150,9 +150,10 @@ made = {
     "3-reset_acl_failrecord_cmd": struct.pack("<I4Hi", 12, 8, 44, 4, 0, 8) + array,
     "4-match_any_oper": struct.pack("<I3HiI8Hi", 10, 6, 8, 4, 6, 20, 16, 4, *[0] * 6, 16),
     "5-match_any_oper": struct.pack("<I3HiIi8H", 10, 6, 8, 4, 6, 4, -4, 16, 4, *[0] * 6),
-    "6-ProcMqcBatchMsg": struct.pack("<IiIIIIII6HI", 4, -28, 1, 2, 3, 4, 4, 99, 12, 28, 4, 8, 12, 16, 0),
+    "6-notify_save_acl_res_cmd": struct.pack("<Ii4H", 4, -4, 6, 4, 0, 0),
+    "7-ProcMqcBatchMsg": struct.pack("<IiIIIIII6HI", 4, -28, 1, 2, 3, 4, 4, 99, 12, 28, 4, 8, 12, 16, 0),
 }
-found = verdicts({"%s.%s.bin" % (name, "full" if name[0] == "6" else "compact"): message
+found = verdicts({"%s.%s.bin" % (name, "full" if name[0] > "5" else "compact"): message
                   for name, message in made.items()})
 check({name[0] for name in found} == {"0", "4"}, "made by hand, taken:", found)
 
