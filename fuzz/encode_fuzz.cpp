@@ -2,11 +2,11 @@
 // byte picks the method, the record's bytes follow, the rest is the buffer of a method that borrows
 // one.
 
-#include <cstdio>
 #include <deque>
 #include <memory>
 #include <span>
 
+#include "fuzz.h"
 #include "wire.h"
 
 namespace {
@@ -29,9 +29,7 @@ void run(wire::Encoders& target, std::span<const u8> input) {
   std::copy_n(input.begin() + static_cast<std::ptrdiff_t>(given), left, tail.get());
   pointAtTail(record.data(), target.values, {tail.get(), left});
   const std::string error = target.check(record.data());
-  if (error.empty()) return;
-  std::fprintf(stderr, "%s\n", error.c_str());
-  std::abort();
+  require(error.empty(), error.c_str());
 }
 
 }  // namespace

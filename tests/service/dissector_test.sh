@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What tshark shows of messages, whole and hostile ones; captures nothing.
-# usage: dissector_test.sh SOURCE_DIR TARN_INSPECT SEND_ALL
+# usage: dissector_test.sh SOURCE_DIR TARN_SERVE SEND_ALL
 set -eu
 source=$1 tarn_serve=$2 send_all=$3
 . "$source/tests/service/common.sh"
