@@ -87,7 +87,8 @@ mkdir ./-odd
 cp $rule ./-odd/0001-sendRuleMac.compact.bin
 "$inspect" --json -- -odd/0001-sendRuleMac.compact.bin | diff json - || fail "a path with a dash"
 documented "$inspect"
-"$inspect" --methods | grep -qx 'sendRuleMac MQC_RuleMac' && [ "$("$inspect" --methods | wc -l)" -eq "$methods" ] || fail "--methods lists others than tests/methods.txt"
+"$inspect" --methods | grep -qx 'sendRuleMac MQC_RuleMac' && [ "$("$inspect" --methods | wc -l)" -eq "$methods" ] ||
+  fail "--methods lists others than tests/methods.txt"
 
 # completed WORD...: what the shell offers for the last word
 completed() {
