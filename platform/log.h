@@ -25,6 +25,9 @@ extern "C" {
  * @param function function name
  * @param format   printf format of the message; its arguments follow
  * @return the platform's; ignored by the encoders
+ *
+ * The platforms made here write the record to stderr as one line of at most 8 KiB and return 0. A
+ * NULL pointer is as good as no text, and whatever controls a terminal is shown escaped.
  */
 typedef u32 (*KvrOsalLogWriteFn)(const LogModule* module, u32 level, u32 code, const char* text,
                                  u32 line, const char* function, const char* format, ...);

@@ -13,9 +13,9 @@ extern "C" {
 typedef enum TarnStatus {
   TARN_STATUS_OK = 0,
   TARN_STATUS_CAPTURE = 5,       /**< The capture directory cannot be written. */
-  TARN_STATUS_NO_RESOURCES = 12, /**< No memory for an encoding, or no thread for completions. */
+  TARN_STATUS_NO_RESOURCES = 12, /**< No memory, or no thread for completions. */
   TARN_STATUS_INVALID = 22,      /**< No handle, no request, or another argument is missing. */
-  TARN_STATUS_DEADLOCK = 35,     /**< A completion callback asked to wait for completions. */
+  TARN_STATUS_DEADLOCK = 35,     /**< The wait for completions would never end. */
   TARN_STATUS_ENCODING = 74      /**< An encoder broke its contract. */
 } TarnStatus;
 

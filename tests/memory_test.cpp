@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <set>
+#include <utility>
 
 #include "platform.h"
 #include "platform/rpc.h"
@@ -20,6 +21,7 @@ extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* malloc(std::size_t size) {
   const bool fails = size > 1 << 30 || (memory >= 0 && memory-- == 0);
   void* const bytes = fails ? nullptr : __libc_malloc(size);
+  if (bytes == nullptr) errno = ENOMEM;
   return bytes != nullptr ? std::memset(bytes, 0xEE, size) : nullptr;  // nothing is zero by chance
 }
 
@@ -33,6 +35,10 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
       reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
   ++threads;
   return noThread ? EAGAIN : create(thread, attributes, run, argument);
+}
+
+std::string noMemoryFor(const fs::path& dir) {
+  return "tarn_platform: capture directory " + dir.string() + ": Cannot allocate memory\n";
 }
 
 // Runs before anything that starts the thread.
@@ -70,7 +76,44 @@ TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
   }
   const std::string start = "tarn_platform: sendClassifierTemplate: no memory for an encoding of ";
   const std::set<std::string> told(writing.heard.begin(), writing.heard.end());
-  EXPECT_EQ(told, (std::set<std::string>{start + "70 bytes\n", start + "88 bytes\n"}));
+  EXPECT_EQ(told,
+            (std::set<std::string>{start + "70 bytes\n", start + "88 bytes\n", noMemoryFor(dir)}));
+}
+
+TEST_F(Platform, KeepsItsCaptureDirectoryWhenMemoryEnds) {
+  const fs::path next = dir / "next";
+  fs::create_directory(next);
+  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  u32 status = 1;
+  for (long left = 0; status != 0; ++left) {
+    writing.heard.clear();
+    writing.listens = true;
+    memory = left;
+    status = TarnPlatform_setCaptureDir(next.c_str());
+    memory = -1;
+    writing.listens = false;
+    const std::size_t before = files().size();
+    EXPECT_EQ(send(), 0u);
+    if (status == 0) continue;
+    EXPECT_EQ(status, TARN_STATUS_NO_RESOURCES) << left;
+    EXPECT_EQ(writing.heard, (std::vector<std::string>{noMemoryFor(next)})) << left;
+    EXPECT_EQ(files().size(), before + 2) << left;
+  }
+  EXPECT_TRUE(fs::exists(next / "0001-sendClassifierTemplate.full.bin"));
+  EXPECT_GE(files().size(), 3u) << "without memory at least once";
+}
+
+TEST_F(Platform, LogsWithoutMemory) {
+  const KvrOsalLogWriteFn log = logFunction();
+  writing.heard.reserve(1);
+  const std::string large(5'000, 'x');
+  const auto write = [&] {
+    memory = 1;  // for the copy that the test keeps
+    const u32 status = log(nullptr, 1, 2, large.c_str(), 3, nullptr, "%d", 4);
+    EXPECT_EQ(std::exchange(memory, -1), 0);
+    return status;
+  };
+  EXPECT_EQ(complaintOf(0, write), "-/- level 1 code 2 -:3 " + large + "4\n");
 }
 
 // With the bytes that guard it, the encoding is more than 32 bits can count.

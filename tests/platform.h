@@ -3,6 +3,7 @@
 
 // What tests of a platform share: what is written to stderr and to files, and a directory each.
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -13,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/log.h"
 #include "platform/stand_in.h"
 
 namespace fs = std::filesystem;
@@ -58,6 +60,10 @@ std::string complaintOf(u32 status, Run run) {
   return line;
 }
 
+inline KvrOsalLogWriteFn logFunction() {
+  return reinterpret_cast<KvrOsalLogWriteFn>(dlsym(RTLD_DEFAULT, KVR_OSAL_LOG_WRITE));
+}
+
 class Platform : public testing::Test {
  protected:
   void SetUp() override {
@@ -75,6 +81,7 @@ class Platform : public testing::Test {
   std::map<std::string, Bytes> files() const {
     std::map<std::string, Bytes> all;
     for (const auto& entry : fs::directory_iterator(dir)) {
+      if (!entry.is_regular_file()) continue;
       std::ifstream in(entry.path(), std::ios::binary);
       all[entry.path().filename()] = Bytes(std::istreambuf_iterator<char>(in), {});
     }

@@ -1,7 +1,6 @@
 // What every platform is made of, by way of the stand-in: memory functions, log lines, the check of
 // encoders, captures.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -14,7 +13,6 @@
 
 #include "platform.h"
 #include "platform/bounded_memory.h"
-#include "platform/log.h"
 #include "platform/rpc.h"
 
 Writing writing;
@@ -94,20 +92,53 @@ TEST_F(Platform, LogsOneLineForARecord) {
 }
 
 TEST_F(Platform, LogsWhatMayBeMissing) {
-  const auto log = reinterpret_cast<KvrOsalLogWriteFn>(dlsym(RTLD_DEFAULT, KVR_OSAL_LOG_WRITE));
-  ASSERT_NE(log, nullptr);
+  const KvrOsalLogWriteFn log = logFunction();
   const LogModule module = {"M", "S", 0};
   EXPECT_EQ(complaintOf(0, [&] { return log(&module, 1, 2, "text ", 3, "f", "%s %d", "x", 4); }),
             "M/S level 1 code 2 f:3 text x 4\n");
   EXPECT_EQ(complaintOf(0, [&] { return log(nullptr, 1, 2, nullptr, 3, nullptr, "%s", ""); }),
             "-/- level 1 code 2 -:3 \n");
-  const std::string large(5'000, 'x');
-  EXPECT_EQ(
-      complaintOf(0, [&] { return log(&module, 1, 2, "", 3, "f", "%s %d", large.c_str(), 4); }),
-      "M/S level 1 code 2 f:3 " + large + " 4\n");
+  EXPECT_EQ(complaintOf(0, [&] { return log(&module, 1, 2, "t", 3, "f", nullptr); }),
+            "M/S level 1 code 2 f:3 t\n");
   const wchar_t unprintable[] = {0xDC00, 0};
   EXPECT_EQ(complaintOf(0, [&] { return log(&module, 1, 2, "", 3, "f", "%ls", unprintable); }),
             "M/S level 1 code 2 f:3 %ls\n");
+}
+
+TEST_F(Platform, ForeignTextIsShownOnOneLine) {
+  const KvrOsalLogWriteFn log = logFunction();
+  const std::pair<std::string, std::string> rows[] = {
+      {"a line\nits\tend\r", "a line\\nits\\tend\\x0D"},
+      {"\x1B[31m \x7F", "\\x1B[31m \\x7F"},
+      {"C1: \u009B, \u0080; \u00A0 is none", "C1: \\u{9B}, \\u{80}; \u00A0 is none"},
+      {"\u202E\u2028\uFEFF\U000E0001", "\\u{202E}\\u{2028}\\u{FEFF}\\u{E0001}"},
+      {"surrogate \xED\xA0\x80", "surrogate \\u{D800}"},
+      {"none: \xFF\xF8\x80", "none: \\xFF\\xF8\\x80"},
+      {"too long: \xC0\xAF\xE0\x80\xAF", "too long: \\xC0\\xAF\\xE0\\x80\\xAF"},
+      {"too large: \xF4\x90\x80\x80", "too large: \\xF4\\x90\\x80\\x80"},
+      {"cut off: \xE2\x82,\xE2\x82", "cut off: \\xE2\\x82,\\xE2\\x82"},
+      {"kept: \\n \u00FC\u20AC\U0001F600\u2027\U0010FFFF", ""},
+  };
+  for (const auto& [text, escaped] : rows) {
+    const std::string shown = escaped.empty() ? text : escaped;
+    EXPECT_EQ(
+        complaintOf(0, [&, &raw = text] { return log(nullptr, 1, 2, raw.c_str(), 3, "f", ""); }),
+        "-/- level 1 code 2 f:3 " + shown + '\n');
+    const std::string missing = dir / text;
+    EXPECT_EQ(complaintOf(TARN_STATUS_CAPTURE,
+                          [&] { return TarnPlatform_setCaptureDir(missing.c_str()); }),
+              "tarn_platform: capture directory " + (dir / shown).string() +
+                  ": No such file or directory\n");
+  }
+  for (const char* sign : {"x", "\n"}) {  // the second is longer when it is shown
+    std::string large;
+    while (large.size() < 9'000) large += sign;
+    const std::string line =
+        complaintOf(0, [&] { return log(nullptr, 1, 2, "", 3, "f", "%s", large.c_str()); });
+    EXPECT_GE(line.size(), 8'191u);
+    EXPECT_LE(line.size(), 8'192u);
+    EXPECT_EQ(line.substr(line.size() - 4), "...\n");
+  }
 }
 
 /// What the scripted encoders do; without changes they keep their contract.
@@ -189,11 +220,13 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
 TEST_F(Platform, CaptureNumbersOnAndOverwritesNothing) {
   Inbox inbox;
   TarnPlatform_setReceiver(receive, &inbox);
-  for (const char* other : {"0006-other.full.bin", "12.txt", "x0099-y.compact.bin"}) {
+  for (const char* other : {"0003-x.full.bin", "0001-x.full.bin", "0006-other.full.bin", "12.txt",
+                            "x0099-y.compact.bin", "0002-x.full.bin", "0004-x.full.bin"}) {
     std::ofstream(dir / other) << "kept";
   }
   ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
   std::ofstream(dir / "0007-sendClassifierTemplate.full.bin") << "another process's";
+  fs::create_symlink(dir / "elsewhere", dir / "0008-sendClassifierTemplate.compact.bin");
   EXPECT_EQ(send(), 0u);
   const MQC_BrkBatchMsg empty = {0, 0, 0, 0, reinterpret_cast<const u8*>("")};
   EXPECT_EQ(MqcFesIntf_ProcMqcBatchMsg_oneway(&empty, nullptr), 0u);
@@ -201,14 +234,14 @@ TEST_F(Platform, CaptureNumbersOnAndOverwritesNothing) {
   EXPECT_EQ(send(), 0u);
 
   auto found = files();
-  EXPECT_EQ(found.size(), 7u);
-  EXPECT_EQ(found["0008-sendClassifierTemplate.compact.bin"], inbox.seen[0].compact);
-  EXPECT_EQ(found["0008-sendClassifierTemplate.full.bin"], inbox.seen[0].full);
-  EXPECT_EQ(found["0009-ProcMqcBatchMsg.compact.bin"].size(), 20u);
+  EXPECT_EQ(found.size(), 11u);
+  EXPECT_EQ(found["0009-sendClassifierTemplate.compact.bin"], inbox.seen[0].compact);
+  EXPECT_EQ(found["0009-sendClassifierTemplate.full.bin"], inbox.seen[0].full);
+  EXPECT_EQ(found["0010-ProcMqcBatchMsg.compact.bin"].size(), 20u);
   EXPECT_EQ(found["0007-sendClassifierTemplate.full.bin"].size(), 17u);
   const mode_t mask = umask(0);
   umask(mask);
-  EXPECT_EQ(fs::status(dir / "0009-ProcMqcBatchMsg.compact.bin").permissions(),
+  EXPECT_EQ(fs::status(dir / "0010-ProcMqcBatchMsg.compact.bin").permissions(),
             fs::perms{0666u & ~mask});
 }
 
@@ -256,6 +289,8 @@ TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {
 
 TEST_F(Platform, CaptureLeavesNothingOfAMessageThatDoesNotFit) {
   ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  const int unused = dup(STDIN_FILENO);
+  close(unused);
   for (const std::size_t room : {50u, 100u}) {
     writing.room = room;
     complaintOf(TARN_STATUS_CAPTURE, [&] { return send(); });
@@ -263,6 +298,8 @@ TEST_F(Platform, CaptureLeavesNothingOfAMessageThatDoesNotFit) {
     EXPECT_TRUE(fs::is_empty(dir)) << "with room for " << room << " bytes";
   }
   EXPECT_EQ(send(), 0u);
+  EXPECT_EQ(dup(STDIN_FILENO), unused) << "no descriptor is lost";
+  close(unused);
 }
 
 }  // namespace

@@ -1,28 +1,30 @@
 #include "platform/common/capture.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
-#include <random>
-#include <string>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <new>
 #include <system_error>
+#include <utility>
 
 #include "platform/common/report.h"
 
+// Not with std::filesystem, which ends the process when memory ends.
 namespace platform {
 namespace {
-
-namespace fs = std::filesystem;
 
 /// A file under a name that no capture file has; gone at the end of its scope.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const fs::path& dir)
-      : path_(dir / ('.' + std::to_string(std::random_device{}()) + ".tmp")) {}
+  explicit TemporaryFile(const std::string& dir) : path_(dir) {}
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
   ~TemporaryFile() {
@@ -31,13 +33,13 @@ class TemporaryFile {
 
   int create(std::span<const u8> bytes);
   /// Gives the file, where there is one, its name, which must be new.
-  int linkTo(const fs::path& path) const {
+  int linkTo(const std::string& path) const {
     return !created_ || ::link(path_.c_str(), path.c_str()) == 0 ? 0 : errno;
   }
   bool exists() const { return created_; }
 
  private:
-  fs::path path_;
+  std::string path_;
   bool created_ = false;
 };
 
@@ -51,6 +53,9 @@ int writeAll(int file, std::span<const u8> bytes) {
 }
 
 int TemporaryFile::create(std::span<const u8> bytes) {
+  u32 number = 0;
+  if (::getrandom(&number, sizeof number, 0) < 0) return errno;
+  path_ += "/." + std::to_string(number) + ".tmp";
   const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (file < 0) return errno;
   created_ = true;
@@ -60,24 +65,24 @@ int TemporaryFile::create(std::span<const u8> bytes) {
 }
 
 /// The number that a capture file's name begins with, 0 for any other file.
-u32 numberIn(const std::string& name) {
+u32 numberIn(std::string_view name) {
   u32 number = 0;
   const char* const end = name.data() + name.size();
   const auto [rest, error] = std::from_chars(name.data(), end, number);
   return error == std::errc{} && rest != end && *rest == '-' ? number : 0;
 }
 
-fs::path fileName(u64 number, const char* method, const char* encoding) {
+std::string fileName(const std::string& dir, u64 number, const char* method, const char* encoding) {
   std::string digits = std::to_string(number);
   digits.insert(0, 4 - std::min<std::size_t>(4, digits.size()), '0');
-  return digits + '-' + method + '.' + encoding + ".bin";
+  return dir + '/' + digits + '-' + method + '.' + encoding + ".bin";
 }
 
 /// Names both files or none.
-int publish(const TemporaryFile& compact, const TemporaryFile& full, const fs::path& dir,
+int publish(const TemporaryFile& compact, const TemporaryFile& full, const std::string& dir,
             u64 number, const char* method) {
-  const fs::path compactPath = dir / fileName(number, method, "compact");
-  const fs::path fullPath = dir / fileName(number, method, "full");
+  const std::string compactPath = fileName(dir, number, method, "compact");
+  const std::string fullPath = fileName(dir, number, method, "full");
   const int error = compact.linkTo(compactPath);
   if (error != 0) return error;
   const int fullError = full.linkTo(fullPath);
@@ -85,57 +90,74 @@ int publish(const TemporaryFile& compact, const TemporaryFile& full, const fs::p
   return fullError;
 }
 
+/// The process may change its working directory later.
+std::string absolute(const char* path) {
+  char current[PATH_MAX];
+  const bool isRelative = *path != '/' && *path != '\0';
+  if (!isRelative || ::getcwd(current, sizeof current) == nullptr) return path;
+  return std::string(current) + '/' + path;
+}
+
+TarnStatus outcome(const char* path, int error) {
+  if (error == 0) return TARN_STATUS_OK;
+  char reason[128];
+  report("capture directory %s: %s", path, ::strerror_r(error, reason, sizeof reason));
+  return error == ENOMEM ? TARN_STATUS_NO_RESOURCES : TARN_STATUS_CAPTURE;
+}
+
 }  // namespace
 
-TarnStatus Capture::setDir(const char* path) {
+TarnStatus Capture::setDir(const char* path) noexcept try {
   const std::lock_guard lock(mutex_);
-  next_.reset();
-  dir_.reset();
-  if (path == nullptr) return TARN_STATUS_OK;
-  // The process may change its working directory later.
-  std::error_code error;
-  dir_ = fs::absolute(path, error);
-  if (error) dir_ = path;
-  if (const int unreadable = findNext()) return outcome(unreadable);
-  return outcome(TemporaryFile(*dir_).create({}));
+  if (path == nullptr) {
+    dir_.reset();
+    return TARN_STATUS_OK;
+  }
+  Directory dir{absolute(path), {}};
+  int error = findNext(dir);
+  if (error == 0) error = TemporaryFile(dir.path).create({});
+  const TarnStatus status = outcome(dir.path.c_str(), error);
+  if (error != ENOMEM) dir_ = std::move(dir);
+  return status;
+} catch (const std::bad_alloc&) {
+  return outcome(path, ENOMEM);
 }
 
-TarnStatus Capture::write(const char* method, Bytes compact, Bytes full) {
+TarnStatus Capture::write(const char* method, Bytes compact, Bytes full) noexcept {
   const std::lock_guard lock(mutex_);
   if (!dir_) return TARN_STATUS_OK;
-  return outcome(writeFiles(method, compact, full));
+  try {
+    return outcome(dir_->path.c_str(), writeFiles(*dir_, method, compact, full));
+  } catch (const std::bad_alloc&) {
+    return outcome(dir_->path.c_str(), ENOMEM);
+  }
 }
 
-int Capture::findNext() {
-  std::error_code error;
+int Capture::findNext(Directory& dir) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(dir.path.c_str()), ::closedir);
+  if (!entries) return errno;
   u64 highest = 0;
-  for (fs::directory_iterator entry(*dir_, error), end; !error && entry != end;
-       entry.increment(error)) {
-    highest = std::max<u64>(highest, numberIn(entry->path().filename()));
+  errno = 0;
+  while (const dirent* const entry = ::readdir(entries.get())) {
+    highest = std::max<u64>(highest, numberIn(entry->d_name));
   }
-  if (!error) next_ = highest + 1;
-  return error.value();
+  if (errno == 0) dir.next = highest + 1;
+  return errno;
 }
 
-int Capture::writeFiles(const char* method, Bytes compact, Bytes full) {
-  if (!next_) {
-    if (const int error = findNext()) return error;
+int Capture::writeFiles(Directory& dir, const char* method, Bytes compact, Bytes full) {
+  if (!dir.next) {
+    if (const int error = findNext(dir)) return error;
   }
-  TemporaryFile compactFile(*dir_);
-  TemporaryFile fullFile(*dir_);
+  TemporaryFile compactFile(dir.path);
+  TemporaryFile fullFile(dir.path);
   int error = compact.empty() ? 0 : compactFile.create(compact);
   if (error == 0 && !full.empty()) error = fullFile.create(full);
   if (error != 0) return error;
   do {  // another process may have taken the number
-    error = publish(compactFile, fullFile, *dir_, (*next_)++, method);
+    error = publish(compactFile, fullFile, dir.path, (*dir.next)++, method);
   } while (error == EEXIST);
   return error;
-}
-
-TarnStatus Capture::outcome(int error) const {
-  if (error == 0) return TARN_STATUS_OK;
-  report("capture directory %s: %s", dir_->c_str(), std::generic_category().message(error).c_str());
-  return TARN_STATUS_CAPTURE;
 }
 
 }  // namespace platform

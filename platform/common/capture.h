@@ -1,10 +1,10 @@
 #ifndef PLATFORM_CAPTURE_H
 #define PLATFORM_CAPTURE_H
 
-#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "mqc_fes_intf.h"
 #include "platform/status.h"
@@ -16,21 +16,29 @@ class Capture {
  public:
   using Bytes = std::span<const u8>;
 
-  /// Sets the directory, NULL for none, and reports when it cannot be written.
-  TarnStatus setDir(const char* path);
+  /// Sets the directory, NULL for none, and reports when it cannot be written. Without memory for
+  /// that nothing changes, which is reported, too.
+  TarnStatus setDir(const char* path) noexcept;
   /// Writes the message's files, where a directory is set, and reports when that fails. An empty
   /// encoding gets no file.
-  TarnStatus write(const char* method, Bytes compact, Bytes full);
+  TarnStatus write(const char* method, Bytes compact, Bytes full) noexcept;
+
+  // Nobody writes in between.
+  void lock() { mutex_.lock(); }
+  void unlock() { mutex_.unlock(); }
 
  private:
+  struct Directory {
+    std::string path;
+    std::optional<u64> next;  // none until the directory has been read
+  };
+
   // These return an error number, 0 for none.
-  int findNext();
-  int writeFiles(const char* method, Bytes compact, Bytes full);
-  TarnStatus outcome(int error) const;
+  static int findNext(Directory& dir);
+  static int writeFiles(Directory& dir, const char* method, Bytes compact, Bytes full);
 
   std::mutex mutex_;  // held while writing: the messages' numbers are in the order of their files
-  std::optional<std::filesystem::path> dir_;
-  std::optional<u64> next_;  // none until the directory has been read
+  std::optional<Directory> dir_;
 };
 
 }  // namespace platform

@@ -1,30 +1,29 @@
 #include "platform/log.h"
 
 #include <cstdarg>
-#include <string>
 #include <type_traits>
 
 #include "platform/common/report.h"
 
 namespace {
 
-std::string orNone(const char* text) {
-  return text != nullptr ? text : "-";
+const char* orElse(const char* text, const char* otherwise) {
+  return text != nullptr ? text : otherwise;
 }
 
 }  // namespace
 
 extern "C" u32 KVR_OsalLogWrite(const LogModule* module, u32 level, u32 code, const char* text,
                                 u32 line, const char* function, const char* format, ...) {
+  const LogModule who = module != nullptr ? *module : LogModule{};
+  platform::Line record;
+  record.add("%s/%s level %u code %u %s:%u %s", orElse(who.module, "-"), orElse(who.subModule, "-"),
+             level, code, orElse(function, "-"), line, orElse(text, ""));
   va_list arguments;
   va_start(arguments, format);
-  const std::string message = platform::formatted(format, arguments);
+  record.addList(orElse(format, ""), arguments);
   va_end(arguments);
-  const LogModule who = module != nullptr ? *module : LogModule{};
-  platform::writeLine(orNone(who.module) + '/' + orNone(who.subModule) + " level " +
-                      std::to_string(level) + " code " + std::to_string(code) + ' ' +
-                      orNone(function) + ':' + std::to_string(line) + ' ' +
-                      (text != nullptr ? text : "") + message);
+  record.write();
   return 0;
 }
 

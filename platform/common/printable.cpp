@@ -46,28 +46,36 @@ Character firstOf(std::string_view text) {
   return isShortest ? Character{code, size} : Character{lead, 0};
 }
 
-std::string escapeOf(const Character& character) {
-  if (character.code == '\n') return "\\n";
-  if (character.code == '\t') return "\\t";
-  char escape[16];
+Shown escapeOf(const Character& character) {
+  if (character.code == '\n') return {"\\n", 2};
+  if (character.code == '\t') return {"\\t", 2};
   const bool isByte = character.size < 2;
-  std::snprintf(escape, sizeof escape, isByte ? "\\x%02X" : "\\u{%X}", unsigned{character.code});
+  Shown escape{};
+  const int size = std::snprintf(escape.bytes, sizeof escape.bytes, isByte ? "\\x%02X" : "\\u{%X}",
+                                 unsigned{character.code});
+  escape.size = static_cast<std::size_t>(size);
   return escape;
 }
 
 }  // namespace
 
+Shown takeFirst(std::string_view& text) noexcept {
+  const Character character = firstOf(text);
+  Shown shown{};
+  if (character.size == 0 || isControl(character.code)) {
+    shown = escapeOf(character);
+  } else {
+    shown.size = text.copy(shown.bytes, character.size);
+  }
+  text.remove_prefix(std::max<std::size_t>(character.size, 1));
+  return shown;
+}
+
 std::string printable(std::string_view text) {
   std::string safe;
   while (!text.empty()) {
-    const Character character = firstOf(text);
-    const std::size_t size = std::max<std::size_t>(character.size, 1);
-    if (character.size == 0 || isControl(character.code)) {
-      safe += escapeOf(character);
-    } else {
-      safe += text.substr(0, size);
-    }
-    text.remove_prefix(size);
+    const Shown shown = takeFirst(text);
+    safe.append(shown.bytes, shown.size);
   }
   return safe;
 }

@@ -2,35 +2,57 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 #include "platform/common/printable.h"
 
 namespace platform {
 
-std::string formatted(const char* format, va_list arguments) {
-  va_list measured;
-  va_copy(measured, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, measured);
-  va_end(measured);
-  if (length < 0) return format;
-  std::string text(static_cast<std::size_t>(length), '\0');
-  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-  return text;
-}
-
-void writeLine(const std::string& text) {
-  const std::string line = printable(text) + '\n';
-  // Where stderr is closed or full there is nobody left to tell.
-  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
-}
-
-void report(const char* format, ...) {
-  va_list arguments;
+void Line::add(const char* format, ...) noexcept {
+  std::va_list arguments;
   va_start(arguments, format);
-  const std::string text = formatted(format, arguments);
+  addList(format, arguments);
   va_end(arguments);
-  writeLine(std::string(reporter) + ": " + text);
+}
+
+void Line::addList(const char* format, std::va_list arguments) noexcept {
+  const std::size_t room = longest - size_;
+  const int length = std::vsnprintf(text_ + size_, room, format, arguments);
+  if (length < 0) return add("%s", format);  // its arguments have no text
+  cut_ = cut_ || static_cast<std::size_t>(length) >= room;
+  size_ += std::min(static_cast<std::size_t>(length), room - 1);
+}
+
+void Line::write() const noexcept {
+  constexpr std::string_view cut = "...", end = "\n";
+  char line[longest];
+  std::size_t size = 0;
+  const auto append = [&](std::string_view bytes) {
+    size += bytes.copy(line + size, bytes.size());
+  };
+  std::string_view text(text_, size_);
+  bool fits = true;
+  while (fits && !text.empty()) {
+    const Shown shown = takeFirst(text);
+    fits = size + shown.size + cut.size() + end.size() <= longest;
+    if (fits) append({shown.bytes, shown.size});
+  }
+  if (cut_ || !fits) append(cut);
+  append(end);
+  // Where stderr is closed or full there is nobody left to tell.
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, size);
+}
+
+void report(const char* format, ...) noexcept {
+  Line line;
+  line.add("%s: ", reporter);
+  std::va_list arguments;
+  va_start(arguments, format);
+  line.addList(format, arguments);
+  va_end(arguments);
+  line.write();
 }
 
 }  // namespace platform

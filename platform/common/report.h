@@ -2,22 +2,33 @@
 #define PLATFORM_REPORT_H
 
 #include <cstdarg>
-#include <string>
+#include <cstddef>
 
 namespace platform {
 
-/// printf into a string.
-std::string formatted(const char* format, va_list arguments);
+/// A line for stderr. It needs no memory, so that the end of memory can be reported, too: what does
+/// not fit in is cut off and shown as "...".
+class Line {
+ public:
+  [[gnu::format(printf, 2, 3)]] void add(const char* format, ...) noexcept;
+  void addList(const char* format, std::va_list arguments) noexcept;
+  /// Writes the text, made printable, and a line end to stderr, in one write so that threads do not
+  /// interleave.
+  void write() const noexcept;
 
-/// Writes text, made printable, and a line end to stderr, in one write so that threads do not
-/// interleave.
-void writeLine(const std::string& text);
+ private:
+  static constexpr std::size_t longest = 8'192;  // a path and what is said of it
+
+  char text_[longest];
+  std::size_t size_ = 0;
+  bool cut_ = false;
+};
 
 /// Who reports: every library and program made with this code defines its own name.
 extern const char* const reporter;
 
 /// Tells the person at the workstation of a failure, as one line on stderr.
-[[gnu::format(printf, 1, 2)]] void report(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void report(const char* format, ...) noexcept;
 
 }  // namespace platform
 
