@@ -15,10 +15,19 @@
  *     TarnPlatform_reset();
  *
  * **Threads.** Any thread may call any function at any time. A setting holds for the calls that
- * begin after it; a call under way in another thread may still see the former one. A child made
- * by `fork` has no completions: let it `exec` before it calls.
+ * begin after it; a call under way in another thread may still see the former one.
  *
- * **Process exit** waits for nothing: completions that are still pending are dropped.
+ * **Process exit.** A normal exit, by `exit` or from `main`, waits, at most a second, until the
+ * callbacks of the asynchronous calls made before have returned; after that no callback begins, and
+ * one that still runs is left to itself. A callback may end the process: no other callback begins
+ * then.
+ *
+ * **fork.** A child has its parent's settings, counts and capture directory as they were, and none
+ * of its callbacks. Its own calls complete in it.
+ *
+ * **No memory.** Where memory ends, calls return TARN_STATUS_NO_RESOURCES and have delivered
+ * nothing. One whose `opt` was never seen before has no handle then and returns
+ * TARN_STATUS_INVALID.
  */
 #ifndef PLATFORM_STAND_IN_H
 #define PLATFORM_STAND_IN_H
@@ -96,8 +105,12 @@ void TarnPlatform_setHandleAvailable(int available);
  * A directory that cannot be written is set nonetheless: it fails the calls until it can be
  * written. Each failure is one line on stderr with the path and the reason.
  *
+ * The directory may be a link; in it no link is followed. Files get the mode that the process's
+ * umask leaves of 0666.
+ *
  * @param path an existing directory, copied; NULL for none
- * @return 0, or TARN_STATUS_CAPTURE when the directory cannot be written
+ * @return 0; TARN_STATUS_CAPTURE when the directory cannot be written; TARN_STATUS_NO_RESOURCES,
+ * with nothing changed, without memory
  */
 u32 TarnPlatform_setCaptureDir(const char* path);
 
@@ -113,7 +126,8 @@ u64 TarnPlatform_delivered(TarnVariant variant);
 /**
  * Waits until the callback has returned of every asynchronous call made so far.
  *
- * @return 0, or TARN_STATUS_DEADLOCK, without waiting, in a completion callback
+ * @return 0; TARN_STATUS_DEADLOCK, without waiting, in a completion callback, or when the process
+ * ends and some of the callbacks will not return any more
  */
 u32 TarnPlatform_drain(void);
 
@@ -121,7 +135,7 @@ u32 TarnPlatform_drain(void);
  * Waits as TarnPlatform_drain does, then sets everything back to how it was at the start: no
  * receiver, no capture directory, a handle to be had, both statuses 0, nothing counted.
  *
- * @return 0, or TARN_STATUS_DEADLOCK, with nothing changed, in a completion callback
+ * @return as TarnPlatform_drain; with another status than 0, nothing has changed
  */
 u32 TarnPlatform_reset(void);
 

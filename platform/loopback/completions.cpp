@@ -1,28 +1,33 @@
 #include "platform/loopback/completions.h"
 
+#include <chrono>
+#include <cstdlib>
+#include <new>
 #include <system_error>
-#include <thread>
 
 #include "platform/common/report.h"
+#include "platform/loopback/state.h"
 
 namespace platform {
 namespace {
 
-thread_local bool onWorker = false;
+constexpr std::chrono::seconds exitTime{1};
 
 }  // namespace
 
 TarnStatus Completions::start() {
   const std::lock_guard lock(mutex_);
-  if (running_) return TARN_STATUS_OK;
+  if (worker_ != std::thread::id()) return TARN_STATUS_OK;
+  exitIsWatched_ = exitIsWatched_ || std::atexit([] { state().completions.atExit(); }) == 0;
+  if (!exitIsWatched_) return TARN_STATUS_NO_RESOURCES;
   try {
-    // Nobody joins it: a callback that hangs, or that calls exit(), must not hang the exit.
-    std::thread(&Completions::run, this).detach();
+    std::thread worker(&Completions::run, this);
+    worker_ = worker.get_id();
+    worker.detach();  // a callback that hangs, or that calls exit(), must not hang the exit
   } catch (const std::system_error& error) {
     report("no thread for completions: %s", error.what());
     return TARN_STATUS_NO_RESOURCES;
   }
-  running_ = true;
   return TARN_STATUS_OK;
 }
 
@@ -35,15 +40,27 @@ void Completions::post(std::list<Completion> one, u32 status) noexcept {
 }
 
 TarnStatus Completions::drain() {
-  if (onWorker) return TARN_STATUS_DEADLOCK;
   std::unique_lock lock(mutex_);
   const u64 target = postedCount_;
+  if (onWorker() || (closed_ && doneCount_ < target)) return TARN_STATUS_DEADLOCK;
   done_.wait(lock, [&] { return doneCount_ >= target; });
   return TARN_STATUS_OK;
 }
 
+void Completions::startAfresh() {
+  // What other threads waited for, they wait for no more.
+  new (&posted_) std::condition_variable;
+  new (&done_) std::condition_variable;
+  pending_.clear();
+  if (onWorker()) {
+    doneCount_ = postedCount_ - 1;  // the callback that forked
+  } else {
+    doneCount_ = postedCount_;
+    worker_ = {};
+  }
+}
+
 void Completions::run() {
-  onWorker = true;
   for (;;) {
     const Completion completion = take();
     completion.callback(completion.status, completion.userData);
@@ -55,10 +72,18 @@ void Completions::run() {
 
 Completions::Completion Completions::take() {
   std::unique_lock lock(mutex_);
-  posted_.wait(lock, [this] { return !pending_.empty(); });
+  posted_.wait(lock, [this] { return !closed_ && !pending_.empty(); });
   const Completion completion = pending_.front();
   pending_.pop_front();
   return completion;
+}
+
+void Completions::atExit() {
+  std::unique_lock lock(mutex_);
+  const u64 target = postedCount_;
+  const auto areDone = [&] { return doneCount_ >= target; };
+  if (!onWorker()) done_.wait_for(lock, exitTime, areDone);
+  closed_ = true;
 }
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <list>
 #include <mutex>
+#include <thread>
 
 #include "mqc_fes_intf.h"
 #include "platform/status.h"
@@ -26,9 +27,18 @@ class Completions {
   /// Waits for all that was posted so far.
   TarnStatus drain();
 
+  // For a fork. The child, still locked, starts afresh: what was pending is its parent's affair.
+  void lock() { mutex_.lock(); }
+  void unlock() { mutex_.unlock(); }
+  void startAfresh();
+
  private:
   void run();
   Completion take();
+  /// Waits a while for all that was posted so far; after that no callback begins.
+  void atExit();
+
+  bool onWorker() const { return worker_ == std::this_thread::get_id(); }
 
   std::mutex mutex_;
   std::condition_variable posted_;
@@ -36,7 +46,9 @@ class Completions {
   std::list<Completion> pending_;
   u64 postedCount_ = 0;
   u64 doneCount_ = 0;
-  bool running_ = false;
+  std::thread::id worker_;  ///< none until it was started
+  bool exitIsWatched_ = false;
+  bool closed_ = false;  ///< no callback begins
 };
 
 }  // namespace platform

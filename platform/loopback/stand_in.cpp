@@ -1,5 +1,10 @@
 #include "platform/stand_in.h"
 
+#include <pthread.h>
+
+#include <cstddef>
+#include <new>
+
 #include "platform/common/report.h"
 #include "platform/loopback/state.h"
 
@@ -8,11 +13,33 @@ namespace platform {
 const char* const reporter = "tarn_platform";
 
 State& state() {
-  static State* const only = new State;
+  alignas(State) static std::byte place[sizeof(State)];
+  static State* const only = new (place) State;
   return *only;
 }
 
+void State::lock() {
+  capture.lock();
+  completions.lock();
+  mutex.lock();
+}
+
+void State::unlock() {
+  mutex.unlock();
+  completions.unlock();
+  capture.unlock();
+}
+
 namespace {
+
+// A lock that another thread held would stay locked in the child. Registered when the library is
+// loaded, and so without fail: the C library has room for the first handlers.
+[[maybe_unused]] const int watched =
+    pthread_atfork([] { state().lock(); }, [] { state().unlock(); },
+                   [] {
+                     state().completions.startAfresh();
+                     state().unlock();
+                   });
 
 template <class Change>
 void change(Change apply) {

@@ -21,8 +21,12 @@ struct Settings {
   std::array<u64, 3> delivered{};  ///< by TarnVariant
 };
 
-/// All that the stand-in keeps. No lock is held while a callback runs.
+/// All that the stand-in keeps. No lock is held while a callback runs, nor two by a call.
 struct State {
+  // A fork holds all locks.
+  void lock();
+  void unlock();
+
   Capture capture;
   Completions completions;
 
@@ -32,7 +36,8 @@ struct State {
   std::set<void*> options;
 };
 
-/// The one state of the process. Never destroyed: the worker thread and calls outlive exit().
+/// The one state of the process. It takes no memory to be made, and is never destroyed: the worker
+/// thread and calls outlive exit().
 State& state();
 
 }  // namespace platform
