@@ -36,6 +36,7 @@ extern "C" ssize_t write(int file, const void* bytes, size_t size) {
 // A file that is there belongs to somebody else.
 extern "C" int open(const char* path, int flags, ...) {
   EXPECT_TRUE((flags & O_CREAT) == 0 || (flags & O_EXCL) != 0) << path;
+  EXPECT_NE(flags & O_CLOEXEC, 0) << path;
   va_list rest;
   va_start(rest, flags);
   const mode_t mode = va_arg(rest, mode_t);
@@ -110,7 +111,7 @@ TEST_F(Platform, ForeignTextIsShownOnOneLine) {
   const std::pair<std::string, std::string> rows[] = {
       {"a line\nits\tend\r", "a line\\nits\\tend\\x0D"},
       {"\x1B[31m \x7F", "\\x1B[31m \\x7F"},
-      {"C1: \u009B, \u0080; \u00A0 is none", "C1: \\u{9B}, \\u{80}; \u00A0 is none"},
+      {"C1: \u009B, \u009F; \u00A0 is none", "C1: \\u{9B}, \\u{9F}; \u00A0 is none"},
       {"\u202E\u2028\uFEFF\U000E0001", "\\u{202E}\\u{2028}\\u{FEFF}\\u{E0001}"},
       {"surrogate \xED\xA0\x80", "surrogate \\u{D800}"},
       {"none: \xFF\xF8\x80", "none: \\xFF\\xF8\\x80"},

@@ -21,7 +21,6 @@ void Line::addList(const char* format, std::va_list arguments) noexcept {
   const std::size_t room = longest - size_;
   const int length = std::vsnprintf(text_ + size_, room, format, arguments);
   if (length < 0) return add("%s", format);  // its arguments have no text
-  cut_ = cut_ || static_cast<std::size_t>(length) >= room;
   size_ += std::min(static_cast<std::size_t>(length), room - 1);
 }
 
@@ -39,7 +38,7 @@ void Line::write() const noexcept {
     fits = size + shown.size + cut.size() + end.size() <= longest;
     if (fits) append({shown.bytes, shown.size});
   }
-  if (cut_ || !fits) append(cut);
+  if (!fits) append(cut);
   append(end);
   // Where stderr is closed or full there is nobody left to tell.
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, size);

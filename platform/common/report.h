@@ -21,7 +21,6 @@ class Line {
 
   char text_[longest];
   std::size_t size_ = 0;
-  bool cut_ = false;
 };
 
 /// Who reports: every library and program made with this code defines its own name.
