@@ -50,7 +50,7 @@ refuses 1 '+00: the root offset' --method sendRuleMac -
 refuses 1 'No such file' --output absent/page $rule
 refuses 1 '/bad: Is a directory' --output bad $rule
 refuses 1 '+04: a vtable of 12 bytes, that of MQC_match_acl has 16' --method match_acl_oper $rule
-refuses 1 'its name' "$(printf %0100000d 1)-a.compact.bin"
+refuses 1 '0\.\.\.$' "$(printf %0100000d 1)-a.compact.bin"
 refuses 2 'no file' --html
 refuses 2 'value is empty' --output '' $rule
 refuses 2 '--bogus\\x1B: no such option' $'--bogus\e' $rule
