@@ -113,7 +113,7 @@ void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& na
 }
 
 std::string targetOf(const char* name, const char* text) {
-  const std::string target = textOf(name, text);
+  std::string target = textOf(name, text);
   if (target.empty()) refuse(name, "is missing: there is no service to call");
   const std::string fault = targetFault(target);
   if (!fault.empty()) refuse(name, "is '" + target + "', " + fault);
