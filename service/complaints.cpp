@@ -1,6 +1,7 @@
 #include "service/complaints.h"
 
 #include <grpcpp/version_info.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -46,7 +47,7 @@ std::vector<std::string> waiting;  // complaints of handshakes
 std::vector<std::string> ended;    // peers whose connections ended since the first of these
 Clock::time_point waitingSince;
 
-std::atomic<bool> reporting = false;
+std::atomic<int> bell = -1;  // rung by a complaint, once they are reported
 
 ino_t inodeOf(int socket) {
   struct stat found {};
@@ -66,7 +67,7 @@ void sweep() {
 
 void onComplaint(std::string text) {
   const std::lock_guard lock(mutex);
-  if (!reporting) {
+  if (bell < 0) {
     if (first.empty()) first = std::move(text);
     return;
   }
@@ -74,6 +75,7 @@ void onComplaint(std::string text) {
   sweep();  // gRPC closes the connection behind this one's complaint
   if (waiting.empty()) waitingSince = Clock::now();
   waiting.push_back(std::move(text));
+  ::eventfd_write(bell, 1);
 }
 
 #if TARN_GRPC_LOGS_THROUGH_ABSL
@@ -115,8 +117,8 @@ std::string firstComplaint() {
   return complaint.substr(begin, complaint.find('"', begin) - begin);
 }
 
-void reportComplaints() {
-  reporting = true;
+int reportComplaints() {
+  return bell = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
 }
 
 void noteHandshake(int socket) {
@@ -128,6 +130,8 @@ void noteHandshake(int socket) {
 
 bool nameComplaints() {
   const std::lock_guard lock(mutex);
+  eventfd_t rung = 0;
+  ::eventfd_read(bell, &rung);
   if (waiting.empty()) return false;
   sweep();
   if (ended.empty() && Clock::now() - waitingSince < std::chrono::seconds(1)) return true;

@@ -15,8 +15,8 @@ void hearComplaints();
 std::string firstComplaint();
 
 /// From now on, complaints are reported as they come; one of a handshake, of whose peer gRPC does
-/// not speak, waits for nameComplaints.
-void reportComplaints();
+/// not speak, waits for nameComplaints. Returns what can be read when there is one, open for ever.
+int reportComplaints();
 
 /// Notes that gRPC is about to begin a handshake on a connected socket. gRPC closes it.
 void noteHandshake(int socket);

@@ -78,8 +78,9 @@ Gate::~Gate() {
   for (const Silent& silent : silent_) ::close(silent.socket);
 }
 
-bool Gate::turn(int other, milliseconds longest) {
-  std::vector<pollfd> waited{{other, POLLIN, 0}};
+bool Gate::turn(std::initializer_list<int> others, milliseconds longest) {
+  std::vector<pollfd> waited;
+  for (const int other : others) waited.push_back({other, POLLIN, 0});
   const bool isPaused = Clock::now() < pausedUntil_;
   for (const Silent& silent : silent_) waited.push_back({silent.socket, POLLIN, 0});
   if (isPaused) {

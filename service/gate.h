@@ -4,6 +4,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <initializer_list>
 #include <vector>
 
 namespace service {
@@ -20,10 +21,10 @@ class Gate {
   Gate(const Gate&) = delete;
   Gate& operator=(const Gate&) = delete;
 
-  /// Waits until somebody comes or speaks, or there is something to read from the other
-  /// descriptor, at most that long, and acts. Returns false, with a report, when no connection can
-  /// be accepted any more.
-  bool turn(int other, std::chrono::milliseconds longest);
+  /// Waits until somebody comes or speaks, or there is something to read from one of the others, at
+  /// most that long, and acts. Returns false, with a report, when no connection can be accepted any
+  /// more.
+  bool turn(std::initializer_list<int> others, std::chrono::milliseconds longest);
 
  private:
   using Clock = std::chrono::steady_clock;

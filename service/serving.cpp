@@ -73,11 +73,11 @@ class Loop {
 };
 
 bool Loop::run(const Signals& signals, Journal& journal, Output& lines) {
+  const int complaints = reportComplaints();
   for (;;) {
     const bool isWaiting = secure_ && nameComplaints();
-    if (!gate_.turn(signals.descriptor(), std::chrono::milliseconds(isWaiting ? 10 : 500))) {
-      return false;
-    }
+    const std::chrono::milliseconds longest(isWaiting ? 10 : 500);
+    if (!gate_.turn({signals.descriptor(), complaints}, longest)) return false;
     const Wish wish = signals.next();
     if (wish == Wish::end) return true;
     if (wish == Wish::report) lines.add(journal.totals());
@@ -119,7 +119,6 @@ bool serveUntilEnded(const inspect::Schema& schema, const Options& options, cons
   if (!fault.empty()) return cannotListen(options.listen, fault);
   Servers servers(schema, journal);
   if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
-  reportComplaints();
   lines.add("listening on " + listener.bound());
   Loop loop(options, certificates, listener, servers);
   const bool ended = loop.run(signals, journal, lines);

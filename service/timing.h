@@ -15,7 +15,7 @@ inline constexpr std::chrono::seconds keepaliveTimeout{20};
 inline constexpr std::chrono::minutes connectionAge{5};
 inline constexpr std::chrono::seconds connectionGrace{30};
 /// How often files of certificates are looked at.
-inline constexpr std::chrono::seconds watchTime{2};
+inline constexpr std::chrono::seconds watchTime{1};
 /// How long calls under way have at the end, and how long output that nobody reads.
 inline constexpr std::chrono::seconds endTime{1};
 inline constexpr std::chrono::seconds outputTime{3};

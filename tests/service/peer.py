@@ -10,7 +10,6 @@ usage: peer.py silent TARGET N        connects N times, says so, and waits
 import fcntl
 import os
 import pty
-import shutil
 import signal
 import socket
 import sys
@@ -78,7 +77,9 @@ def reader(fifo):
     with open(fifo, "rb") as file:
         fcntl.fcntl(file, fcntl.F_SETPIPE_SZ, 4096)
         wait()
-        shutil.copyfileobj(file, sys.stdout.buffer)
+        while part := os.read(file.fileno(), 4096):
+            sys.stdout.buffer.write(part)
+            sys.stdout.buffer.flush()
 
 
 def terminal(*command):
