@@ -1,48 +1,14 @@
 #include "service/certificates.h"
 
 #include <flatbuffers/util.h>
-#include <openssl/err.h>
-#include <openssl/pem.h>
-#include <openssl/x509.h>
 
 #include <filesystem>
-#include <memory>
 
 #include "platform/common/report.h"
+#include "platform/common/tls.h"
 
 namespace service {
 namespace {
-
-template <auto release>
-struct Release {
-  template <class T>
-  void operator()(T* object) const {
-    release(object);
-  }
-};
-using Bio = std::unique_ptr<BIO, Release<BIO_free>>;
-using Certificate = std::unique_ptr<X509, Release<X509_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;
-
-Bio reader(const std::string& text) {
-  return Bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-}
-
-/// A key that is encrypted has no password: nobody is asked for one.
-char noPassword[] = "";
-
-/// Reads all certificates and returns the first; none when there is none or one is damaged.
-Certificate firstCertificate(const std::string& text) {
-  const Bio from = reader(text);
-  Certificate first;
-  ERR_clear_error();
-  while (Certificate next{PEM_read_bio_X509(from.get(), nullptr, nullptr, noPassword)}) {
-    if (first == nullptr) first = std::move(next);
-  }
-  const bool atEnd = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
-  ERR_clear_error();
-  return atEnd ? std::move(first) : nullptr;
-}
 
 std::string contents(const std::string& path) {
   std::string text;
@@ -65,20 +31,16 @@ Certificates readCertificates(const Options& options) {
 
 std::string faultOf(const Options& options, const Certificates& certificates) {
   const auto& [cert, key, ca] = certificates;
-  for (const auto& [path, text] :
-       {std::pair(options.cert, cert), std::pair(options.key, key), std::pair(options.ca, ca)}) {
-    if (!path.empty() && text.empty()) return path + ": cannot be read, or is empty";
-  }
-  if (options.cert.empty()) return "";
-  const Certificate own = firstCertificate(cert);
-  if (own == nullptr) return options.cert + ": no certificate, or a damaged one";
-  const Key ownKey(PEM_read_bio_PrivateKey(reader(key).get(), nullptr, nullptr, noPassword));
-  if (ownKey == nullptr) return options.key + ": no private key, a damaged or an encrypted one";
-  const bool isPair = X509_check_private_key(own.get(), ownKey.get()) == 1;
-  ERR_clear_error();
-  if (!isPair) return options.key + ": not the key of the certificate in " + options.cert;
-  if (ca.empty() || firstCertificate(ca) != nullptr) return "";
-  return options.ca + ": no certificate, or a damaged one";
+  const auto fault = [](const std::string& path, const std::string& text, const auto& check) {
+    if (path.empty()) return std::string();
+    const std::string words = text.empty() ? "cannot be read, or is empty" : check(text);
+    return words.empty() ? words : path + ": " + words;
+  };
+  std::string found = fault(options.cert, cert, platform::certificatesFault);
+  if (found.empty()) found = fault(options.ca, ca, platform::certificatesFault);
+  if (!found.empty()) return found;
+  return fault(options.key, key,
+               [&](const std::string& text) { return platform::keyFault(text, cert); });
 }
 
 std::optional<Certificates> CertificateWatch::look() {

@@ -8,7 +8,7 @@
 
 #include "platform/grpc/failure.h"
 #include "platform/grpc/target.h"
-#include "platform/grpc/tls.h"
+#include "platform/common/tls.h"
 
 namespace platform {
 namespace {

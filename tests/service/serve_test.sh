@@ -104,7 +104,7 @@ done <<END
 2|32 bits|--listen $socket --status 4294967296
 2|32 bits|--listen $socket --status sendRuleMac=
 1|absent: cannot be read|--listen $socket --cert absent --key expected
-1|expected: no certificate|--listen $socket --cert expected --key expected
+1|expected: holds no certificate|--listen $socket --cert expected --key expected
 1|No such file|--listen $socket --capture absent
 1|No such file|--listen unix:$work/absent/socket
 1|in use|--listen unix:$work/expected

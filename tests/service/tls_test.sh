@@ -38,10 +38,10 @@ head -c 150 ours/service.key >cut.key
 while read -r cert key ca words; do
   refused 1 "$words" "$tarn_serve" --listen localhost:0 --cert "$cert" --key "$key" --ca "$ca"
 done <<END
-cut.pem ours/service.key ours/ca.pem cut.pem: no certificate
-ours/service.pem cut.key ours/ca.pem cut.key: no private key
-ours/service.pem ours/service.key cut.ca cut.ca: no certificate
-ours/service.pem ours/caller.key ours/ca.pem ours/caller.key: not the key of the certificate in ours/service.pem
+cut.pem ours/service.key ours/ca.pem cut.pem: holds a damaged certificate
+ours/service.pem cut.key ours/ca.pem cut.key: holds no private key
+ours/service.pem ours/service.key cut.ca cut.ca: holds a damaged certificate
+ours/service.pem ours/caller.key ours/ca.pem ours/caller.key: holds the key of another certificate
 END
 
 # Files that are replaced are used, once they fit; calls go on. Complaints that nobody reads stop none.
@@ -58,7 +58,7 @@ answers() { [ "$(answer "$1/ca.pem" "$1/caller")" = 'sendClassifierTemplate 0' ]
 answers ours || fail "complaints that nobody reads: no answer"
 kill -USR1 "$reader"
 cp theirs/service.key served
-await "a complaint of a pair that does not fit" grep -q 'not the key of .*the former certificates stay in use$' read
+await "a complaint of a pair that does not fit" grep -q 'service.key: holds the key of another certificate; the former certificates stay in use$' read
 answers ours || fail "a pair that does not fit is used"
 cp theirs/*.pem served
 await "new certificates" grep -q 'new certificates are in use$' read
