@@ -53,6 +53,17 @@ int listenOn(const addrinfo& found, std::uint16_t port) {
   return -1;
 }
 
+/// Whether the address is in the list already: a host may have one by two names.
+bool isRepeated(const addrinfo* all, const addrinfo& one) {
+  for (; all != &one; all = all->ai_next) {
+    if (all->ai_addrlen == one.ai_addrlen &&
+        std::memcmp(all->ai_addr, one.ai_addr, one.ai_addrlen) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 Listener::~Listener() {
@@ -102,6 +113,7 @@ int Listener::openAll(const addrinfo* addresses) {
   closeAll();
   int error = 0;
   for (const addrinfo* next = addresses; next != nullptr; next = next->ai_next) {
+    if (isRepeated(addresses, *next)) continue;
     const int listener = listenOn(*next, sockets_.empty() ? 0 : portOf(sockets_.front()));
     if (listener >= 0) {
       sockets_.push_back(listener);

@@ -114,14 +114,14 @@ bool serveUntilEnded(const inspect::Schema& schema, const Options& options, cons
     report("%s", fault.c_str());
     return false;
   }
-  Listener listener;
-  const std::string fault = listener.open(options.listen);
+  auto listener = std::make_unique<Listener>();
+  const std::string fault = listener->open(options.listen);
   if (!fault.empty()) return cannotListen(options.listen, fault);
   Servers servers(schema, journal);
   if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
-  lines.add("listening on " + listener.bound());
-  Loop loop(options, certificates, listener, servers);
-  const bool ended = loop.run(signals, journal, lines);
+  lines.add("listening on " + listener->bound());
+  const bool ended = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
+  listener.reset();
   Signals::letGo();  // a second signal ends what hangs
   servers.end();
   lines.addLast(journal.totals());
