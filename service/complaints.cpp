@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "platform/common/report.h"
@@ -108,13 +109,7 @@ void hearComplaints() {
 
 std::string firstComplaint() {
   const std::lock_guard lock(mutex);
-  const std::string complaint = std::move(first);
-  first.clear();
-  const std::string key = "os_error:\"";
-  const std::size_t at = complaint.find(key);
-  if (at == std::string::npos) return complaint;
-  const std::size_t begin = at + key.size();
-  return complaint.substr(begin, complaint.find('"', begin) - begin);
+  return std::exchange(first, "");
 }
 
 int reportComplaints() {

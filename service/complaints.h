@@ -10,8 +10,8 @@ namespace service {
 /// Begins to hear gRPC. Before any other use of it.
 void hearComplaints();
 
-/// The first complaint since the last call, in the system's words where those are in it: why
-/// something could not be started. Until reportComplaints, complaints are kept for this.
+/// The first complaint since the last call: why something could not be started. Until
+/// reportComplaints, complaints are kept for this.
 std::string firstComplaint();
 
 /// From now on, complaints are reported as they come; one of a handshake, of whose peer gRPC does
