@@ -30,17 +30,17 @@ Certificates readCertificates(const Options& options) {
 }
 
 std::string faultOf(const Options& options, const Certificates& certificates) {
-  const auto& [cert, key, ca] = certificates;
   const auto fault = [](const std::string& path, const std::string& text, const auto& check) {
     if (path.empty()) return std::string();
     const std::string words = text.empty() ? "cannot be read, or is empty" : check(text);
     return words.empty() ? words : path + ": " + words;
   };
-  std::string found = fault(options.cert, cert, platform::certificatesFault);
-  if (found.empty()) found = fault(options.ca, ca, platform::certificatesFault);
+  std::string found = fault(options.cert, certificates.cert, platform::certificatesFault);
+  if (found.empty()) found = fault(options.ca, certificates.ca, platform::certificatesFault);
   if (!found.empty()) return found;
-  return fault(options.key, key,
-               [&](const std::string& text) { return platform::keyFault(text, cert); });
+  return fault(options.key, certificates.key, [&](const std::string& text) {
+    return platform::keyFault(text, certificates.cert);
+  });
 }
 
 std::optional<Certificates> CertificateWatch::look() {

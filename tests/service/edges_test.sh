@@ -17,14 +17,19 @@ answered() {
 # expect STATUS WHEN: the status of the service that ended
 expect() { [ "$status" -eq "$1" ] || fail "$2: status $status, $(tail -n 5 ./*.err)"; }
 
-# More silent connections than descriptors: good calls are answered beside them and behind them.
+# More silent connections than descriptors: good calls are answered beside them and behind them, and kept.
+mkdir kept
 program=$tarn_serve
+descriptors() { find "/proc/$serving/fd" -mindepth 1 2>/dev/null | wc -l; }
+isFull() { [ "$(descriptors)" -ge 46 ]; }
 limited() { ulimit -n 64 && exec "$program" "$@"; }
 for listen in "$address" 127.0.0.1:0; do
-  tarn_serve=limited serve out --listen "$listen"
+  tarn_serve=limited serve out --listen "$listen" --capture kept
   serving=$service
   start silent "${peer[@]}" silent "$address" 150
   await "silent peers" grep -q silent silent
+  await "a limit" isFull
+  [ "$(descriptors)" -lt 60 ] || fail "silent peers have every descriptor"
   answered "beside silent peers at $listen"
   end USR1
   service=$serving
@@ -107,7 +112,7 @@ expect 0 "a terminal that closed"
 grep -q "^1 of $methods methods called" shown || fail "a terminal that closed: $(cat shown)"
 
 # Captures that fail: refused, told once, counted apart.
-mkdir kept
+rm kept/*
 serve out --listen "$address" --capture kept
 answered "captures"
 mv kept moved

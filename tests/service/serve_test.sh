@@ -82,6 +82,9 @@ end INT
 [ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGINT: status $status, $(cat out.err)"
 
 refuses() { refused "$1" "$2" "$tarn_serve" "${@:3}"; }
+isLocked() { ! flock -n "$1" true; }
+start locked flock held.lock sleep 60
+await "a lock" isLocked held.lock
 socket=unix:$work/socket
 ln -s expected socket.link
 ln -s expected link.lock
@@ -109,10 +112,12 @@ done <<END
 1|No such file|--listen unix:$work/absent/socket
 1|in use|--listen unix:$work/expected
 1|in use|--listen unix:$work/socket.link
+1|in use|--listen unix:$work/held
 1|link.lock: |--listen unix:$work/link
 1|file.lock is in the lock's place|--listen unix:$work/file
 END
 [ -L socket.link ] && [ -L link.lock ] && cmp expected file.lock || fail "a file was taken for a socket or a lock"
+end KILL
 [ -s expected ] || fail "a file was taken for a socket"
 documented "$tarn_serve"
 
