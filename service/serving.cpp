@@ -75,7 +75,7 @@ class Loop {
 bool Loop::run(const Signals& signals, Journal& journal, Output& lines) {
   const int complaints = reportComplaints();
   for (;;) {
-    const bool isWaiting = secure_ && nameComplaints();
+    const bool isWaiting = nameComplaints();
     const std::chrono::milliseconds longest(isWaiting ? 10 : 500);
     if (!gate_.turn({signals.descriptor(), complaints}, longest)) return false;
     const Wish wish = signals.next();
