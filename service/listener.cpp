@@ -76,7 +76,7 @@ std::string Listener::open(const std::string& address) {
   const std::size_t colon = address.rfind(':');
   std::string host = address.substr(0, colon);
   if (host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-  const std::string fault = openPort(host, address.substr(colon + 1));
+  std::string fault = openPort(host, address.substr(colon + 1));
   if (!sockets_.empty()) {
     bound_ = address.substr(0, colon + 1) + std::to_string(portOf(sockets_.front()));
   }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <mutex>
+#include <new>
 #include <thread>
 
 #include "platform/common/report.h"
@@ -51,6 +52,8 @@ struct Output::State {
 };
 
 void Output::State::append(std::string_view line) {
+  constexpr std::size_t notice = 128;
+  queued.reserve(queued.size() + line.size() + notice);  // all of it is added, or nothing
   if (dropped > 0) {
     queued.append(platform::reporter).append(": ").append(std::to_string(dropped));
     queued.append(" lines are missing here: they were not read in time\n");
@@ -100,9 +103,13 @@ Output::~Output() {
   finish({});
 }
 
-void Output::add(std::string_view line) {
+void Output::add(std::string_view line) noexcept {
   const std::lock_guard lock(state_->mutex);
-  if (state_->queued.size() + line.size() < longestQueue) return state_->append(line);
+  try {
+    if (state_->queued.size() + line.size() < longestQueue) return state_->append(line);
+  } catch (const std::bad_alloc&) {
+    // Dropped.
+  }
   ++state_->dropped;
   ++state_->lost;
 }

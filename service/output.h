@@ -18,9 +18,9 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  /// Adds a line, or several, without the last line end. While 8 MiB wait to be written, lines are
-  /// dropped, and the next that is not is preceded by one that says how many.
-  void add(std::string_view line);
+  /// Adds a line, or several, without the last line end. While 8 MiB wait to be written, or memory
+  /// is short, lines are dropped, and the next that is not is preceded by one that says how many.
+  void add(std::string_view line) noexcept;
   /// Adds lines however many wait.
   void addLast(std::string_view lines);
 

@@ -6,6 +6,7 @@
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
+#include <string_view>
 
 #include "inspect/schema.h"
 #include "platform/common/report.h"
@@ -32,7 +33,7 @@ int serve(const inspect::Schema& schema, const service::Options& options) {
   const service::Signals signals;
   service::Output lines(STDOUT_FILENO);
   reports = new service::Output(STDERR_FILENO);
-  platform::writeLinesWith([](const std::string& line) { reports->add(line); });
+  platform::writeLinesWith([](std::string_view line) noexcept { reports->add(line); });
   const bool served = service::serveUntilEnded(schema, options, signals, lines);
   const std::uint64_t lost = lines.finish(service::outputTime);
   if (lost > 0) {
