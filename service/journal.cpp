@@ -1,12 +1,14 @@
 #include "service/journal.h"
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <system_error>
 
 #include "inspect/walk.h"
+#include "platform/common/printable.h"
+#include "platform/common/report.h"
 #include "service/mqc_service.h"
 
 namespace service {
@@ -22,6 +24,8 @@ constexpr std::size_t longestShown = 65536;
 const char compact[] = "compact";
 const char full[] = "full";
 const char damaged[] = "damaged";
+const char notKept[] = "not kept";
+const char missing[] = "missing";
 const char unknown[] = "unknown";
 
 std::string timeOfDay() {
@@ -37,21 +41,21 @@ std::string timeOfDay() {
   return text;
 }
 
-// What a peer sent, fit for a terminal.
-std::string printable(std::string text) {
-  const auto odd = [](unsigned char c) { return std::isprint(c) == 0; };
-  std::replace_if(text.begin(), text.end(), odd, '?');
-  return text;
+/// A sequence number as it is shown: what a peer sent in its place is not.
+std::string shownNumber(const std::string& sequence) {
+  const bool isNumber =
+      sequence.size() <= 20 && sequence.find_first_not_of("0123456789") == std::string::npos;
+  return isNumber ? sequence : "?";
 }
 
 std::string lineFor(const std::string& method, std::size_t bytes, const char* kind,
                     const std::string& sequence) {
-  std::string name = printable(method);
+  std::string name = method;
   name.resize(std::max<std::size_t>(name.size(), 25), ' ');
   std::string size = std::to_string(bytes);
   size.insert(0, 8 - std::min<std::size_t>(8, size.size()), ' ');
   std::string line = timeOfDay() + ' ' + name + size + ' ' + kind;
-  if (!sequence.empty()) line.append(" #").append(printable(sequence));
+  if (!sequence.empty()) line.append(" #").append(shownNumber(sequence));
   return line;
 }
 
@@ -69,55 +73,87 @@ bool Journal::open() {
 grpc::Status Journal::take(const inspect::Schema::Method& method, const std::string& sequence,
                            Bytes message, std::uint32_t& status) {
   const std::string& name = method.name;
+  const std::size_t size = message.size();
   std::vector<inspect::Item> items;
   if (const auto fault = inspect::walk(method, message, items)) {
-    record(name, damaged, message,
-           lineFor(name, message.size(), damaged, sequence) + ' ' + inspect::at(fault->position) +
-               ": " + fault->words);
+    const std::lock_guard lock(mutex_);
+    count(damaged, size);
+    lines_.add(lineFor(name, size, damaged, sequence) + ' ' + inspect::at(fault->position) + ": " +
+               fault->words);
     return mqc::damaged();
   }
-  const char* const kind = inspect::isFull(message) ? full : compact;
-  std::string line = lineFor(name, message.size(), kind, sequence);
+  const bool isFull = inspect::isFull(message);
+  std::string line = lineFor(name, size, isFull ? full : compact, sequence);
   if (options_.json) line.append(1, ' ').append(shown(schema_, method, message));
   const auto own = options_.statusOf.find(name);
   status = own != options_.statusOf.end() ? own->second : options_.status;
-  return record(name, kind, message, line);
+  const std::lock_guard lock(mutex_);
+  const bool kept = keep(name, isFull, message);
+  count(!kept ? notKept : isFull ? full : compact, size);
+  lines_.add(kept ? line : line + ' ' + notKept);
+  if (!kept) return grpc::Status(grpc::StatusCode::INTERNAL, "the request could not be kept");
+  ++methods_[name];
+  return grpc::Status::OK;
+}
+
+grpc::Status Journal::takeNothing(const inspect::Schema::Method& method) {
+  const std::lock_guard lock(mutex_);
+  count(missing, 0);
+  lines_.add(timeOfDay() + ' ' + method.name + ": no message arrived whole");
+  return grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, "no message");
 }
 
 grpc::Status Journal::takeUnknown(const std::string& path) {
-  record(path, unknown, {}, timeOfDay() + " " + printable(path) + ": no such method");
+  const std::lock_guard lock(mutex_);
+  count(unknown, 0);
+  lines_.add(timeOfDay() + ' ' + platform::printable(path) + ": no such method");
   return grpc::Status(grpc::StatusCode::UNIMPLEMENTED, "no such method");
 }
 
-grpc::Status Journal::record(const std::string& method, const char* kind, Bytes message,
-                             const std::string& line) {
-  const std::lock_guard lock(mutex_);
+void Journal::count(const char* kind, std::size_t bytes) {
   Count& count = counts_[kind];
   ++count.messages;
-  count.bytes += message.size();
-  std::puts(line.c_str());
-  std::fflush(stdout);
-  if (kind != compact && kind != full) return grpc::Status::OK;
-  ++methods_[method];
-  const Bytes none;
-  const bool kept = capture_.write(method.c_str(), kind == compact ? message : none,
-                                   kind == full ? message : none) == TARN_STATUS_OK;
-  if (kept) return grpc::Status::OK;
-  return grpc::Status(grpc::StatusCode::INTERNAL, "the request could not be kept");
+  count.bytes += bytes;
 }
 
-void Journal::printTotals() {
+/// Reports where a row of failures begins, turns into other ones and ends.
+bool Journal::keep(const std::string& method, bool isFull, Bytes message) {
+  const Bytes none;
+  const int error =
+      capture_.tryWrite(method.c_str(), isFull ? none : message, isFull ? message : none);
+  const char* const dir = options_.capture.c_str();
+  if (error != 0) ++notKept_;
+  if (error != captureError_ && error != 0) {
+    platform::report("capture directory %s: %s; requests are refused", dir,
+                     std::generic_category().message(error).c_str());
+  } else if (error != captureError_) {
+    platform::report("capture directory %s: written again; %ju requests were refused", dir,
+                     std::uintmax_t{notKept_});
+    notKept_ = 0;
+  }
+  captureError_ = error;
+  return error == 0;
+}
+
+std::string Journal::totals() {
   const std::lock_guard lock(mutex_);
-  std::printf("\n%-8s %9s %12s\n", "", "messages", "bytes");
-  for (const char* const kind : {compact, full, damaged}) {
-    std::printf("%-8s %9ju %12ju\n", kind, std::uintmax_t{counts_[kind].messages},
-                std::uintmax_t{counts_[kind].bytes});
+  char row[96];
+  std::snprintf(row, sizeof row, "\n%-8s %9s %12s", "", "messages", "bytes");
+  std::string text = row;
+  for (const char* const kind : {compact, full, damaged, notKept, missing}) {
+    std::snprintf(row, sizeof row, "\n%-8s %9ju %12ju", kind,
+                  std::uintmax_t{counts_[kind].messages}, std::uintmax_t{counts_[kind].bytes});
+    text += row;
   }
-  std::printf("%zu of %zu methods called, %ju calls of others\n", methods_.size(),
-              schema_.methods().size(), std::uintmax_t{counts_[unknown].messages});
+  std::snprintf(row, sizeof row, "\n%zu of %zu methods called, %ju calls of others",
+                methods_.size(), schema_.methods().size(),
+                std::uintmax_t{counts_[unknown].messages});
+  text += row;
   for (const auto& [name, messages] : methods_) {
-    std::printf("  %-25s %ju\n", name.c_str(), std::uintmax_t{messages});
+    std::snprintf(row, sizeof row, "\n  %-25s %ju", name.c_str(), std::uintmax_t{messages});
+    text += row;
   }
+  return text;
 }
 
 }  // namespace service

@@ -11,28 +11,31 @@
 #include "inspect/schema.h"
 #include "platform/common/capture.h"
 #include "service/options.h"
+#include "service/output.h"
 
 namespace service {
 
-/// Takes what arrives: a line on stdout and a capture for each message, and totals. Any thread may
-/// call.
+/// Takes what arrives: a line and a capture for each message, and totals. Any thread may call.
 class Journal {
  public:
-  /// Both must outlive the journal.
-  Journal(const inspect::Schema& schema, const Options& options)
-      : schema_(schema), options_(options) {}
+  /// All must outlive the journal.
+  Journal(const inspect::Schema& schema, const Options& options, Output& lines)
+      : schema_(schema), options_(options), lines_(lines) {}
 
-  /// Opens the capture directory, if there is one; tells on stderr when it cannot be written.
+  /// Opens the capture directory, if there is one; reports when it cannot be written.
   bool open();
 
   /// Takes a request. The sequence number is the caller's, as it was sent; status gets what to
   /// reply with. Returns OK or the error to answer with.
   grpc::Status take(const inspect::Schema::Method& method, const std::string& sequence,
                     inspect::Bytes message, std::uint32_t& status);
+  /// Takes a call whose message did not arrive, and returns the error to answer with.
+  grpc::Status takeNothing(const inspect::Schema::Method& method);
   /// Takes a call of something that is no method, and returns the error to answer with.
   grpc::Status takeUnknown(const std::string& path);
 
-  void printTotals();
+  /// All that was taken, as lines without the last line end. Every call is counted once.
+  std::string totals();
 
  private:
   struct Count {
@@ -40,15 +43,19 @@ class Journal {
     std::uint64_t bytes = 0;
   };
 
-  grpc::Status record(const std::string& method, const char* kind, inspect::Bytes message,
-                      const std::string& line);
+  // These are called with the mutex held.
+  void count(const char* kind, std::size_t bytes);
+  bool keep(const std::string& method, bool isFull, inspect::Bytes message);
 
   const inspect::Schema& schema_;
   const Options& options_;
-  std::mutex mutex_;  // held while a capture and a line are written: both are in the same order
+  Output& lines_;
+  std::mutex mutex_;  // held while a capture and a line are made: both are in the same order
   platform::Capture capture_;
-  std::map<std::string, Count> counts_;           // by kind: compact, full, damaged, unknown
-  std::map<std::string, std::uint64_t> methods_;  // messages of each
+  int captureError_ = 0;                          // of the last capture
+  std::uint64_t notKept_ = 0;                     // in a row
+  std::map<std::string, Count> counts_;           // by kind
+  std::map<std::string, std::uint64_t> methods_;  // requests of each that were answered
 };
 
 }  // namespace service

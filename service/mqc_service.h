@@ -47,6 +47,11 @@ inline constexpr int maxMessageBytes = 65 * 1024 * 1024;
 /// RESOURCE_EXHAUSTED; without a limit, a flood of slow calls gets a thread each.
 inline constexpr int maxThreads = 2048;
 
+/// The memory, in bytes, that a service has for messages while they arrive and are handled: seven
+/// of the longest. When it runs short, calls are ended with RESOURCE_EXHAUSTED; without a limit, a
+/// few peers who stall in the middle of long messages take all of the machine's.
+inline constexpr std::size_t maxMemory = std::size_t{512} << 20;
+
 /// Checks messages of either encoding, no word of which is aligned.
 inline flatbuffers::Verifier verifier(const std::uint8_t* bytes, std::size_t size) {
   flatbuffers::Verifier::Options options;
@@ -81,10 +86,10 @@ inline flatbuffers::grpc::Message<MqcReply> reply(std::uint32_t status) {
   return builder.ReleaseMessage<MqcReply>();
 }
 
-/// Applies maxMessageBytes and maxThreads to a server that is being built.
+/// Applies maxMessageBytes, maxThreads and maxMemory to a server that is being built.
 inline void applyLimits(grpc::ServerBuilder& builder) {
   builder.SetMaxReceiveMessageSize(maxMessageBytes);
-  builder.SetResourceQuota(grpc::ResourceQuota("mqc").SetMaxThreads(maxThreads));
+  builder.SetResourceQuota(grpc::ResourceQuota("mqc").SetMaxThreads(maxThreads).Resize(maxMemory));
 }
 
 }  // namespace mqc

@@ -125,10 +125,10 @@ const char* const usage =
     "  --ca FILE            take only clients with a certificate that this one signed, PEM\n"
     "  --help, --version\n"
     "\n"
-    "A line tells time, method, bytes, encoding and the caller's sequence number. SIGINT or "
-    "SIGTERM\n"
-    "ends the service, with totals. It exits with 2 for wrong arguments, with 1 if it cannot "
-    "serve.\n";
+    "A line shows time, method, bytes, encoding and the caller's sequence number. SIGINT or\n"
+    "SIGTERM ends the service, with totals; SIGHUP shows them. Certificates that are replaced\n"
+    "are used for new connections. It exits with 2 for wrong arguments, with 1 if it cannot serve\n"
+    "or lines were lost.\n";
 
 std::optional<Options> readOptions(int argc, char** argv, const inspect::Schema& schema) {
   static const option known[] = {

@@ -1,27 +1,14 @@
 #include "service/server.h"
 
-#include <flatbuffers/util.h>
-#include <grpc/support/log.h>
 #include <grpcpp/security/server_credentials.h>
-#include <grpcpp/server_builder.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstring>
-#include <mutex>
-#include <optional>
+#include <string>
 
-#include "platform/common/report.h"
 #include "service/mqc_service.h"
+#include "service/timing.h"
 
 namespace service {
 namespace {
-
-using platform::report;
 
 /// One call. The reactor is its own owner until gRPC has done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
@@ -34,8 +21,9 @@ class Call final : public grpc::ServerGenericBidiReactor {
   void OnReadDone(bool ok) override {
     grpc::Slice bytes;
     if (!ok || !message_.DumpToSingleSlice(&bytes).ok()) {
-      return Finish({grpc::StatusCode::INVALID_ARGUMENT, "no message"});
+      return Finish(journal_.takeNothing(method_));
     }
+    message_.Clear();  // a long one was in many slices
     std::uint32_t status = 0;
     const grpc::Status taken =
         journal_.take(method_, sequence_, {bytes.begin(), bytes.size()}, status);
@@ -67,63 +55,30 @@ std::string sequenceOf(const grpc::GenericCallbackServerContext& context) {
   return {found->second.data(), found->second.size()};
 }
 
-std::mutex complaintMutex;
-std::string firstComplaint;  // guarded by complaintMutex
-std::atomic<bool> serving = false;
-
-void onComplaint(gpr_log_func_args* args) {
-  if (args->severity != GPR_LOG_SEVERITY_ERROR) return;
-  if (serving) return report("%s", args->message);
-  const std::lock_guard lock(complaintMutex);
-  if (firstComplaint.empty()) firstComplaint = args->message;
-}
-
-/// Why gRPC could not start, in the system's words where those are in its own.
-std::string reason() {
-  const std::lock_guard lock(complaintMutex);
-  const std::string key = "os_error:\"";
-  const std::size_t at = firstComplaint.find(key);
-  if (at == std::string::npos) return firstComplaint;
-  const std::size_t begin = at + key.size();
-  return firstComplaint.substr(begin, firstComplaint.find('"', begin) - begin);
-}
-
-/// Why a Unix socket's path cannot be had, empty when it can: gRPC would take it from a service
-/// that is alive.
-std::string takenBy(const std::string& path) {
-  sockaddr_un address{};
-  if (path.size() >= sizeof address.sun_path) return "the path is too long";
-  address.sun_family = AF_UNIX;
-  std::copy(path.begin(), path.end(), address.sun_path);
-  // A service that does not come to accept must not hold us up.
-  const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (probe < 0) return std::strerror(errno);
-  const bool answers =
-      ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  const int error = answers || errno == EAGAIN ? EADDRINUSE : errno;
-  ::close(probe);
-  return error == ENOENT || error == ECONNREFUSED ? "" : std::strerror(error);
-}
-
-bool readFile(const std::string& path, std::string& text) {
-  if (path.empty() || flatbuffers::LoadFile(path.c_str(), true, &text)) return true;
-  report("%s: cannot be read", path.c_str());
-  return false;
-}
-
-/// None when a file cannot be read.
-std::shared_ptr<grpc::ServerCredentials> credentials(const Options& options) {
-  if (options.cert.empty()) return grpc::InsecureServerCredentials();
+std::shared_ptr<grpc::ServerCredentials> credentials(const Certificates& certificates) {
+  if (certificates.cert.empty()) return grpc::InsecureServerCredentials();
   grpc::SslServerCredentialsOptions tls(
-      options.ca.empty() ? GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE
-                         : GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
-  grpc::SslServerCredentialsOptions::PemKeyCertPair pair;
-  if (!readFile(options.cert, pair.cert_chain) || !readFile(options.key, pair.private_key) ||
-      !readFile(options.ca, tls.pem_root_certs)) {
-    return nullptr;
-  }
-  tls.pem_key_cert_pairs.push_back(pair);
+      certificates.ca.empty() ? GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE
+                              : GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
+  tls.pem_root_certs = certificates.ca;
+  tls.pem_key_cert_pairs = {{certificates.key, certificates.cert}};
   return grpc::SslServerCredentials(tls);
+}
+
+/// Nobody holds a place for ever: handshakes end, peers that died are found out, and connections
+/// end without a call being lost; who calls again connects again.
+void limitConnections(grpc::ServerBuilder& builder) {
+  using std::chrono::milliseconds;
+  const auto limit = [&builder](const char* name, milliseconds time) {
+    builder.AddChannelArgument(name, static_cast<int>(time.count()));
+  };
+  limit(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS, handshakeTime);
+  limit(GRPC_ARG_KEEPALIVE_TIME_MS, keepaliveTime);
+  limit(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, keepaliveTimeout);
+  builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1);
+  // Not its time without a call: gRPC closes at its end, and a call that begins just then is lost.
+  limit(GRPC_ARG_MAX_CONNECTION_AGE_MS, connectionAge);
+  limit(GRPC_ARG_MAX_CONNECTION_AGE_GRACE_MS, connectionGrace);
 }
 
 }  // namespace
@@ -138,30 +93,27 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
   return new Call(journal_, *method, sequenceOf(*context));
 }
 
-void tellComplaints() {
-  gpr_set_log_function(onComplaint);
+bool Server::start(const Certificates& certificates) {
+  grpc::ServerBuilder builder;
+  using Builder = grpc::ServerBuilder::experimental_type;
+  acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
+      Builder::ExternalConnectionType::FROM_FD, credentials(certificates));
+  builder.RegisterCallbackGenericService(&service_);
+  mqc::applyLimits(builder);
+  limitConnections(builder);
+  server_ = builder.BuildAndStart();
+  return server_ != nullptr;
 }
 
-std::unique_ptr<grpc::Server> start(const Options& options, Service& service, std::string& bound) {
-  const std::string& listen = options.listen;
-  const bool onPath = listen.rfind("unix:", 0) == 0;
-  const std::string taken = onPath ? takenBy(listen.substr(5)) : "";
-  const auto security = credentials(options);
-  if (security == nullptr) return nullptr;
-  grpc::ServerBuilder builder;
-  int port = 0;
-  builder.AddListeningPort(listen, security, &port);
-  builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);  // a port has one service
-  builder.RegisterCallbackGenericService(&service);
-  mqc::applyLimits(builder);
-  std::unique_ptr<grpc::Server> server = taken.empty() ? builder.BuildAndStart() : nullptr;
-  if (server == nullptr || port == 0) {
-    report("cannot listen on %s: %s", listen.c_str(), (taken.empty() ? reason() : taken).c_str());
-    return nullptr;
-  }
-  serving = true;
-  bound = onPath ? listen : listen.substr(0, listen.rfind(':') + 1) + std::to_string(port);
-  return server;
+void Server::take(int socket) {
+  grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters connection;
+  connection.fd = socket;
+  acceptor_->HandleNewConnection(&connection);
+}
+
+void Server::end(std::chrono::milliseconds patience) {
+  server_->Shutdown(std::chrono::system_clock::now() + patience);
+  server_->Wait();
 }
 
 }  // namespace service

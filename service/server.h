@@ -3,13 +3,14 @@
 
 #include <grpcpp/generic/async_generic_service.h>
 #include <grpcpp/server.h>
+#include <grpcpp/server_builder.h>
 
+#include <chrono>
 #include <memory>
-#include <string>
 
 #include "inspect/schema.h"
+#include "service/certificates.h"
 #include "service/journal.h"
-#include "service/options.h"
 
 namespace service {
 
@@ -27,12 +28,25 @@ class Service final : public grpc::CallbackGenericService {
   Journal& journal_;
 };
 
-/// Has gRPC's own complaints told as the program's. Before any other use of gRPC.
-void tellComplaints();
+/// Serves connections that it is given; it listens nowhere itself.
+class Server {
+ public:
+  /// Both must outlive the server.
+  Server(const inspect::Schema& schema, Journal& journal) : service_(schema, journal) {}
 
-/// Starts to serve; bound gets the address that clients call. Where that fails, it is told in one
-/// line on stderr, and there is no server.
-std::unique_ptr<grpc::Server> start(const Options& options, Service& service, std::string& bound);
+  /// Begins, over TLS where there are certificates. Returns whether gRPC could; where not, it has
+  /// complained.
+  bool start(const Certificates& certificates);
+  /// Takes a connected socket that does not block, and closes it at its end.
+  void take(int socket);
+  /// Ends: calls under way have that long.
+  void end(std::chrono::milliseconds patience);
+
+ private:
+  Service service_;
+  std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
+  std::unique_ptr<grpc::Server> server_;
+};
 
 }  // namespace service
 

@@ -1,18 +1,21 @@
 // tarn-serve: a service behind MqcFesIntf that anybody can start. It answers every request and
 // tells of it.
 
-#include <pthread.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <cinttypes>
 #include <csignal>
 #include <cstdio>
+#include <string_view>
 
 #include "inspect/schema.h"
 #include "platform/common/report.h"
-#include "service/journal.h"
+#include "service/complaints.h"
 #include "service/options.h"
-#include "service/server.h"
+#include "service/output.h"
+#include "service/serving.h"
+#include "service/signals.h"
+#include "service/timing.h"
 
 const char* const platform::reporter = "tarn-serve";
 
@@ -21,37 +24,24 @@ namespace {
 constexpr int cannotServe = 1;
 constexpr int wrongArguments = 2;
 
-sigset_t endingSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  return signals;
-}
+// Never destroyed: a thread of gRPC's may still report.
+service::Output* reports = nullptr;
 
+/// Serves, with output that nobody waits for.
 int serve(const inspect::Schema& schema, const service::Options& options) {
-  service::Journal journal(schema, options);
-  if (!journal.open()) return cannotServe;
-  // Blocked before gRPC starts its threads, the signals are left to this one.
-  const sigset_t signals = endingSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);  // told at the end
-
-  service::Service generic(schema, journal);
-  std::string bound;
-  const auto server = service::start(options, generic, bound);
-  if (server == nullptr) return cannotServe;
-  std::printf("listening on %s\n", bound.c_str());
-  std::fflush(stdout);
-  int signal = 0;
-  sigwait(&signals, &signal);
-  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);  // a second one ends what hangs
-  server->Shutdown(std::chrono::system_clock::now() + std::chrono::seconds(1));
-  server->Wait();
-  journal.printTotals();
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
-  platform::report("stdout: not all lines could be written");
-  return cannotServe;
+  std::signal(SIGPIPE, SIG_IGN);  // reported at the end
+  const service::Signals signals;
+  service::Output lines(STDOUT_FILENO);
+  reports = new service::Output(STDERR_FILENO);
+  platform::writeLinesWith([](std::string_view line) noexcept { reports->add(line); });
+  const bool served = service::serveUntilEnded(schema, options, signals, lines);
+  const std::uint64_t lost = lines.finish(service::outputTime);
+  if (lost > 0) {
+    platform::report("stdout: not all lines could be written; %" PRIu64 " were lost", lost);
+  }
+  platform::writeLinesWith(nullptr);
+  const bool isReported = reports->finish(service::endTime) == 0;
+  return served && lost == 0 && isReported ? 0 : cannotServe;
 }
 
 int print(const char* text) {
@@ -61,7 +51,7 @@ int print(const char* text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  service::tellComplaints();
+  service::hearComplaints();
   inspect::Schema schema(-1);
   const std::string fault = schema.load();
   if (!fault.empty()) {

@@ -125,12 +125,18 @@ TarnStatus Capture::setDir(const char* path) noexcept try {
 
 TarnStatus Capture::write(const char* method, Bytes compact, Bytes full) noexcept {
   const std::lock_guard lock(mutex_);
-  if (!dir_) return TARN_STATUS_OK;
-  try {
-    return outcome(dir_->path.c_str(), writeFiles(*dir_, method, compact, full));
-  } catch (const std::bad_alloc&) {
-    return outcome(dir_->path.c_str(), ENOMEM);
-  }
+  return dir_ ? outcome(dir_->path.c_str(), attempt(method, compact, full)) : TARN_STATUS_OK;
+}
+
+int Capture::tryWrite(const char* method, Bytes compact, Bytes full) noexcept {
+  const std::lock_guard lock(mutex_);
+  return dir_ ? attempt(method, compact, full) : 0;
+}
+
+int Capture::attempt(const char* method, Bytes compact, Bytes full) noexcept try {
+  return writeFiles(*dir_, method, compact, full);
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
 }
 
 int Capture::findNext(Directory& dir) {

@@ -22,6 +22,8 @@ class Capture {
   /// Writes the message's files, where a directory is set, and reports when that fails. An empty
   /// encoding gets no file.
   TarnStatus write(const char* method, Bytes compact, Bytes full) noexcept;
+  /// The same without a report; returns the error's number, 0 for none.
+  int tryWrite(const char* method, Bytes compact, Bytes full) noexcept;
 
   // Nobody writes in between.
   void lock() { mutex_.lock(); }
@@ -35,6 +37,7 @@ class Capture {
 
   // These return an error number, 0 for none.
   static int findNext(Directory& dir);
+  int attempt(const char* method, Bytes compact, Bytes full) noexcept;
   static int writeFiles(Directory& dir, const char* method, Bytes compact, Bytes full);
 
   std::mutex mutex_;  // held while writing: the messages' numbers are in the order of their files

@@ -3,12 +3,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <string_view>
 
 #include "platform/common/printable.h"
 
 namespace platform {
+namespace {
+
+std::atomic<void (*)(std::string_view) noexcept> lineSink = nullptr;
+
+}  // namespace
 
 void Line::add(const char* format, ...) noexcept {
   std::va_list arguments;
@@ -39,9 +45,14 @@ void Line::write() const noexcept {
     if (fits) append({shown.bytes, shown.size});
   }
   if (!fits) append(cut);
+  if (const auto sink = lineSink.load()) return sink({line, size});
   append(end);
   // Where stderr is closed or full there is nobody left to tell.
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, size);
+}
+
+void writeLinesWith(void (*sink)(std::string_view) noexcept) noexcept {
+  lineSink = sink;
 }
 
 void report(const char* format, ...) noexcept {

@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <string_view>
 
 namespace platform {
 
@@ -22,6 +23,10 @@ class Line {
   char text_[longest];
   std::size_t size_ = 0;
 };
+
+/// Has lines go to this function, printable and without their end, in place of stderr. Any thread
+/// may call it, then or later.
+void writeLinesWith(void (*sink)(std::string_view line) noexcept) noexcept;
 
 /// Who reports: every library and program made with this code defines its own name.
 extern const char* const reporter;

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <fstream>
 
+#include "platform/common/tls.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/target.h"
-#include "platform/grpc/tls.h"
 
 namespace platform {
 namespace {

@@ -76,6 +76,7 @@ block() {
     on {block = block $0 "\n"}' "$source/docs/delivery.md"
 }
 
+peer=(/usr/bin/python3 "$source/tests/service/peer.py")
 call() { /usr/bin/python3 "$source/tests/service/call.py" "$@"; }
 
 # capture_all: messages of every method in both encodings, in the folder all; one of each in $first

@@ -35,17 +35,26 @@ head -c 60 all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
 cp all/0016-sendRuleMac.compact.bin bad/0003-sendRuleMac.compact.bin
 printf '\377\377' | dd of=bad/0003-sendRuleMac.compact.bin bs=1 seek=14 conv=notrunc 2>dd # f3 is outside
 cp all/0016-sendRuleMac.compact.bin bad/0004-sendNothing.compact.bin
+truncate -s 68157440 bad/0005-sendRuleMac.longest.bin
+truncate -s 68157441 bad/0006-sendRuleMac.longer.bin
 call "$address" bad/* | diff <(printf 'sendRuleMac INVALID_ARGUMENT\n%.0s' 1 2 3
-  echo sendNothing UNIMPLEMENTED) - || fail "a message that cannot be answered is"
+  printf '%s\n' 'sendNothing UNIMPLEMENTED' 'sendRuleMac INVALID_ARGUMENT' 'sendRuleMac RESOURCE_EXHAUSTED') - ||
+  fail "a message that cannot be answered is"
 grep -qE ' sendRuleMac +60 damaged #1 \+15: the offset to head points outside$' out || fail "no line for a damaged message"
 grep -q ' /MqcFesIntf/sendNothing: no such method$' out || fail "no line for an unknown method"
 [ "$(find kept -type f | wc -l)" -eq "$messages" ] || fail "more is kept than was answered"
+serving=$service
+start hostile "${peer[@]}" hostile "$address" bad/0002-sendRuleMac.compact.bin
+await "hostile text" grep -q ' damaged #?' out
+end USR1
+! grep -q $'\033' out && grep -qF ' /MqcFesIntf/\x1B[2J: no such method' out || fail "hostile text: $(grep -a 2J out | cat -v)"
+service=$serving
 end TERM
 [ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGTERM: status $status, $(cat out.err)"
-[ ! -e socket ] || fail "the socket is left behind"
+[ ! -e socket ] && [ ! -e socket.lock ] || fail "the socket is left behind"
 sum() { cat "$@" | wc -c; }
 for line in "compact $methods $(sum kept/*.compact.bin)" "full $fulls $(sum kept/*.full.bin)" \
-  "damaged 3 149" "$methods of $methods methods called, 1 calls of others" " sendRuleMac 2"; do
+  "damaged 5 68157589" "missing 1 0" "$methods of $methods methods called, 2 calls of others" " sendRuleMac 2"; do
   sed 's/  */ /g' out | grep -qxF -- "$line" || fail "the totals lack '$line': $(tail -n 64 out)"
 done
 
@@ -73,25 +82,42 @@ end INT
 [ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGINT: status $status, $(cat out.err)"
 
 refuses() { refused "$1" "$2" "$tarn_serve" "${@:3}"; }
+isLocked() { ! flock -n "$1" true; }
+start locked flock held.lock sleep 60
+await "a lock" isLocked held.lock
 socket=unix:$work/socket
-refuses 2 'listen is missing'
-refuses 2 'no such option' --listen "$socket" --bogus
-refuses 2 'not an option' --listen "$socket" more
-refuses 2 'neither unix' --listen 127.0.0.1
-refuses 2 'neither unix' --listen 127.0.0.1:65536
-refuses 2 'not a loopback' --listen 0.0.0.0:0
-refuses 2 'not a loopback' --listen 127.example.org:0
-refuses 2 'not a loopback' --listen 0.0.0.0:0 --cert a --key b
-refuses 2 'come together' --listen "$socket" --cert a
-refuses 2 'come together' --listen "$socket" --ca a
-refuses 2 'no method is called sendNothing' --listen "$socket" --status sendNothing=1
-refuses 2 '32 bits' --listen "$socket" --status 4294967296
-refuses 2 '32 bits' --listen "$socket" --status sendRuleMac=
-refuses 1 'cannot be read' --listen "$socket" --cert absent --key absent
-refuses 1 'cannot listen' --listen "$socket" --cert expected --key expected
-refuses 1 'No such file' --listen "$socket" --capture absent
-refuses 1 'No such file' --listen "unix:$work/absent/socket"
-refuses 1 'in use' --listen "unix:$work/expected"
+ln -s expected socket.link
+ln -s expected link.lock
+cp expected file.lock
+while IFS='|' read -r expected words arguments; do
+  # shellcheck disable=SC2086
+  refuses "$expected" "$words" $arguments
+done <<END
+2|listen is missing|
+2|no such option|--listen $socket --bogus
+2|not an option|--listen $socket more
+2|neither unix|--listen 127.0.0.1
+2|neither unix|--listen 127.0.0.1:65536
+2|not a loopback|--listen 0.0.0.0:0
+2|not a loopback|--listen 127.example.org:0
+2|not a loopback|--listen 0.0.0.0:0 --cert a --key b
+2|come together|--listen $socket --cert a
+2|come together|--listen $socket --ca a
+2|no method is called sendNothing|--listen $socket --status sendNothing=1
+2|32 bits|--listen $socket --status 4294967296
+2|32 bits|--listen $socket --status sendRuleMac=
+1|absent: cannot be read|--listen $socket --cert absent --key expected
+1|expected: holds no certificate|--listen $socket --cert expected --key expected
+1|No such file|--listen $socket --capture absent
+1|No such file|--listen unix:$work/absent/socket
+1|in use|--listen unix:$work/expected
+1|in use|--listen unix:$work/socket.link
+1|in use|--listen unix:$work/held
+1|link.lock: |--listen unix:$work/link
+1|file.lock is in the lock's place|--listen unix:$work/file
+END
+[ -L socket.link ] && [ -L link.lock ] && cmp expected file.lock || fail "a file was taken for a socket or a lock"
+end KILL
 [ -s expected ] || fail "a file was taken for a socket"
 documented "$tarn_serve"
 

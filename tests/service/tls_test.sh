@@ -26,8 +26,47 @@ for stranger in "ours/ca.pem" "ours/ca.pem theirs/caller" "theirs/ca.pem ours/ca
   [ "$found" = 'sendClassifierTemplate UNAVAILABLE' ] || fail "$stranger: $found"
 done
 [ "$(call "$address" "${first[0]}")" = 'sendClassifierTemplate UNAVAILABLE' ] || fail "no TLS: answered"
-grep -q '^tarn-serve: Handshake failed .*peer did not return a certificate' out.err ||
-  fail "not told why a caller was refused: $(cat out.err)"
+said='^tarn-serve: (127\.0\.0\.1|\[::1\]):[0-9]+: Handshake failed .*peer did not return a certificate'
+await "the reason why a caller was refused" grep -qE "$said" out.err
 end TERM
 grep -qE '^compact +1 ' out || fail "not one message: $(tail -n 7 out)"
+
+# What cannot be served with is refused by name.
+head -c 300 ours/service.pem >cut.pem
+head -c 150 ours/service.key >cut.key
+{ cat ours/ca.pem && head -c 300 ours/ca.pem; } >cut.ca
+while read -r cert key ca words; do
+  refused 1 "$words" "$tarn_serve" --listen localhost:0 --cert "$cert" --key "$key" --ca "$ca"
+done <<END
+cut.pem ours/service.key ours/ca.pem cut.pem: holds a damaged certificate
+ours/service.pem cut.key ours/ca.pem cut.key: holds no private key
+ours/service.pem ours/service.key cut.ca cut.ca: holds a damaged certificate
+ours/service.pem ours/caller.key ours/ca.pem ours/caller.key: holds the key of another certificate
+END
+
+# Files that are replaced are used, once they fit; calls go on. Complaints that nobody reads stop none.
+mkfifo pipe
+start read "${peer[@]}" reader pipe
+reader=$service
+: >out
+stalled() { exec "$program" "$@" 2>pipe; }
+cp -r ours served
+program=$tarn_serve tarn_serve=stalled
+serve out --listen localhost:0 --ca served/ca.pem --cert served/service.pem --key served/service.key
+"${peer[@]}" garbage "$address" 100
+answers() { [ "$(answer "$1/ca.pem" "$1/caller")" = 'sendClassifierTemplate 0' ]; }
+answers ours || fail "complaints that nobody reads: no answer"
+kill -USR1 "$reader"
+cp theirs/service.key served
+await "a complaint of a pair that does not fit" grep -q 'service.key: holds the key of another certificate; the former certificates stay in use$' read
+answers ours || fail "a pair that does not fit is used"
+cp theirs/*.pem served
+await "new certificates" grep -q 'new certificates are in use$' read
+answers theirs || fail "new certificates are not used"
+rm served/service.pem
+await "a complaint of a file that has gone" grep -q 'service.pem: cannot be read' read
+answers theirs || fail "a file that has gone is missed"
+end TERM
+[ "$status" -eq 0 ] || fail "status $status"
+[ "$(grep -c ': Handshake failed .*wrong version' read)" -ge 100 ] || fail "complaints are lost: $(cat read)"
 echo "only callers with a certificate are answered"

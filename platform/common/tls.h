@@ -1,5 +1,5 @@
-#ifndef PLATFORM_GRPC_TLS_H
-#define PLATFORM_GRPC_TLS_H
+#ifndef PLATFORM_TLS_H
+#define PLATFORM_TLS_H
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "platform/grpc/tls.h"
+#include "platform/common/tls.h"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>

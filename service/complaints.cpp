@@ -1,0 +1,142 @@
+#include "service/complaints.h"
+
+#include <grpcpp/version_info.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "platform/common/report.h"
+#include "service/listener.h"
+#include "service/timing.h"
+
+#define TARN_GRPC_LOGS_THROUGH_ABSL \
+  (GRPC_CPP_VERSION_MAJOR > 1 || (GRPC_CPP_VERSION_MAJOR == 1 && GRPC_CPP_VERSION_MINOR >= 66))
+
+#if TARN_GRPC_LOGS_THROUGH_ABSL
+#include <absl/log/globals.h>
+#include <absl/log/initialize.h>
+#include <absl/log/log_sink.h>
+#include <absl/log/log_sink_registry.h>
+#else
+#include <grpc/support/log.h>
+#endif
+
+namespace service {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using platform::report;
+
+/// A connection that may be in its handshake.
+struct Young {
+  int socket;
+  ino_t inode;
+  Clock::time_point since;
+  std::string peer;
+};
+
+std::mutex mutex;  // guards what follows
+std::string first;
+std::vector<Young> handshakes;
+std::vector<std::string> waiting;  // complaints of handshakes
+std::vector<std::string> ended;    // peers whose connections ended since the first of these
+Clock::time_point waitingSince;
+
+std::atomic<int> bell = -1;  // rung by a complaint, once they are reported
+
+ino_t inodeOf(int socket) {
+  struct stat found {};
+  return ::fstat(socket, &found) == 0 && S_ISSOCK(found.st_mode) ? found.st_ino : 0;
+}
+
+/// Drops what is in no handshake any more. With the mutex held.
+void sweep() {
+  const Clock::time_point now = Clock::now();
+  const auto isOver = [now](const Young& young) {
+    const bool isClosed = inodeOf(young.socket) != young.inode;
+    if (isClosed && !waiting.empty()) ended.push_back(young.peer);
+    return isClosed || now - young.since > handshakeTime + std::chrono::seconds(2);
+  };
+  handshakes.erase(std::remove_if(handshakes.begin(), handshakes.end(), isOver), handshakes.end());
+}
+
+void onComplaint(std::string text) {
+  const std::lock_guard lock(mutex);
+  if (bell < 0) {
+    if (first.empty()) first = std::move(text);
+    return;
+  }
+  if (text.rfind("Handshake failed", 0) != 0) return report("%s", text.c_str());
+  sweep();  // gRPC closes the connection behind this one's complaint
+  if (waiting.empty()) waitingSince = Clock::now();
+  waiting.push_back(std::move(text));
+  ::eventfd_write(bell, 1);
+}
+
+#if TARN_GRPC_LOGS_THROUGH_ABSL
+class Ear final : public absl::LogSink {
+ public:
+  void Send(const absl::LogEntry& entry) override {
+    if (entry.log_severity() >= absl::LogSeverity::kError) {
+      onComplaint(std::string(entry.text_message()));
+    }
+  }
+};
+#else
+void onLog(gpr_log_func_args* args) {
+  if (args->severity == GPR_LOG_SEVERITY_ERROR) onComplaint(args->message);
+}
+#endif
+
+}  // namespace
+
+void hearComplaints() {
+#if TARN_GRPC_LOGS_THROUGH_ABSL
+  static Ear* const ear = new Ear;  // heard to the end of the process
+  absl::AddLogSink(ear);
+  absl::SetStderrThreshold(absl::LogSeverityAtLeast::kFatal);
+  absl::InitializeLog();
+#else
+  gpr_set_log_function(onLog);
+#endif
+}
+
+std::string firstComplaint() {
+  const std::lock_guard lock(mutex);
+  return std::exchange(first, "");
+}
+
+int reportComplaints() {
+  return bell = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+}
+
+void noteHandshake(int socket) {
+  std::string peer = peerOf(socket);
+  const std::lock_guard lock(mutex);
+  sweep();
+  handshakes.push_back({socket, inodeOf(socket), Clock::now(), std::move(peer)});
+}
+
+bool nameComplaints() {
+  const std::lock_guard lock(mutex);
+  eventfd_t rung = 0;
+  ::eventfd_read(bell, &rung);
+  if (waiting.empty()) return false;
+  sweep();
+  if (ended.empty() && Clock::now() - waitingSince < std::chrono::seconds(1)) return true;
+  std::string peers;
+  for (const std::string& peer : ended) peers += (peers.empty() ? "" : " or ") + peer;
+  if (peers.empty()) peers = "a peer";
+  for (const std::string& text : waiting) report("%s: %s", peers.c_str(), text.c_str());
+  waiting.clear();
+  ended.clear();
+  return false;
+}
+
+}  // namespace service

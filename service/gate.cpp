@@ -1,0 +1,157 @@
+#include "service/gate.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/common/report.h"
+#include "service/timing.h"
+
+namespace service {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr rlim_t mostConnections = 4096;
+/// Descriptors for captures and for gRPC, where there are four times as many.
+constexpr rlim_t reserve = 64;
+/// How long nobody is accepted for want of something.
+constexpr milliseconds pauseTime{50};
+/// How long a silent peer is not pushed out.
+constexpr milliseconds graceTime{100};
+constexpr std::chrono::minutes reportTime{1};
+
+/// Raises the limit of descriptors as far as may be and returns the first not meant for
+/// connections.
+int ceilingOfDescriptors() {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit raised{limit.rlim_max, limit.rlim_max};
+  const rlim_t all = ::setrlimit(RLIMIT_NOFILE, &raised) == 0 ? raised.rlim_cur : limit.rlim_cur;
+  return static_cast<int>(std::min(all - std::min(reserve, all / 4), mostConnections));
+}
+
+/// The lowest descriptor that is free: all below are in use.
+int lowestFree(int anyOpen) {
+  const int lowest = ::fcntl(anyOpen, F_DUPFD_CLOEXEC, 0);
+  if (lowest >= 0) ::close(lowest);
+  return lowest;
+}
+
+bool isReadable(int socket) {
+  pollfd waited{socket, POLLIN, 0};
+  return ::poll(&waited, 1, 0) > 0;
+}
+
+enum class Said { nothing, something, goodbye };
+
+Said heard(int socket) {
+  char byte = 0;
+  const ssize_t size = ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  if (size > 0) return Said::something;
+  return size < 0 && (errno == EAGAIN || errno == EINTR) ? Said::nothing : Said::goodbye;
+}
+
+/// Whether accept failed for the connection's own sake.
+bool isPeersFault(int error) {
+  constexpr int faults[] = {EINTR,     ECONNABORTED, EPROTO,      EPERM,      ENETDOWN, ENOPROTOOPT,
+                            EHOSTDOWN, EHOSTUNREACH, ENETUNREACH, EOPNOTSUPP, ENONET};
+  return std::find(std::begin(faults), std::end(faults), error) != std::end(faults);
+}
+
+bool isShortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+}  // namespace
+
+Gate::Gate(const std::vector<int>& listeners, std::function<void(int)> admit)
+    : listeners_(listeners), admit_(std::move(admit)), ceiling_(ceilingOfDescriptors()) {}
+
+Gate::~Gate() {
+  for (const Silent& silent : silent_) ::close(silent.socket);
+}
+
+bool Gate::turn(std::initializer_list<int> others, milliseconds longest) {
+  std::vector<pollfd> waited;
+  for (const int other : others) waited.push_back({other, POLLIN, 0});
+  const bool isPaused = Clock::now() < pausedUntil_;
+  for (const Silent& silent : silent_) waited.push_back({silent.socket, POLLIN, 0});
+  if (isPaused) {
+    longest = std::min(longest, pauseTime);
+  } else {
+    for (const int listener : listeners_) waited.push_back({listener, POLLIN, 0});
+  }
+  ::poll(waited.data(), waited.size(), static_cast<int>(longest.count()));
+  hearAll();
+  return isPaused || std::all_of(listeners_.begin(), listeners_.end(),
+                                 [this](int listener) { return accept(listener); });
+}
+
+/// Lets a peer in that has spoken, and lets one go that ended, must go or was silent too long.
+/// Returns whether it is silent no more.
+bool Gate::settle(const Silent& silent, bool mustGo) {
+  const Said said = heard(silent.socket);
+  if (said == Said::something) {
+    admit_(silent.socket);
+  } else if (said == Said::goodbye || mustGo || Clock::now() - silent.since > handshakeTime) {
+    ::close(silent.socket);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void Gate::hearAll() {
+  const auto settled = [this](const Silent& silent) { return settle(silent, false); };
+  silent_.erase(std::remove_if(silent_.begin(), silent_.end(), settled), silent_.end());
+}
+
+/// Returns whether the next connection has a place.
+bool Gate::makePlace() {
+  for (;;) {
+    const int lowest = lowestFree(listeners_.front());
+    if (lowest >= 0 && lowest < ceiling_) return true;
+    if (silent_.empty() || Clock::now() - silent_.front().since < graceTime) return false;
+    settle(silent_.front(), true);
+    silent_.pop_front();
+  }
+}
+
+/// Accepts whoever waits, as long as there are places.
+bool Gate::accept(int listener) {
+  while (isReadable(listener)) {
+    if (!makePlace()) {
+      pause("as many connections are open as may be");
+      return true;
+    }
+    const int socket = ::accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    const int error = errno;
+    if (socket >= 0) {
+      silent_.push_back({socket, Clock::now()});
+    } else if (isShortage(error)) {
+      pause(std::strerror(error));
+      return true;
+    } else if (error != EAGAIN && !isPeersFault(error)) {
+      platform::report("accept: %s", std::strerror(error));
+      return false;
+    }
+  }
+  return true;
+}
+
+/// A shortage is reported once until there has been none for a while.
+void Gate::pause(const char* reason) {
+  const Clock::time_point now = Clock::now();
+  if (now > reportedUntil_) platform::report("no connection is accepted: %s", reason);
+  reportedUntil_ = now + reportTime;
+  pausedUntil_ = now + pauseTime;
+}
+
+}  // namespace service

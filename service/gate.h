@@ -1,0 +1,52 @@
+#ifndef SERVICE_GATE_H
+#define SERVICE_GATE_H
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <initializer_list>
+#include <vector>
+
+namespace service {
+
+/// Accepts connections, and lets in those whose peer has begun to speak: of HTTP/2 and of TLS it is
+/// the caller who does. Descriptors are always left for other things than connections: where they
+/// run short, the peer that was silent longest goes; while there is no silent one, others wait for
+/// a place.
+class Gate {
+ public:
+  /// The sockets listen and must outlive the gate. admit gets a connection's socket, to close it.
+  Gate(const std::vector<int>& listeners, std::function<void(int socket)> admit);
+  ~Gate();
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
+
+  /// Waits until somebody comes or speaks, or there is something to read from one of the others, at
+  /// most that long, and acts. Returns false, with a report, when no connection can be accepted any
+  /// more.
+  bool turn(std::initializer_list<int> others, std::chrono::milliseconds longest);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Silent {
+    int socket;
+    Clock::time_point since;
+  };
+
+  bool settle(const Silent& silent, bool mustGo);
+  void hearAll();
+  bool makePlace();
+  bool accept(int listener);
+  void pause(const char* reason);
+
+  const std::vector<int>& listeners_;
+  std::function<void(int)> admit_;
+  int ceiling_;                // descriptors from here on are not for connections
+  std::deque<Silent> silent_;  // the oldest first
+  Clock::time_point pausedUntil_{};
+  Clock::time_point reportedUntil_{};
+};
+
+}  // namespace service
+
+#endif

@@ -1,0 +1,131 @@
+#include "service/serving.h"
+
+#include <chrono>
+#include <memory>
+
+#include "platform/common/report.h"
+#include "service/certificates.h"
+#include "service/complaints.h"
+#include "service/gate.h"
+#include "service/journal.h"
+#include "service/listener.h"
+#include "service/server.h"
+#include "service/timing.h"
+
+namespace service {
+namespace {
+
+using platform::report;
+using Clock = std::chrono::steady_clock;
+
+/// Servers, of which the last takes what comes. Connections that were there when certificates were
+/// renewed stay with the one before.
+class Servers {
+ public:
+  Servers(const inspect::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
+
+  bool start(const Certificates& certificates);
+  void take(int socket) { current_->take(socket); }
+  void end();
+
+ private:
+  const inspect::Schema& schema_;
+  Journal& journal_;
+  std::unique_ptr<Server> current_, former_;
+};
+
+bool Servers::start(const Certificates& certificates) {
+  auto next = std::make_unique<Server>(schema_, journal_);
+  if (!next->start(certificates)) return false;
+  if (former_ != nullptr) former_->end(endTime);
+  former_ = std::move(current_);
+  current_ = std::move(next);
+  return true;
+}
+
+void Servers::end() {
+  if (former_ != nullptr) former_->end(endTime);
+  current_->end(endTime);
+}
+
+/// What the service does between its start and its end, on one thread.
+class Loop {
+ public:
+  Loop(const Options& options, const Certificates& certificates, const Listener& listener,
+       Servers& servers)
+      : secure_(!options.cert.empty()),
+        servers_(servers),
+        watch_(options, certificates),
+        gate_(listener.sockets(), [this](int socket) { admit(socket); }) {}
+
+  /// Returns false when no connection can be accepted any more.
+  bool run(const Signals& signals, Journal& journal, Output& lines);
+
+ private:
+  void admit(int socket);
+  void renew();
+
+  bool secure_;
+  Servers& servers_;
+  CertificateWatch watch_;
+  Clock::time_point looked_ = Clock::now();
+  Gate gate_;
+};
+
+bool Loop::run(const Signals& signals, Journal& journal, Output& lines) {
+  const int complaints = reportComplaints();
+  for (;;) {
+    const bool isWaiting = nameComplaints();
+    const std::chrono::milliseconds longest(isWaiting ? 10 : 500);
+    if (!gate_.turn({signals.descriptor(), complaints}, longest)) return false;
+    const Wish wish = signals.next();
+    if (wish == Wish::end) return true;
+    if (wish == Wish::report) lines.add(journal.totals());
+    if (secure_ && Clock::now() - looked_ >= watchTime) renew();
+  }
+}
+
+void Loop::admit(int socket) {
+  if (secure_) noteHandshake(socket);
+  servers_.take(socket);
+}
+
+void Loop::renew() {
+  looked_ = Clock::now();
+  const auto renewed = watch_.look();
+  if (!renewed) return;
+  report(servers_.start(*renewed) ? "new certificates are in use"
+                                  : "new certificates are refused; the former ones stay in use");
+}
+
+bool cannotListen(const std::string& address, const std::string& reason) {
+  report("cannot listen on %s: %s", address.c_str(), reason.c_str());
+  return false;
+}
+
+}  // namespace
+
+bool serveUntilEnded(const inspect::Schema& schema, const Options& options, const Signals& signals,
+                     Output& lines) {
+  Journal journal(schema, options, lines);
+  if (!journal.open()) return false;
+  const Certificates certificates = readCertificates(options);
+  if (const std::string fault = faultOf(options, certificates); !fault.empty()) {
+    report("%s", fault.c_str());
+    return false;
+  }
+  auto listener = std::make_unique<Listener>();
+  const std::string fault = listener->open(options.listen);
+  if (!fault.empty()) return cannotListen(options.listen, fault);
+  Servers servers(schema, journal);
+  if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
+  lines.add("listening on " + listener->bound());
+  const bool ended = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
+  listener.reset();
+  Signals::letGo();  // a second signal ends what hangs
+  servers.end();
+  lines.addLast(journal.totals());
+  return ended;
+}
+
+}  // namespace service

@@ -1,0 +1,18 @@
+#ifndef SERVICE_SERVING_H
+#define SERVICE_SERVING_H
+
+#include "inspect/schema.h"
+#include "service/options.h"
+#include "service/output.h"
+#include "service/signals.h"
+
+namespace service {
+
+/// Serves until a signal ends it, and adds totals to the lines. Returns false, with a report, where
+/// it cannot serve, or no longer.
+bool serveUntilEnded(const inspect::Schema& schema, const Options& options, const Signals& signals,
+                     Output& lines);
+
+}  // namespace service
+
+#endif
