@@ -24,5 +24,5 @@ layer platform/common "$promises|platform/common/[a-z_]+\.h"
 for delivery in loopback grpc; do
   layer platform/$delivery "$promises|platform/(common|$delivery)/[a-z_]+\.h"
 done
-layer service 'mqc_service\.h|mqc_reply_generated\.h|(service|inspect)/[a-z_]+\.h|platform/common/(capture|printable|report|tls)\.h'
+layer service 'mqc_service\.h|mqc_reply_generated\.h|(service|inspect)/[a-z_]+\.h|platform/common/(capture|grpc_errors|printable|report|tls)\.h'
 exit $failed

@@ -1,6 +1,5 @@
 #include "service/complaints.h"
 
-#include <grpcpp/version_info.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>
 
@@ -11,21 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "platform/common/grpc_errors.h"
 #include "platform/common/report.h"
 #include "service/listener.h"
 #include "service/timing.h"
-
-#define TARN_GRPC_LOGS_THROUGH_ABSL \
-  (GRPC_CPP_VERSION_MAJOR > 1 || (GRPC_CPP_VERSION_MAJOR == 1 && GRPC_CPP_VERSION_MINOR >= 66))
-
-#if TARN_GRPC_LOGS_THROUGH_ABSL
-#include <absl/log/globals.h>
-#include <absl/log/initialize.h>
-#include <absl/log/log_sink.h>
-#include <absl/log/log_sink_registry.h>
-#else
-#include <grpc/support/log.h>
-#endif
 
 namespace service {
 namespace {
@@ -66,45 +54,23 @@ void sweep() {
   handshakes.erase(std::remove_if(handshakes.begin(), handshakes.end(), isOver), handshakes.end());
 }
 
-void onComplaint(std::string text) {
+void onComplaint(std::string_view, std::string_view text) {
   const std::lock_guard lock(mutex);
   if (bell < 0) {
-    if (first.empty()) first = std::move(text);
+    if (first.empty()) first = text;
     return;
   }
-  if (text.rfind("Handshake failed", 0) != 0) return report("%s", text.c_str());
+  if (text.rfind("Handshake failed", 0) != 0) return report("%s", std::string(text).c_str());
   sweep();  // gRPC closes the connection behind this one's complaint
   if (waiting.empty()) waitingSince = Clock::now();
-  waiting.push_back(std::move(text));
+  waiting.emplace_back(text);
   ::eventfd_write(bell, 1);
 }
-
-#if TARN_GRPC_LOGS_THROUGH_ABSL
-class Ear final : public absl::LogSink {
- public:
-  void Send(const absl::LogEntry& entry) override {
-    if (entry.log_severity() >= absl::LogSeverity::kError) {
-      onComplaint(std::string(entry.text_message()));
-    }
-  }
-};
-#else
-void onLog(gpr_log_func_args* args) {
-  if (args->severity == GPR_LOG_SEVERITY_ERROR) onComplaint(args->message);
-}
-#endif
 
 }  // namespace
 
 void hearComplaints() {
-#if TARN_GRPC_LOGS_THROUGH_ABSL
-  static Ear* const ear = new Ear;  // heard to the end of the process
-  absl::AddLogSink(ear);
-  absl::SetStderrThreshold(absl::LogSeverityAtLeast::kFatal);
-  absl::InitializeLog();
-#else
-  gpr_set_log_function(onLog);
-#endif
+  platform::hearGrpcErrors(onComplaint);
 }
 
 std::string firstComplaint() {

@@ -25,6 +25,12 @@ bool isControl(std::uint32_t character) {
   });
 }
 
+/// A character as printable() shows it.
+struct Shown {
+  char bytes[12];
+  std::size_t size;
+};
+
 /// A character and its bytes; without a size, the text does not begin with UTF-8.
 struct Character {
   std::uint32_t code;
@@ -57,9 +63,8 @@ Shown escapeOf(const Character& character) {
   return escape;
 }
 
-}  // namespace
-
-Shown takeFirst(std::string_view& text) noexcept {
+/// Takes the first character off a text that is not empty.
+Shown takeFirst(std::string_view& text) {
   const Character character = firstOf(text);
   Shown shown{};
   if (character.size == 0 || isControl(character.code)) {
@@ -71,6 +76,8 @@ Shown takeFirst(std::string_view& text) noexcept {
   return shown;
 }
 
+}  // namespace
+
 std::string printable(std::string_view text) {
   std::string safe;
   while (!text.empty()) {
@@ -78,6 +85,23 @@ std::string printable(std::string_view text) {
     safe.append(shown.bytes, shown.size);
   }
   return safe;
+}
+
+std::size_t showIn(std::span<char> room, std::string_view text) noexcept {
+  constexpr std::string_view cut = "...";
+  std::size_t size = 0;
+  const auto add = [&](std::string_view bytes) {
+    size += bytes.copy(room.data() + size, room.size() - size);
+  };
+  while (!text.empty()) {
+    const Shown shown = takeFirst(text);
+    if (size + shown.size + (text.empty() ? 0 : cut.size()) > room.size()) {
+      add(cut);
+      break;
+    }
+    add({shown.bytes, shown.size});
+  }
+  return size;
 }
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 #define PLATFORM_PRINTABLE_H
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -12,14 +13,10 @@ namespace platform {
 /// no UTF-8. Text that has been through it stays as it is.
 std::string printable(std::string_view text);
 
-/// A character as printable() shows it.
-struct Shown {
-  char bytes[12];
-  std::size_t size;
-};
-
-/// Takes the first character off a text that is not empty. Needs no memory.
-Shown takeFirst(std::string_view& text) noexcept;
+/// The same into room that is given, which needs no memory; what does not fit is cut off and shown
+/// as
+/// "...". Returns the bytes written.
+std::size_t showIn(std::span<char> room, std::string_view text) noexcept;
 
 }  // namespace platform
 

@@ -31,24 +31,12 @@ void Line::addList(const char* format, std::va_list arguments) noexcept {
 }
 
 void Line::write() const noexcept {
-  constexpr std::string_view cut = "...", end = "\n";
   char line[longest];
-  std::size_t size = 0;
-  const auto append = [&](std::string_view bytes) {
-    size += bytes.copy(line + size, bytes.size());
-  };
-  std::string_view text(text_, size_);
-  bool fits = true;
-  while (fits && !text.empty()) {
-    const Shown shown = takeFirst(text);
-    fits = size + shown.size + cut.size() + end.size() <= longest;
-    if (fits) append({shown.bytes, shown.size});
-  }
-  if (!fits) append(cut);
+  const std::size_t size = showIn({line, longest - 1}, {text_, size_});
   if (const auto sink = lineSink.load()) return sink({line, size});
-  append(end);
+  line[size] = '\n';
   // Where stderr is closed or full there is nobody left to tell.
-  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, size);
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, size + 1);
 }
 
 void writeLinesWith(void (*sink)(std::string_view) noexcept) noexcept {

@@ -1,7 +1,8 @@
 #include "platform/grpc/failure.h"
 
 #include <algorithm>
-#include <new>
+#include <cstdio>
+#include <iterator>
 
 #include "platform/common/printable.h"
 #include "platform/common/report.h"
@@ -16,11 +17,7 @@ namespace {
 thread_local char lastText[1024] = "";
 
 void keep(std::string_view text) {
-  std::size_t size = std::min(text.size(), sizeof lastText - 1);
-  if (size < text.size()) {  // not within a character
-    while ((text[size] & 0xC0) == 0x80) --size;
-  }
-  *std::copy_n(text.begin(), size, lastText) = '\0';
+  lastText[showIn({lastText, sizeof lastText - 1}, text)] = '\0';
 }
 
 /// By gRPC's codes.
@@ -71,24 +68,17 @@ const char* textOf(u32 status) {
 }  // namespace
 
 u32 failure(const char* who, u32 status, std::string_view more) noexcept {
-  const char* const text = textOf(status);
-  try {
-    std::string line = std::string(who) + ": " + text;
-    if (!more.empty()) line.append(": ").append(more);
-    keep(printable(line));
-  } catch (const std::bad_alloc&) {
-    keep(text);
-  }
+  char line[2 * sizeof lastText];
+  const int size =
+      std::snprintf(line, sizeof line, "%s: %s%s%.*s", who, textOf(status),
+                    more.empty() ? "" : ": ", static_cast<int>(more.size()), more.data());
+  keep({line, std::min(static_cast<std::size_t>(size), sizeof line - 1)});
   return status;
 }
 
 void setupFailure(const char* why) noexcept {
-  try {
-    report("%s", why);
-    keep(printable(why));
-  } catch (const std::bad_alloc&) {
-    keep(textOf(TARN_STATUS_NO_RESOURCES));
-  }
+  report("%s", why);
+  keep(why);
 }
 
 const char* lastFailure() {

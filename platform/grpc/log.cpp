@@ -1,11 +1,10 @@
 #include "platform/grpc/log.h"
 
-#include <grpc/support/log.h>
-
 #include <atomic>
 #include <functional>
 #include <string_view>
 
+#include "platform/common/grpc_errors.h"
 #include "platform/common/report.h"
 
 namespace platform {
@@ -18,19 +17,19 @@ bool isReportedByCalls(std::string_view file) {
   return file.ends_with("ssl_transport_security.cc");
 }
 
-void onLog(gpr_log_func_args* args) {
-  if (args->severity != GPR_LOG_SEVERITY_ERROR || isReportedByCalls(args->file)) return;
-  if (kept != nullptr) return kept->add(args->message);
+void onError(std::string_view file, std::string_view text) {
+  if (isReportedByCalls(file)) return;
+  if (kept != nullptr) return kept->add(text);
   // What fails again and again is reported once.
   static std::atomic<std::size_t> last = 0;
-  const std::size_t hash = std::hash<std::string_view>{}(args->message);
-  if (last.exchange(hash) != hash) report("%s", args->message);
+  const std::size_t hash = std::hash<std::string_view>{}(text);
+  if (last.exchange(hash) != hash) report("%.*s", static_cast<int>(text.size()), text.data());
 }
 
 }  // namespace
 
 void takeLog() {
-  gpr_set_log_function(onLog);
+  hearGrpcErrors(onError);
 }
 
 LogOfThread::LogOfThread() {
@@ -41,7 +40,7 @@ LogOfThread::~LogOfThread() {
   kept = nullptr;
 }
 
-void LogOfThread::add(const char* message) {
+void LogOfThread::add(std::string_view message) {
   if (first_.empty()) first_ = message;
 }
 

@@ -2,6 +2,7 @@
 #define PLATFORM_GRPC_LOG_H
 
 #include <string>
+#include <string_view>
 
 namespace platform {
 
@@ -18,7 +19,7 @@ class LogOfThread {
 
   /// ": " and the first error that gRPC logged; empty when there is none.
   std::string reason() const { return first_.empty() ? "" : ": " + first_; }
-  void add(const char* message);
+  void add(std::string_view message);
 
  private:
   std::string first_;

@@ -1,0 +1,14 @@
+#ifndef PLATFORM_GRPC_ERRORS_H
+#define PLATFORM_GRPC_ERRORS_H
+
+#include <string_view>
+
+namespace platform {
+
+/// Has each error that gRPC logs in the process handed to hear, with the source file that it comes
+/// from, in place of stderr. hear may be called by several threads at once.
+void hearGrpcErrors(void (*hear)(std::string_view file, std::string_view text));
+
+}  // namespace platform
+
+#endif
