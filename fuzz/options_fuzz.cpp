@@ -38,7 +38,7 @@ void checkService(int argc, char** argv) {
 
 }  // namespace
 
-void platform::report(const char* format, ...) {
+void platform::report(const char* format, ...) noexcept {
   char text[8192];
   va_list arguments;
   va_start(arguments, format);
