@@ -25,9 +25,9 @@
  * A set-user-id or set-group-id program, and one with capabilities of its file, obeys none of them.
  * Other channels come from TarnGrpc_open(). A set-up that cannot work (a number out of range, a
  * target without a port, a damaged certificate, another certificate's key, fewer than 8 free file
- * descriptors, a `GRPC_POLL_STRATEGY` on which gRPC would abort) yields no handle: calls return
- * TARN_STATUS_INVALID, each reports the reason in one line on stderr, and TarnGrpc_lastError()
- * returns the same text. It is tried anew at the next call.
+ * descriptors, no thread to be had, a `GRPC_POLL_STRATEGY` on which gRPC would abort) yields no
+ * handle: calls return TARN_STATUS_INVALID, each reports the reason in one line on stderr, and
+ * TarnGrpc_lastError() returns the same text. It is tried anew at the next call.
  *
  * **Calls.** A synchronous call returns when the service has answered, or at its deadline. An
  * asynchronous call that returned 0 runs its callback exactly once, perhaps before it returned, one
@@ -36,28 +36,33 @@
  *
  * **Deadline.** It begins when the call is made, after the set-up, and includes the encoding, which
  * it cannot interrupt: a message that is late when it has been encoded is not sent. It does not
- * depend on the wall clock. A call that is ended at its deadline may have been acted on.
+ * depend on the wall clock. A call that is ended at its deadline may have been acted on. A callback
+ * runs in its turn: of thousands that expire together the last comes later.
  *
  * **Order.** Calls that do not wait may overtake each other on the way. Every call carries the
  * metadata `mqc-sequence`, a decimal number that grows in the order of the process's calls. Where
  * order matters, send synchronously.
  *
- * **Threads.** Any thread may call any function at any time; a call waits for no lock that is held
- * while something is read, made or waited for. A callback may call, too, though synchronous calls
- * in it delay the other callbacks; a callback that hangs delays no call. The runtime and gRPC start
- * threads of their own, in which all signals are blocked but those of faults (SIGSEGV and the
- * like): the program's signals reach its own threads. Callbacks run with that mask.
+ * **Threads.** Any thread may call any function at any time, and is not cancelled in one; a call
+ * waits for no lock that is held while something is read, made or waited for. A callback may call,
+ * too, though synchronous calls in it delay the other callbacks; a callback that hangs delays no
+ * call. The runtime and gRPC start threads of their own, in which all signals are blocked but those
+ * of faults (SIGSEGV and the like): the program's signals reach its own threads. Callbacks run with
+ * that mask.
  *
  * **Process exit.** A normal exit waits, at most a second, until what was handed over has ended;
  * after that no callback begins, and one that has begun goes on. A callback may end the process: no
  * other callback begins then. Calls in exit handlers are answered as ever, as long as gRPC is
  * there: in handlers that are registered after the program has begun.
  *
- * **fork.** A child of a process that had begun to make a channel has none: its calls return
- * TARN_GRPC_FORKED, at once, and its parent's go on. Let it `exec`.
+ * **fork.** A child of a process whose first set-up had passed its checks has no channel: its calls
+ * return TARN_GRPC_FORKED, at once, and its parent's go on. Let it `exec`.
  *
  * **Log.** gRPC's errors of the process go to stderr as the runtime's own lines do, each once in a
- * row: the runtime sets gRPC's log function.
+ * row: the runtime takes gRPC's log.
+ *
+ * **Memory.** Where it ends within the runtime, a status says so; where it ends within gRPC, gRPC
+ * ends the process.
  */
 #ifndef PLATFORM_GRPC_H
 #define PLATFORM_GRPC_H

@@ -9,7 +9,6 @@
 
 #if TARN_GRPC_LOGS_THROUGH_ABSL
 #include <absl/log/globals.h>
-#include <absl/log/initialize.h>
 #include <absl/log/log_sink.h>
 #include <absl/log/log_sink_registry.h>
 #else
@@ -35,7 +34,6 @@ void listen() {
   static Ear* const ear = new Ear;  // heard to the end of the process
   absl::AddLogSink(ear);
   absl::SetStderrThreshold(absl::LogSeverityAtLeast::kFatal);
-  absl::InitializeLog();
 }
 #else
 void onLog(gpr_log_func_args* args) {
@@ -51,7 +49,8 @@ void listen() {
 
 void hearGrpcErrors(void (*hear)(std::string_view file, std::string_view text)) {
   hearing = hear;
-  listen();
+  static const bool listens = (listen(), true);
+  static_cast<void>(listens);
 }
 
 }  // namespace platform

@@ -11,10 +11,10 @@
 
 namespace platform {
 
-Call::Call(Channel& way, const MethodId& method, Clock::time_point latest, const Ending& end)
-    : channel(way),
+Call::Call(Channel& to, const MethodId& method, Clock::time_point latest, const Ending& whose)
+    : channel(to),
       deadline(latest),
-      ending(end),
+      ending(whose),
       path_(std::string("/") + method.interfaceName + '/' + method.methodName) {}
 
 std::shared_ptr<Call> Call::make(Channel& channel, const MethodId& method, Clock::time_point latest,
@@ -33,17 +33,18 @@ void Call::start(const std::shared_ptr<Call>& call, const grpc::ByteBuffer& requ
       std::chrono::ceil<std::chrono::microseconds>(it.deadline - Clock::now()));
   it.context_.set_wait_for_ready(it.channel.settings().waitForReady);
   it.context_.AddMetadata("mqc-sequence", std::to_string(it.sequence));
+  std::list<std::shared_ptr<Call>> self = {call};
   const SignalsBlocked blocked;
   it.reader_ =
       it.channel.stub().PrepareUnaryCall(&it.context_, it.path_, request, &poller().queue());
-  it.keep(call);
+  it.keep(self);
   it.reader_->StartCall();
   it.reader_->Finish(&it.reply_, &it.status_, &it);
 }
 
-void Call::keep(const std::shared_ptr<Call>& self) {
+void Call::keep(std::list<std::shared_ptr<Call>>& self) {
   const std::lock_guard lock(mutex_);
-  self_.push_back(self);
+  self_.splice(self_.end(), self);
 }
 
 std::list<std::shared_ptr<Call>> Call::release() {

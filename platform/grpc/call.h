@@ -43,7 +43,7 @@ class Call {
   /// How it ended, which is a failure's text for this thread, too.
   u32 outcome() const;
 
-  /// Called by the poller; what becomes of the call is its ending's.
+  /// Called by the poller: wakes who waits, or hands the call to the callbacks, or is done with it.
   void end();
 
   Channel& channel;
@@ -53,11 +53,10 @@ class Call {
   u64 bytes = 0;  ///< of the request
 
  private:
-  Call(Channel& way, const MethodId& method, Clock::time_point latest, const Ending& end);
+  Call(Channel& to, const MethodId& method, Clock::time_point latest, const Ending& whose);
 
-  // The poller takes the call over as the caller left it: gRPC's queue orders that, and the lock
-  // shows it.
-  void keep(const std::shared_ptr<Call>& self);
+  // gRPC's queue orders what caller and poller do; the lock shows that to ThreadSanitizer.
+  void keep(std::list<std::shared_ptr<Call>>& self);
   std::list<std::shared_ptr<Call>> release();
   void wake();
 

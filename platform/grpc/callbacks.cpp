@@ -9,7 +9,6 @@ namespace platform {
 namespace {
 
 constexpr std::chrono::milliseconds exitTime{1'000};
-constexpr std::chrono::milliseconds lastCallbackTime{100};
 
 /// The call whose callback the thread is running; none on other threads.
 thread_local const std::shared_ptr<Call>* running = nullptr;
@@ -57,21 +56,17 @@ void Callbacks::finish(std::shared_ptr<Call> call) {
   const u32 status = call->outcome();
   Channel& channel = call->channel;
   channel.givePlaceBack();  // a callback may call again
-  if (begin()) {
+  if (mayBegin()) {
     running = &call;
     call->ending.callback(status, call->ending.userData);
     running = nullptr;
-    const std::lock_guard lock(mutex_);
-    running_ = false;
-    idle_.notify_all();
   }
   channel.leave(std::move(call));
 }
 
-bool Callbacks::begin() {
+bool Callbacks::mayBegin() {
   const std::lock_guard lock(mutex_);
-  running_ = !silent_;
-  return running_;
+  return !silent_;
 }
 
 u32 Callbacks::drain(Clock::time_point until) {
@@ -83,19 +78,18 @@ void Callbacks::atExit() {
   const auto until = Clock::now() + exitTime;
   if (running != nullptr) {
     (*running)->channel.leave(*running);
-    silence(until);
+    silence();
   }
   waitForCalls(until);
-  silence(until + lastCallbackTime);
+  silence();
 }
 
-void Callbacks::silence(Clock::time_point until) {
+void Callbacks::silence() {
   std::list<std::shared_ptr<Call>> unheard;
   {
-    std::unique_lock lock(mutex_);
+    const std::lock_guard lock(mutex_);
     silent_ = true;
     unheard.swap(pending_);
-    if (running == nullptr) idle_.wait_until(lock, until, [this] { return !running_; });
   }
   drop(unheard);
 }

@@ -21,16 +21,14 @@ class Callbacks {
  private:
   std::shared_ptr<Call> take();
   void finish(std::shared_ptr<Call> call);
-  /// Whether a callback may begin, which then runs.
-  bool begin();
-  /// Lets no other callback begin, and waits for the one that runs, if it is another thread's.
-  void silence(Clock::time_point until);
+  bool mayBegin();
+  /// Lets no other callback begin.
+  void silence();
   static void drop(std::list<std::shared_ptr<Call>>& calls);
 
   std::mutex mutex_;
-  std::condition_variable posted_, idle_;
+  std::condition_variable posted_;
   std::list<std::shared_ptr<Call>> pending_;
-  bool running_ = false;  ///< a callback
   bool silent_ = false;
 };
 

@@ -103,7 +103,7 @@ void Channel::leave(std::shared_ptr<Call> call) {
   auto watched = deadlines_.extract(key);
   lock.unlock();
   if (!watched.empty()) watched.mapped().reset();
-  call.reset();  // who waited finds nothing left of it
+  call.reset();  // who waited finds nothing left of it, unless the watchdog is just ending it
   lock.lock();
   underWay_.erase(key.second);
   left_.notify_all();
@@ -129,17 +129,13 @@ bool Channel::waitForCalls(u64 last, Clock::time_point until) {
                           [&] { return underWay_.empty() || *underWay_.begin() > last; });
 }
 
-Channel* defaultChannel(RpcServerAddr& addr) {
-  // The first of the bytes that are the runtime's, aligned as the record is.
-  const std::atomic_ref<Channel*> kept(*reinterpret_cast<Channel**>(addr.runtime));
-  if (Channel* const channel = kept.load(std::memory_order_acquire)) return channel;
-  // Of the calls that come before there is a channel, one makes it; no other call comes here.
-  static std::mutex* const making = new std::mutex;
-  const std::lock_guard lock(*making);
-  if (Channel* const channel = kept.load(std::memory_order_acquire)) return channel;
+Channel* defaultChannel() {
+  static std::atomic<Channel*> kept = nullptr;
+  if (Channel* const channel = kept.load()) return channel;
+  // Of several that are made at once the first stays; the others lie idle.
   Channel* const channel = made(settingsOfEnvironment());
-  kept.store(channel, std::memory_order_release);
-  return channel;
+  Channel* first = nullptr;
+  return kept.compare_exchange_strong(first, channel) ? channel : first;
 }
 
 Channel* openChannel(const TarnGrpcOptions& options) {

@@ -53,8 +53,8 @@ class Channel {
   std::map<Key, std::shared_ptr<Call>> deadlines_;  // of calls that have not been ended
 };
 
-/// The address's default channel, made from the environment where there is none yet.
-Channel* defaultChannel(RpcServerAddr& addr);
+/// The channel of calls without an option, made from the environment where there is none yet.
+Channel* defaultChannel();
 Channel* openChannel(const TarnGrpcOptions& options);
 /// The channel that TarnGrpc_open gave; throws a SetupError for anything else.
 Channel* openedChannel(void* opt);

@@ -49,7 +49,7 @@ const char* textOf(u32 status) {
     case TARN_GRPC_FORKED:
       return "forked from a process that had a channel";
     case TARN_STATUS_NO_RESOURCES:
-      return "no memory or no thread";
+      return "no memory";
     case TARN_GRPC_BUSY:
       return "busy: the limit of calls or bytes under way is reached";
     case TARN_STATUS_INVALID:

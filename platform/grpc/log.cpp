@@ -40,8 +40,8 @@ LogOfThread::~LogOfThread() {
   kept = nullptr;
 }
 
-void LogOfThread::add(std::string_view message) {
-  if (first_.empty()) first_ = message;
+void LogOfThread::add(std::string_view message) noexcept {
+  if (*first_ == '\0') first_[message.copy(first_, sizeof first_ - 1)] = '\0';
 }
 
 }  // namespace platform

@@ -18,11 +18,11 @@ class LogOfThread {
   ~LogOfThread();
 
   /// ": " and the first error that gRPC logged; empty when there is none.
-  std::string reason() const { return first_.empty() ? "" : ": " + first_; }
-  void add(std::string_view message);
+  std::string reason() const { return *first_ == '\0' ? "" : std::string(": ") + first_; }
+  void add(std::string_view message) noexcept;
 
  private:
-  std::string first_;
+  char first_[512] = "";
 };
 
 }  // namespace platform

@@ -22,7 +22,8 @@ u32 encodeFor(const Channel& channel, const MethodId& method, const IdlMsgDesc& 
   if (status != TARN_STATUS_OK) return failure(method.methodName, status);
   const u32 size = encoding.size();
   const auto free = [](void* bytes) { delete[] static_cast<u8*>(bytes); };
-  const grpc::Slice slice(encoding.take().release(), size, free);
+  const grpc::Slice slice(encoding.bytes(), size, free);
+  static_cast<void>(encoding.take().release());  // the slice has them
   request = grpc::ByteBuffer(&slice, 1);
   return TARN_STATUS_OK;
 }
@@ -106,7 +107,7 @@ void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt) {
   return platform::madeBy([&]() -> void* {
     if (opt != nullptr) return platform::openedChannel(opt);
     if (addr == nullptr) throw platform::SetupError("no server address");
-    return platform::defaultChannel(*addr);
+    return platform::defaultChannel();
   });
 }
 
@@ -117,8 +118,8 @@ u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32, const MethodId*
 
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
-  return platform::callWith(handle, req, method, desc, [&](auto& sending, auto& request) -> u32 {
-    if (ctx == nullptr) return platform::failure(method->methodName, TARN_STATUS_INVALID);
+  const void* const whole = ctx != nullptr ? req : nullptr;
+  return platform::callWith(handle, whole, method, desc, [&](auto& sending, auto& request) {
     return platform::handOver(sending, request, ctx->cb, ctx->userData);
   });
 }

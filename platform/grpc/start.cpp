@@ -9,7 +9,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -49,11 +48,11 @@ void checkPollStrategy() {
   const char* const variable = "GRPC_POLL_STRATEGY";
   const char* const value = ::secure_getenv(variable);
   if (value == nullptr) return;
-  static const std::set<std::string_view> known = {"all", "epoll1", "poll"};
+  constexpr std::array<std::string_view, 3> known = {"all", "epoll1", "poll"};
   std::string_view rest = value;
   for (std::size_t end = 0; end != rest.npos; rest.remove_prefix(std::min(rest.size(), end + 1))) {
     end = rest.find(',');
-    if (known.count(rest.substr(0, end)) == 0) {
+    if (std::find(known.begin(), known.end(), rest.substr(0, end)) == known.end()) {
       throw SetupError(std::string(variable) + " is '" + value + "', not of all, epoll1 and poll");
     }
   }
@@ -76,7 +75,7 @@ void makeReady() {
   poller();
   callbacks();
   watchdog();
-  static const int registered = std::atexit(atExit);  // also when tried again
+  static const int registered = std::atexit(atExit);  // once, however often the rest is tried
   if (registered != 0) throw std::bad_alloc();
   ready = true;
 }

@@ -1,9 +1,11 @@
 #ifndef PLATFORM_GRPC_START_H
 #define PLATFORM_GRPC_START_H
 
-#include <memory>
+#include <string>
+#include <system_error>
 #include <thread>
 
+#include "platform/grpc/failure.h"
 #include "platform/grpc/signals.h"
 
 namespace platform {
@@ -15,14 +17,20 @@ void makeReady();
 /// Whether this is a child of a process that had begun to use gRPC.
 bool isForked();
 
-/// A new object whose run() is on a thread of its own, which nobody joins: a callback that hangs,
-/// or that calls exit(), must not hang the exit.
+/// The one Runner of the process, whose run() is on a thread of its own. Nobody joins it: a
+/// callback that hangs, or that calls exit(), must not hang the exit. Throws a SetupError when
+/// there is no thread.
 template <class Runner>
 Runner* withThread() {
   const SignalsBlocked blocked;
-  auto runner = std::make_unique<Runner>();
-  std::thread(&Runner::run, runner.get()).detach();
-  return runner.release();
+  static Runner* const runner =
+      new Runner;  // stays where there is no thread: gRPC would wait for its own
+  try {
+    std::thread(&Runner::run, runner).detach();
+  } catch (const std::system_error& error) {
+    throw SetupError(std::string("no thread could be started: ") + error.what());
+  }
+  return runner;
 }
 
 }  // namespace platform

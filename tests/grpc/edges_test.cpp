@@ -1,16 +1,15 @@
 // The delivery where a process begins, forks, ends, or lacks something. Each test's body runs in a
 // child that has not used gRPC yet: this process never does.
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
-#include <chrono>
-#include <condition_variable>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
-#include <mutex>
 #include <thread>
 
 #include "grpc/service.h"
@@ -21,10 +20,12 @@ constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14, late = TARN_GRPC_TRANSPORT
 
 std::atomic<long> clockAhead = 0;  // seconds, of the wall clock before the kernel's
 std::atomic<bool> isPrivileged = false;
+std::atomic<int> threadsLeft = 1000;
 
 }  // namespace
 
-// What the runtime sees of the clock and of a program that runs with another user's rights.
+// What the runtime sees of the clock, of a program with another user's rights, and of too few
+// threads.
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
   const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
   if (clock == CLOCK_REALTIME) time->tv_sec += clockAhead;
@@ -33,10 +34,16 @@ extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
 extern "C" char* secure_getenv(const char* name) noexcept {
   return isPrivileged ? nullptr : getenv(name);
 }
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                              void* (*run)(void*), void* argument) noexcept {
+  static const auto create =
+      reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return threadsLeft-- > 0 ? create(thread, attributes, run, argument) : EAGAIN;
+}
 
 namespace {
 
-/// Runs the body in a new process; it exits with the result if it ends at all.
+/// Runs the body in a new process, where it has to hold.
 template <class Body>
 void inChild(Body body) {
   const pid_t child = fork();
@@ -119,16 +126,35 @@ TEST_F(GrpcEdges, SignalsAreTheProgramsOwn) {
 TEST_F(GrpcEdges, FilesThatAreReadHoldUpNobodyElse) {
   const std::string pipe = dir / "ca.pem";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  inChild([&] {
-    void* const opt = open({.deadlineMs = 500});
-    std::thread([&] { open({.ca = pipe.c_str()}); }).detach();
-    const int writer = ::open(pipe.c_str(), O_WRONLY);  // is open when the other waits for content
-    EXPECT_EQ(call(opt), unavailable);
-    const pid_t child = fork();
-    if (child == 0) _exit(call(opt) == TARN_GRPC_FORKED ? 0 : 1);
-    EXPECT_EQ(exitStatus(child), 0);
-    close(writer);
-  });
+  const TarnGrpcOptions slow = {.target = "unix:/nowhere", .ca = pipe.c_str()};
+  for (const bool isDefault : {false, true}) {
+    inChild([&] {
+      void* const opt = open({.deadlineMs = 500});
+      setenv("TARN_GRPC_TARGET", "unix:/nowhere", 1);
+      setenv("TARN_GRPC_CA", pipe.c_str(), 1);
+      std::thread([&] { isDefault ? void(call(nullptr)) : void(TarnGrpc_open(&slow)); }).detach();
+      const int writer =
+          ::open(pipe.c_str(), O_WRONLY);  // is open when the other waits for content
+      EXPECT_EQ(call(opt), unavailable);
+      inChild([&] { EXPECT_EQ(call(isDefault ? nullptr : opt), TARN_GRPC_FORKED); });
+      unsetenv("TARN_GRPC_CA");
+      EXPECT_EQ(call(nullptr), unavailable) << "made beside the slow one";
+      close(writer);
+    });
+  }
+}
+
+TEST_F(GrpcEdges, ThreadsThatCannotBeHadAreAStatus) {
+  for (const int some : {0, 1, 2, 4}) {
+    inChild([&] {
+      threadsLeft = some;
+      EXPECT_EQ(open(), nullptr);
+      EXPECT_STREQ(TarnGrpc_lastError(),
+                   "no thread could be started: Resource temporarily unavailable");
+      threadsLeft = 1000;
+      EXPECT_EQ(call(open()), unavailable);
+    });
+  }
 }
 
 /// What a child may do whose parent has done something.
@@ -136,17 +162,15 @@ template <class Before>
 void expectOfChild(u32 status, Before before) {
   inChild([&] {
     before();
-    const pid_t child = fork();
-    if (child == 0) {
+    inChild([&] {
       const TarnGrpcOptions options = {
           .target = "unix:/nowhere", .deadlineMs = 1'000, .waitForReady = 1};
       void* const opt = TarnGrpc_open(&options);
       const MQC_ClassifierTemplate record{};
-      const u32 found =
-          opt == nullptr ? TarnGrpc_drain(0) : MqcFesIntf_sendClassifierTemplate(&record, opt);
-      _exit(found == status ? 0 : 1);
-    }
-    EXPECT_EQ(exitStatus(child), 0);
+      EXPECT_EQ(
+          opt == nullptr ? TarnGrpc_drain(0) : MqcFesIntf_sendClassifierTemplate(&record, opt),
+          status);
+    });
   });
 }
 

@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
     frozen = atoi(argv[3]);
     atexit([] {
       kill(frozen, SIGCONT);
-      usleep(500'000);
+      MqcFesIntf_sendClassifierTemplate(&request, nullptr);  // has an answer as those before
     });
   }
   if (way == "callback") {
