@@ -13,15 +13,15 @@ macro(tarn_check_program variable libraries source)
   unset(CMAKE_REQUIRED_LIBRARIES)
 endmacro()
 
-set(grpc_libraries grpc++ grpc gpr absl_synchronization crypto)
+set(grpc_libraries grpc++ grpc gpr absl_synchronization ssl crypto)
 option(TARN_WITH_GRPC "Deliver over gRPC, where its packages are" ON)
 if(TARN_WITH_GRPC)
   tarn_check_program(
     TARN_HAS_GRPC "${grpc_libraries}"
     "#include <flatbuffers/flatbuffers.h>
     #include <grpcpp/generic/generic_stub.h>
-    #include <openssl/err.h>
-    int main() { grpc::CompletionQueue queue; ERR_clear_error(); }")
+    #include <openssl/ssl.h>
+    int main() { grpc::CompletionQueue queue; SSL_CTX_free(nullptr); }")
 else()
   set(TARN_HAS_GRPC OFF)
 endif()

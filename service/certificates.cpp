@@ -35,7 +35,7 @@ std::string faultOf(const Options& options, const Certificates& certificates) {
     const std::string words = text.empty() ? "cannot be read, or is empty" : check(text);
     return words.empty() ? words : path + ": " + words;
   };
-  std::string found = fault(options.cert, certificates.cert, platform::certificatesFault);
+  std::string found = fault(options.cert, certificates.cert, platform::ownCertificatesFault);
   if (found.empty()) found = fault(options.ca, certificates.ca, platform::certificatesFault);
   if (!found.empty()) return found;
   return fault(options.key, certificates.key, [&](const std::string& text) {

@@ -10,6 +10,8 @@ namespace platform {
 
 /// Certificates in PEM: one at least, and each whole.
 std::string certificatesFault(const std::string& pem);
+/// Those of one's own, whose first OpenSSL must be ready to show: its key may be too small.
+std::string ownCertificatesFault(const std::string& pem);
 /// A private key in PEM, and whether it belongs to the first of the certificates, which are whole.
 std::string keyFault(const std::string& pem, const std::string& certificates);
 

@@ -134,8 +134,8 @@ Channel* defaultChannel() {
   if (Channel* const channel = kept.load()) return channel;
   // Of several that are made at once the first stays; the others lie idle.
   Channel* const channel = made(settingsOfEnvironment());
-  Channel* first = nullptr;
-  return kept.compare_exchange_strong(first, channel) ? channel : first;
+  Channel* earlier = nullptr;
+  return kept.compare_exchange_strong(earlier, channel) ? channel : earlier;
 }
 
 Channel* openChannel(const TarnGrpcOptions& options) {

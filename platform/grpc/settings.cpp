@@ -107,7 +107,7 @@ void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& na
     refuse(names.ca, "is missing: certificates and server names need it");
   }
   settings.ca = pemOf(names.ca, options.ca, certificatesFault);
-  settings.cert = pemOf(names.cert, options.cert, certificatesFault);
+  settings.cert = pemOf(names.cert, options.cert, ownCertificatesFault);
   settings.key = pemOf(names.key, options.key,
                        [&](const std::string& pem) { return keyFault(pem, settings.cert); });
 }

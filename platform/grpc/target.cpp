@@ -41,12 +41,15 @@ bool isPort(std::string_view text) {
 std::string targetFault(const std::string& target) {
   std::string_view rest = target;
   if (drop(rest, "unix:") || drop(rest, "unix-abstract:")) {
+    // A target is a URI, whose path ends there: another socket would be called than the one named.
+    if (rest.find_first_of("?#") != rest.npos) return "whose path has a '?' or '#'";
     return rest.empty() ? "which has no path" : "";
   }
-  if (!drop(rest, "dns:") && !drop(rest, "ipv4:")) drop(rest, "ipv6:");
+  const bool isList = drop(rest, "ipv4:") || drop(rest, "ipv6:");
+  if (!isList) drop(rest, "dns:");
   if (drop(rest, "//")) rest.remove_prefix(std::min(rest.size(), rest.find('/') + 1));
   for (bool more = true; more;) {
-    const std::string_view text = rest.substr(0, rest.find(','));
+    const std::string_view text = isList ? rest.substr(0, rest.find(',')) : rest;
     more = text.size() < rest.size();
     rest.remove_prefix(text.size() + (more ? 1 : 0));
     const Address address = parted(text);

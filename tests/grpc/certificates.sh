@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the certificates of the TLS tests: NAME.crt and NAME.key in the folder.
-# usage: certificates.sh DIR
+# weak has a key that OpenSSL refuses to show. usage: certificates.sh DIR
 set -eu
 cd "$1"
 
@@ -26,3 +26,4 @@ signed service ca 2
 signed expired ca -1
 signed client ca 2
 signed forged stranger 2
+openssl req -x509 -newkey rsa:1024 -nodes -subj /CN=weak -keyout weak.key -out weak.crt 2>/dev/null

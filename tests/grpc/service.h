@@ -35,6 +35,18 @@ inline int exitStatus(pid_t pid) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + status;
 }
 
+/// Runs the body in a new process, where it has to hold.
+template <class Body>
+void inChild(Body body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(60);
+    body();
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  EXPECT_EQ(exitStatus(child), 0);
+}
+
 struct Message {
   u64 sequence;
   std::string path, bytes;  // in hexadecimal pairs

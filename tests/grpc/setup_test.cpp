@@ -40,6 +40,8 @@ TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
       {"TARGET", "ipv4:127.0.0.1:1,127.0.0.1:0", "whose port is not a number from 1 to 65535"},
       {"TARGET", "dns:///:50051", "which has no host"},
       {"TARGET", "unix:", "which has no path"},
+      {"TARGET", "unix:/tmp/a?b", "whose path has a '?' or '#'"},
+      {"TARGET", "dns:///a:1,b:2", "whose port is not a number from 1 to 65535"},
       {"TARGET", "ipv4:x:1", "gRPC refuses the target 'ipv4:x:1': invalid ipv4 address: 'x'"},
       {"DEADLINE_MS", "0", number + "3600000"},
       {"DEADLINE_MS", "3600001", "TARN_GRPC_DEADLINE_MS is '3600001'"},
@@ -157,12 +159,15 @@ TEST_F(GrpcSetup, CertificatesAreAskedOfBothSides) {
   const u32 unavailable = TARN_GRPC_TRANSPORT + 14;
   std::filesystem::copy_file("ca.crt", "cut.crt");
   std::filesystem::resize_file("cut.crt", 300);
-  TarnGrpcOptions cut = good, strangersKey = good, noKey = good;
+  TarnGrpcOptions cut = good, weak = good, strangersKey = good, noKey = good;
+  weak.cert = "weak.crt";
+  weak.key = "weak.key";
   cut.ca = "cut.crt";
   strangersKey.key = "forged.key";
   noKey.key = "client.crt";
   const std::pair<TarnGrpcOptions, std::string> refused[] = {
       {cut, "ca is 'cut.crt', which holds a damaged certificate: bad end line"},
+      {weak, "cert is 'weak.crt', which holds a certificate that is refused: ee key too small"},
       {strangersKey, "key is 'forged.key', which holds the key of another certificate"},
       {noKey, "key is 'client.crt', which holds no private key that can be read"}};
   for (const auto& row : refused) {

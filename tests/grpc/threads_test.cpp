@@ -1,0 +1,40 @@
+// The delivery where threads cannot be had. Not with sanitizers, whose function this is.
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <cerrno>
+
+#include "grpc/service.h"
+
+namespace {
+
+std::atomic<int> threadsLeft = 1000;
+
+}  // namespace
+
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                              void* (*run)(void*), void* argument) noexcept {
+  static const auto create =
+      reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return threadsLeft-- > 0 ? create(thread, attributes, run, argument) : EAGAIN;
+}
+
+namespace {
+
+using GrpcThreads = ServiceTest;
+
+TEST_F(GrpcThreads, TooFewAreAStatus) {
+  for (const int some : {0, 1, 2, 4}) {
+    inChild([&] {
+      threadsLeft = some;
+      EXPECT_EQ(open(), nullptr);
+      EXPECT_STREQ(TarnGrpc_lastError(),
+                   "no thread could be started: Resource temporarily unavailable");
+      threadsLeft = 1000;
+      EXPECT_EQ(call(open()), TARN_GRPC_TRANSPORT + 14);
+    });
+  }
+}
+
+}  // namespace
