@@ -48,8 +48,8 @@
  * too, though synchronous calls in it delay the other callbacks. A callback that hangs delays no
  * call until the limit of calls under way is reached: a call keeps its place until its callback
  * begins. The runtime and gRPC start threads of their own, in which all signals are blocked but
- * those of faults (SIGSEGV and the like): the program's signals reach its own threads. Callbacks run
- * with that mask.
+ * those of faults (SIGSEGV and the like): the program's signals reach its own threads. Callbacks
+ * run with that mask.
  *
  * **Process exit.** A normal exit waits, at most a second, until what was handed over has ended;
  * after that no callback begins, and one that has begun goes on. A callback may end the process: no
