@@ -1,5 +1,8 @@
 #include "inspect/output.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -38,9 +41,21 @@ void Output::open() {
   const bool isOther = fs::is_other(fs::status(path_, unknown));
   if (!isOther) part_ = path_ + '.' + std::to_string(std::random_device{}()) + ".part";
   file_ = isOther ? std::fopen(path_.c_str(), "w") : std::fopen(part_.c_str(), "wx");
-  if (file_ != nullptr) return;
-  error_ = errno;
-  part_.clear();
+  if (file_ == nullptr) {
+    error_ = errno;
+    part_.clear();
+  } else if (!isOther) {
+    keepMode();
+  }
+}
+
+/// Who might not read the file that is replaced may not read the new one.
+void Output::keepMode() {
+  struct stat found {};
+  if (::stat(path_.c_str(), &found) != 0) return;
+  const bool isOwned = ::fchown(::fileno(file_), found.st_uid, found.st_gid) == 0;
+  const mode_t mode = found.st_mode & (isOwned ? 0777 : 0700);
+  if (::fchmod(::fileno(file_), mode) != 0) error_ = errno;
 }
 
 void Output::finish() {

@@ -25,6 +25,7 @@ class Output {
 
  private:
   void open();
+  void keepMode();
   void finish();
 
   std::string path_;

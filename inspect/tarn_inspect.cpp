@@ -140,6 +140,7 @@ int listMethods(const Schema& schema) {
 }  // namespace
 
 int main(int argc, char** argv) try {
+  platform::holdStandardDescriptors();
   const auto options = inspect::readOptions(argc, argv);
   if (!options) return wrongArguments;
   if (options->task == Task::help) return print(inspect::usage);

@@ -60,7 +60,10 @@ void onComplaint(std::string_view, std::string_view text) {
     if (first.empty()) first = text;
     return;
   }
-  if (text.rfind("Handshake failed", 0) != 0) return report("%s", std::string(text).c_str());
+  if (text.rfind("Handshake failed", 0) != 0) {
+    if (!platform::isRepeated(text)) report("%.*s", static_cast<int>(text.size()), text.data());
+    return;
+  }
   sweep();  // gRPC closes the connection behind this one's complaint
   if (waiting.empty()) waitingSince = Clock::now();
   waiting.emplace_back(text);

@@ -103,6 +103,13 @@ grpc::Status Journal::takeNothing(const inspect::Schema::Method& method) {
   return grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, "no message");
 }
 
+grpc::Status Journal::takeTooMany(const inspect::Schema::Method& method) {
+  const std::lock_guard lock(mutex_);
+  count(missing, 0);
+  lines_.add(timeOfDay() + ' ' + method.name + ": too many calls are open");
+  return grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, "too many calls are open");
+}
+
 grpc::Status Journal::takeUnknown(const std::string& path) {
   const std::lock_guard lock(mutex_);
   count(unknown, 0);

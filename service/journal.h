@@ -31,6 +31,8 @@ class Journal {
                     inspect::Bytes message, std::uint32_t& status);
   /// Takes a call whose message did not arrive, and returns the error to answer with.
   grpc::Status takeNothing(const inspect::Schema::Method& method);
+  /// Takes a call beside which too many are open, and returns the error to answer with.
+  grpc::Status takeTooMany(const inspect::Schema::Method& method);
   /// Takes a call of something that is no method, and returns the error to answer with.
   grpc::Status takeUnknown(const std::string& path);
 

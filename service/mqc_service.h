@@ -89,6 +89,9 @@ inline flatbuffers::grpc::Message<MqcReply> reply(std::uint32_t status) {
 /// Applies maxMessageBytes, maxThreads and maxMemory to a server that is being built.
 inline void applyLimits(grpc::ServerBuilder& builder) {
   builder.SetMaxReceiveMessageSize(maxMessageBytes);
+  // A compressed message is unpacked, however large it becomes, before its size is looked at.
+  builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_DEFLATE, false);
+  builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_GZIP, false);
   builder.SetResourceQuota(grpc::ResourceQuota("mqc").SetMaxThreads(maxThreads).Resize(maxMemory));
 }
 

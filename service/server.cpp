@@ -10,11 +10,17 @@
 namespace service {
 namespace {
 
+/// Calls at a time: each has memory of its own, whether its message comes or not, and has to end
+/// with the service.
+constexpr int mostCalls = 10'000;
+
 /// One call. The reactor is its own owner until gRPC has done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
-  Call(Journal& journal, const inspect::Schema::Method& method, std::string sequence)
-      : journal_(journal), method_(method), sequence_(std::move(sequence)) {
+  Call(Journal& journal, const inspect::Schema::Method& method, std::string sequence,
+       std::atomic<int>& open)
+      : journal_(journal), method_(method), sequence_(std::move(sequence)), open_(open) {
+    ++open_;
     StartRead(&message_);
   }
 
@@ -32,17 +38,21 @@ class Call final : public grpc::ServerGenericBidiReactor {
     reply_ = grpc::ByteBuffer(&reply.BorrowSlice(), 1);
     StartWriteAndFinish(&reply_, {}, taken);
   }
-  void OnDone() override { delete this; }
+  void OnDone() override {
+    --open_;
+    delete this;
+  }
 
  private:
   Journal& journal_;
   const inspect::Schema::Method& method_;
   std::string sequence_;
+  std::atomic<int>& open_;
   grpc::ByteBuffer message_;
   grpc::ByteBuffer reply_;
 };
 
-/// A call of something that is no method.
+/// A call that is not taken.
 class Refusal final : public grpc::ServerGenericBidiReactor {
  public:
   explicit Refusal(const grpc::Status& status) { Finish(status); }
@@ -90,7 +100,8 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
   const inspect::Schema::Method* const method =
       path.rfind(prefix, 0) == 0 ? schema_.method(path.substr(prefix.size())) : nullptr;
   if (method == nullptr) return new Refusal(journal_.takeUnknown(path));
-  return new Call(journal_, *method, sequenceOf(*context));
+  if (open_ >= mostCalls) return new Refusal(journal_.takeTooMany(*method));
+  return new Call(journal_, *method, sequenceOf(*context), open_);
 }
 
 bool Server::start(const Certificates& certificates) {

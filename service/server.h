@@ -5,6 +5,7 @@
 #include <grpcpp/server.h>
 #include <grpcpp/server_builder.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 
@@ -26,6 +27,7 @@ class Service final : public grpc::CallbackGenericService {
  private:
   const inspect::Schema& schema_;
   Journal& journal_;
+  std::atomic<int> open_ = 0;  ///< calls
 };
 
 /// Serves connections that it is given; it listens nowhere itself.

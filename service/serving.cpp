@@ -1,8 +1,10 @@
 #include "service/serving.h"
 
 #include <chrono>
+#include <deque>
 #include <memory>
 
+#include "platform/common/printable.h"
 #include "platform/common/report.h"
 #include "service/certificates.h"
 #include "service/complaints.h"
@@ -18,8 +20,12 @@ namespace {
 using platform::report;
 using Clock = std::chrono::steady_clock;
 
+/// Servers that wait for their connections to end: more only where certificates change every few
+/// seconds.
+constexpr std::size_t mostFormer = 16;
+
 /// Servers, of which the last takes what comes. Connections that were there when certificates were
-/// renewed stay with the one before.
+/// renewed stay with the one before, which goes when the last of them has reached its age.
 class Servers {
  public:
   Servers(const inspect::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
@@ -31,20 +37,37 @@ class Servers {
  private:
   const inspect::Schema& schema_;
   Journal& journal_;
-  std::unique_ptr<Server> current_, former_;
+  struct Former {
+    std::unique_ptr<Server> server;
+    Clock::time_point since;
+  };
+
+  void endFormer();
+
+  std::unique_ptr<Server> current_;
+  std::deque<Former> former_;  // the oldest first
 };
 
 bool Servers::start(const Certificates& certificates) {
   auto next = std::make_unique<Server>(schema_, journal_);
   if (!next->start(certificates)) return false;
-  if (former_ != nullptr) former_->end(endTime);
-  former_ = std::move(current_);
+  if (current_ != nullptr) former_.push_back({std::move(current_), Clock::now()});
   current_ = std::move(next);
+  endFormer();
   return true;
 }
 
+void Servers::endFormer() {
+  constexpr auto age = connectionAge * 11 / 10 + connectionGrace + endTime;  // gRPC's, which varies
+  while (!former_.empty() &&
+         (former_.size() > mostFormer || Clock::now() - former_.front().since > age)) {
+    former_.front().server->end(endTime);
+    former_.pop_front();
+  }
+}
+
 void Servers::end() {
-  if (former_ != nullptr) former_->end(endTime);
+  for (Former& former : former_) former.server->end(endTime);
   current_->end(endTime);
 }
 
@@ -119,7 +142,7 @@ bool serveUntilEnded(const inspect::Schema& schema, const Options& options, cons
   if (!fault.empty()) return cannotListen(options.listen, fault);
   Servers servers(schema, journal);
   if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
-  lines.add("listening on " + listener->bound());
+  lines.add("listening on " + platform::printable(listener->bound()));
   const bool ended = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
   listener.reset();
   Signals::letGo();  // a second signal ends what hangs

@@ -51,6 +51,7 @@ int print(const char* text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  platform::holdStandardDescriptors();
   service::hearComplaints();
   inspect::Schema schema(-1);
   const std::string fault = schema.load();

@@ -69,6 +69,11 @@ status=0
 "$inspect" $rule >json
 "$inspect" --method sendRuleMac - <$rule | diff json - || fail "the standard input"
 "$inspect" --method sendRuleMac --output file bad/message && diff json file || fail "--output"
+: >secret
+chmod 600 secret
+! "$inspect" --output secret $rule absent 2>&- || fail "an absent file is no failure where stderr is closed"
+[ "$(stat -c %a secret)" = 600 ] && ! grep -q absent secret && grep -q "^$rule: " secret ||
+  fail "--output beside a closed stderr: $(stat -c %a secret), $(head -c 200 secret)"
 "$inspect" --method sendRuleMac --annotate "$hostile" | grep -q "^$shown.*: MQC_RuleMac" || fail "a file's name as it is"
 "$inspect" --method sendRuleMac --html "$hostile" | grep -qF '<section><h2>bad/0005\n\x1B[31m\u{202E}&lt;b a="&amp;">-sendRule' ||
   fail "a file's name on the page"

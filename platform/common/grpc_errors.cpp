@@ -3,6 +3,7 @@
 #include <grpcpp/version_info.h>
 
 #include <atomic>
+#include <functional>
 
 #define TARN_GRPC_LOGS_THROUGH_ABSL \
   (GRPC_CPP_VERSION_MAJOR > 1 || (GRPC_CPP_VERSION_MAJOR == 1 && GRPC_CPP_VERSION_MINOR >= 66))
@@ -46,6 +47,12 @@ void listen() {
 #endif
 
 }  // namespace
+
+bool isRepeated(std::string_view text) {
+  static std::atomic<std::size_t> last = 0;
+  const std::size_t hash = std::hash<std::string_view>{}(text);
+  return last.exchange(hash) == hash;
+}
 
 void hearGrpcErrors(void (*hear)(std::string_view file, std::string_view text)) {
   hearing = hear;

@@ -9,6 +9,10 @@ namespace platform {
 /// from, in place of stderr. hear may be called by several threads at once.
 void hearGrpcErrors(void (*hear)(std::string_view file, std::string_view text));
 
+/// Whether an error is the same as the last that this was asked of: what fails again and again is
+/// reported once.
+bool isRepeated(std::string_view text);
+
 }  // namespace platform
 
 #endif

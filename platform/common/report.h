@@ -28,6 +28,10 @@ class Line {
 /// may call it, then or later.
 void writeLinesWith(void (*sink)(std::string_view line) noexcept) noexcept;
 
+/// Occupies those of the descriptors 0 to 2 that are closed, so that no file which is opened later
+/// gets the lines that are meant for them. What is written to them fails.
+void holdStandardDescriptors() noexcept;
+
 /// Who reports: every library and program made with this code defines its own name.
 extern const char* const reporter;
 

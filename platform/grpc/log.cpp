@@ -1,7 +1,5 @@
 #include "platform/grpc/log.h"
 
-#include <atomic>
-#include <functional>
 #include <string_view>
 
 #include "platform/common/grpc_errors.h"
@@ -20,10 +18,7 @@ bool isReportedByCalls(std::string_view file) {
 void onError(std::string_view file, std::string_view text) {
   if (isReportedByCalls(file)) return;
   if (kept != nullptr) return kept->add(text);
-  // What fails again and again is reported once.
-  static std::atomic<std::size_t> last = 0;
-  const std::size_t hash = std::hash<std::string_view>{}(text);
-  if (last.exchange(hash) != hash) report("%.*s", static_cast<int>(text.size()), text.data());
+  if (!isRepeated(text)) report("%.*s", static_cast<int>(text.size()), text.data());
 }
 
 }  // namespace

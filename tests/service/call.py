@@ -1,7 +1,7 @@
 """Sends captured messages as they are and prints a line for each: method, then the reply's status or
 gRPC's code. TARN_GRPC_CA, _CERT, _KEY: PEM files for TLS.
 
-usage: call.py TARGET FILE...
+With TARN_CALL_GZIP they are compressed. usage: call.py TARGET FILE...
 """
 import os
 import re
@@ -10,6 +10,8 @@ import sys
 import grpc
 from flatbuffers.number_types import Uint32Flags
 from flatbuffers.table import Table
+
+COMPRESSION = grpc.Compression.Gzip if "TARN_CALL_GZIP" in os.environ else None
 
 
 def channel(target):
@@ -32,7 +34,7 @@ def call(connection, path, sequence):
     with open(path, "rb") as file:
         message = file.read()
     try:
-        reply = send(message, timeout=10, metadata=[("mqc-sequence", str(sequence))])
+        reply = send(message, timeout=10, compression=COMPRESSION, metadata=[("mqc-sequence", str(sequence))])
         return f"{method} {status_in(reply)}"
     except grpc.RpcError as error:
         return f"{method} {error.code().name}"

@@ -96,6 +96,16 @@ answered "stdout is closed still"
 end TERM
 expect 1 "stdout was closed"
 
+# With no stdout and no stderr nothing is written anywhere else, and calls are answered.
+closed() { exec "$tarn_serve" "$@" >&- 2>&-; }
+start out closed --listen "$address"
+await "a socket" test -S socket
+answered "stdout and stderr are closed"
+"${peer[@]}" garbage "$address" 1
+[ ! -s socket.lock ] || fail "the lock has lines: $(cat socket.lock)"
+end TERM
+expect 1 "stdout and stderr were closed"
+
 # SIGHUP shows totals; where the terminal has gone, it is the end.
 serve out --listen "$address"
 kill -HUP "$service"
