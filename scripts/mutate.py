@@ -40,6 +40,8 @@ TESTS_OF = [
     ("codec/*.h", ["codec_test", *ENCODERS, "SlotListErrors"]),
     ("stubs/*", ["roll_call_test", *ENCODERS]),
     ("msg/*", ENCODERS),
+    ("platform/common/tls.cpp", ["setup_test", "edges_test"]),
+    ("platform/common/grpc_errors.*", ["setup_test", "edges_test", "grpc_test"]),
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
     ("platform/grpc/*", ["setup_test", "edges_test", "grpc_test"]),

@@ -118,6 +118,13 @@ TEST_F(Platform, ForeignTextIsShownOnOneLine) {
       {"too long: \xC0\xAF\xE0\x80\xAF", "too long: \\xC0\\xAF\\xE0\\x80\\xAF"},
       {"too large: \xF4\x90\x80\x80", "too large: \\xF4\\x90\\x80\\x80"},
       {"cut off: \xE2\x82,\xE2\x82", "cut off: \\xE2\\x82,\\xE2\\x82"},
+      {"\u00AD\u061C\u180E\u200B\u200F\u2028\u202E\u2060\u206F\uFEFF\uFFF9\uFFFB\U000E0000"
+       "\U000E0FFF",
+       "\\u{AD}\\u{61C}\\u{180E}\\u{200B}\\u{200F}\\u{2028}\\u{202E}\\u{2060}\\u{206F}\\u{FEFF}\\u{"
+       "FFF9}\\u{FFFB}\\u{E0000}\\u{E0FFF}"},
+      {"\u00AC\u00AE\u061B\u061D\u180D\u180F\u200A\u2010\u2027\u202F\u205F\u2070\uFEFE\uFF00\uFFF8"
+       "\uFFFC\U000DFFFF\U000E1000",
+       ""},
       {"kept: \\n \u00FC\u20AC\U0001F600\u2027\U0010FFFF", ""},
   };
   for (const auto& [text, escaped] : rows) {

@@ -63,7 +63,7 @@ std::string certificatesFault(const std::string& pem) {
 }
 
 std::string ownCertificatesFault(const std::string& pem) {
-  const std::string fault = certificatesFault(pem);
+  std::string fault = certificatesFault(pem);
   if (!fault.empty()) return fault;
   const Context context(SSL_CTX_new(TLS_method()));
   const Certificate own = nextCertificate(reader(pem));
