@@ -155,17 +155,19 @@ TEST_F(Grpc, EncodingIsPartOfTheDeadline) {
 TEST_F(Grpc, CallbackThatHangsHoldsUpNoCall) {
   serve("0");
   void* const opt = open();
-  static std::atomic<bool> hangs;
-  hangs = true;
+  static std::atomic<int> hanging;  // 1 before it does, 2 meanwhile, 0 when it may end
+  hanging = 1;
   const auto hang = [](u32, void*) {
-    while (hangs) usleep(1'000);
+    hanging = 2;
+    while (hanging == 2) usleep(1'000);
   };
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, hang, nullptr, opt), 0u);
+  for (int i = 0; i < 60'000 && hanging != 2; ++i) usleep(1'000);
   ASSERT_EQ(oneway(opt) + call(opt), 0u);
   for (int i = 0; i < 6'000 && received().size() < 3; ++i) usleep(10'000);
   EXPECT_EQ(received().size(), 3u);
   EXPECT_EQ(TarnGrpc_drain(0), TARN_GRPC_BUSY);
-  hangs = false;
+  hanging = 0;
   EXPECT_EQ(TarnGrpc_drain(minute), 0u);
 }
 
