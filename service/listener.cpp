@@ -93,9 +93,11 @@ std::string Listener::openPath(const std::string& path) {
 std::string Listener::openPort(const std::string& host, const std::string& port) {
   addrinfo wanted{};
   wanted.ai_socktype = SOCK_STREAM;
-  wanted.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+  wanted.ai_flags = AI_NUMERICSERV;
   addrinfo* found = nullptr;
-  const int failure = ::getaddrinfo(host.c_str(), port.c_str(), &wanted, &found);
+  // Without a name it is the loopback addresses, which a machine has that knows no name for them.
+  const char* const name = host == "localhost" ? nullptr : host.c_str();
+  const int failure = ::getaddrinfo(name, port.c_str(), &wanted, &found);
   if (failure != 0) return ::gai_strerror(failure);
   const std::unique_ptr<addrinfo, void (*)(addrinfo*)> addresses(found, ::freeaddrinfo);
   // The port that is free at the first address may be in use at the next.

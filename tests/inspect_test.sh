@@ -34,7 +34,7 @@ mkdir bad
 cp all/0016-sendRuleMac.full.bin bad/0003-sendNothing.full.bin
 cp $rule bad/0004-sendRuleMac.full.bin
 cp $rule bad/message
-hostile=$'bad/0005\n\e[31m\u202E<b a="&">-sendRuleMac.compact.bin'
+hostile=$'bad/0005\n\e[31m\xE2\x80\xAE<b a="&">-sendRuleMac.compact.bin'
 shown='bad/0005\\n\\x1B\[31m\\u{202E}<b a="&">'
 cp $rule "$hostile"
 refuses 1 'no method is called sendNothing' bad/0003-sendNothing.full.bin
