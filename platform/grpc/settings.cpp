@@ -1,10 +1,13 @@
 #include "platform/grpc/settings.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 
 #include "platform/common/tls.h"
 #include "platform/grpc/failure.h"
@@ -73,18 +76,38 @@ std::string textOf(const char* name, const char* text) {
   return text;
 }
 
-/// gRPC would go ahead with a file that cannot be read, as if it were empty.
-std::string contentOf(const char* name, const char* path) {
-  std::ifstream file(path, std::ios::binary);
-  const int opening = errno;
-  std::string content(mostPemBytes + 1, '\0');
-  errno = 0;
-  if (file.is_open()) file.read(content.data(), static_cast<std::streamsize>(content.size()));
-  if (!file.is_open() || file.bad()) {
-    refuse(name,
-           "is '" + std::string(path) + "': " + std::strerror(file.is_open() ? errno : opening));
+[[noreturn]] void refuseFile(const char* name, const char* path, const std::string& why) {
+  refuse(name, "is '" + std::string(path) + "'" + why);
+}
+
+/// A file that is open as long as this.
+struct OpenFile {
+  explicit OpenFile(const char* path) : number(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() {
+    if (number >= 0) ::close(number);
   }
-  content.resize(static_cast<std::size_t>(file.gcount()));
+  const int number;
+};
+
+/// gRPC would go ahead with a file that cannot be read, as if it were empty. A pipe could have no
+/// end.
+std::string contentOf(const char* name, const char* path) {
+  const OpenFile file(path);
+  struct stat found {};
+  if (file.number < 0 || ::fstat(file.number, &found) != 0) {
+    refuseFile(name, path, std::string(": ") + std::strerror(errno));
+  }
+  if (!S_ISREG(found.st_mode)) refuseFile(name, path, ", which is no regular file");
+  std::string content(mostPemBytes + 1, '\0');
+  std::size_t size = 0;
+  ssize_t taken = 0;
+  while ((taken = ::read(file.number, content.data() + size, content.size() - size)) > 0) {
+    size += static_cast<std::size_t>(taken);
+  }
+  if (taken < 0) refuseFile(name, path, std::string(": ") + std::strerror(errno));
+  content.resize(size);
   return content;
 }
 
@@ -94,7 +117,7 @@ std::string pemOf(const char* name, const char* path, FaultOf faultOf) {
   if (path == nullptr) return {};
   std::string pem = contentOf(name, path);
   const std::string fault = pem.size() > mostPemBytes ? "holds more than 1 MiB" : faultOf(pem);
-  if (!fault.empty()) refuse(name, "is '" + std::string(path) + "', which " + fault);
+  if (!fault.empty()) refuseFile(name, path, ", which " + fault);
   return pem;
 }
 

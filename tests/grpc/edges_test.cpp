@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+#include <cstdarg>
 #include <cstdlib>
 #include <ctime>
+#include <string_view>
 #include <thread>
 
 #include "grpc/service.h"
@@ -18,6 +20,8 @@ constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14, late = TARN_GRPC_TRANSPORT
 
 std::atomic<long> clockAhead = 0;  // seconds, of the wall clock before the kernel's
 std::atomic<bool> isPrivileged = false;
+constexpr char slowFile[] = "/slow";  // whose opening takes for ever
+std::atomic<bool> isRead = false;
 
 }  // namespace
 
@@ -30,6 +34,15 @@ extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
 }
 extern "C" char* secure_getenv(const char* name) noexcept {
   return isPrivileged ? nullptr : getenv(name);
+}
+extern "C" int open(const char* path, int flags, ...) {
+  isRead = isRead || path == std::string_view(slowFile);
+  while (path == std::string_view(slowFile)) pause();
+  va_list rest;
+  va_start(rest, flags);
+  const mode_t mode = va_arg(rest, mode_t);
+  va_end(rest);
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
 namespace {
@@ -103,24 +116,29 @@ TEST_F(GrpcEdges, SignalsAreTheProgramsOwn) {
 }
 
 TEST_F(GrpcEdges, FilesThatAreReadHoldUpNobodyElse) {
-  const std::string pipe = dir / "ca.pem";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  const TarnGrpcOptions slow = {.target = "unix:/nowhere", .ca = pipe.c_str()};
+  const TarnGrpcOptions slow = {.target = "unix:/nowhere", .ca = slowFile};
   for (const bool isDefault : {false, true}) {
     inChild([&] {
       void* const opt = open({.deadlineMs = 500});
       setenv("TARN_GRPC_TARGET", "unix:/nowhere", 1);
-      setenv("TARN_GRPC_CA", pipe.c_str(), 1);
+      setenv("TARN_GRPC_CA", slowFile, 1);
       std::thread([&] { isDefault ? void(call(nullptr)) : void(TarnGrpc_open(&slow)); }).detach();
-      const int writer =
-          ::open(pipe.c_str(), O_WRONLY);  // is open when the other waits for content
+      while (!isRead) usleep(1'000);
       EXPECT_EQ(call(opt), unavailable);
       inChild([&] { EXPECT_EQ(call(isDefault ? nullptr : opt), TARN_GRPC_FORKED); });
       unsetenv("TARN_GRPC_CA");
       EXPECT_EQ(call(nullptr), unavailable) << "made beside the slow one";
-      close(writer);
     });
   }
+}
+
+TEST_F(GrpcEdges, PipesAreRefusedAtOnce) {
+  const std::string pipe = dir / "ca.pem";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  inChild([&] {
+    EXPECT_EQ(open({.ca = pipe.c_str()}), nullptr);
+    EXPECT_EQ(TarnGrpc_lastError(), "ca is '" + pipe + "', which is no regular file");
+  });
 }
 
 // OpenSSL would clear up before a handler that is older than its first use.

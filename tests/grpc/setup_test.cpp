@@ -27,6 +27,9 @@ using GrpcSetup = ServiceTest;
 
 TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
   const std::string missing = dir / "none\n.pem", shown = dir / "none\\n.pem";
+  const std::string large = dir / "large.pem";
+  std::ofstream{large};
+  std::filesystem::resize_file(large, (1 << 20) + 1);
   const std::string number = "not a whole number from 1 to ";
   struct Row {
     std::string variable, value, complaint;
@@ -55,9 +58,9 @@ TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
       {"FULL", "2", "TARN_GRPC_FULL is '2', not a whole number from 0 to 1"},
       {"WAIT", "yes", "TARN_GRPC_WAIT is 'yes'"},
       {"CA", missing, "TARN_GRPC_CA is '" + shown + "': No such file or directory"},
-      {"CA", dir, "TARN_GRPC_CA is '" + dir.string() + "': Is a directory"},
-      {"CA", "/dev/null", "TARN_GRPC_CA is '/dev/null', which holds no certificate"},
-      {"CA", "/dev/zero", "TARN_GRPC_CA is '/dev/zero', which holds more than 1 MiB"},
+      {"CA", dir, "TARN_GRPC_CA is '" + dir.string() + "', which is no regular file"},
+      {"CA", "/proc/self/comm", "TARN_GRPC_CA is '/proc/self/comm', which holds no certificate"},
+      {"CA", large, "TARN_GRPC_CA is '" + large + "', which holds more than 1 MiB"},
       {"CERT", "/", "TARN_GRPC_KEY is missing: the two come together"},
       {"KEY", "/", "TARN_GRPC_CERT is missing: the two come together"},
       {"SERVER_NAME", "mqc.test", "TARN_GRPC_CA is missing: certificates and server names need it"},
