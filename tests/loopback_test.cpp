@@ -131,6 +131,7 @@ const struct {
   void (*run)();
   std::size_t callbacks;
   bool takesASecond;
+  bool forks = false;  // with other threads about, which qemu does not survive
 } endings[] = {
     {"waits for what is pending", endWithPending, 3, false},
     {"not for ever; then none begins",
@@ -158,7 +159,7 @@ const struct {
        pause();
      },
      0, false},
-    {"a child has its own callbacks alone", endInAFork, 3, false},
+    {"a child has its own callbacks alone", endInAFork, 3, false, true},
     {"a child of a callback goes on",
      [] {
        post([](u32, void*) {
@@ -169,12 +170,13 @@ const struct {
          });
        });
      },
-     1, false},
+     1, false, true},
 };
 
 // First, before there is another thread. On a machine that is busy a second may be over too soon.
 TEST(PlatformDeathTest, ExitWaitsAWhileForCallbacksAndThenLetsNoneBegin) {
-  for (const auto& [what, run, callbacks, takesASecond] : endings) {
+  for (const auto& [what, run, callbacks, takesASecond, forks] : endings) {
+    if (forks && EMULATED) continue;
     std::size_t count = 0;
     bool isOver = false;
     for (int tries = 0; !isOver; ++tries) {
@@ -219,7 +221,8 @@ TEST_F(Platform, ServesManyThreads) {
       TarnPlatform_drain();
     }
   };
-  const int children = __asan_init == nullptr ? 20 : 0;  // whose locks may be held in a child
+  // The locks of ASan may be held in a child, and qemu ends it.
+  const int children = __asan_init == nullptr && !EMULATED ? 20 : 0;
   for (int i = 0; i < children; ++i) EXPECT_EQ(toldIn(callInAChild), 3u);
   for (std::thread& caller : callers) caller.join();
   EXPECT_EQ(failed, 0);
