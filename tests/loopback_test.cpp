@@ -328,6 +328,7 @@ TEST_F(Platform, CompletionCallbackMayCallButNotWait) {
   EXPECT_EQ(TarnPlatform_drain(), 0u);
   EXPECT_EQ(results, (std::array<u32, 3>{TARN_STATUS_DEADLOCK, TARN_STATUS_DEADLOCK, 0}));
   EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 1u);
+  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 1u) << "set back in a callback";
 }
 
 void callEverything() {

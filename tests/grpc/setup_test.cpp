@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "grpc/service.h"
 #include "platform/rpc.h"
@@ -125,6 +126,15 @@ TEST_F(GrpcSetup, CallsThatLackSomethingAreRefused) {
     EXPECT_EQ(TarnGrpc_lastError(), std::string(method == &named ? "method" : "a call") +
                                         ": no handle, no request, or another argument is missing");
   }
+}
+
+TEST_F(GrpcSetup, LastErrorsAreAThreadsOwn) {
+  complaintOf([] { return TarnGrpc_open(nullptr); });
+  std::thread([] {
+    EXPECT_STREQ(TarnGrpc_lastError(), "");
+    complaintOf([] { return RPC_GetRpcInvoke(nullptr, nullptr); });
+  }).join();
+  EXPECT_STREQ(TarnGrpc_lastError(), "no options");
 }
 
 TEST_F(GrpcSetup, NoProxyOfTheEnvironmentIsAsked) {
