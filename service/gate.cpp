@@ -27,7 +27,7 @@ constexpr milliseconds pauseTime{50};
 constexpr milliseconds graceTime{100};
 constexpr std::chrono::minutes reportTime{1};
 
-/// Raises the limit of descriptors as far as may be and returns the first not meant for
+/// Raises the limit of descriptors to the hard one and returns the first not meant for
 /// connections.
 int ceilingOfDescriptors() {
   rlimit limit{};
@@ -128,7 +128,7 @@ bool Gate::makePlace() {
 bool Gate::accept(int listener) {
   while (isReadable(listener)) {
     if (!makePlace()) {
-      pause("as many connections are open as may be");
+      pause("the limit of open connections is reached");
       return true;
     }
     const int socket = ::accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);

@@ -22,12 +22,8 @@ extern "C" const char* __tsan_default_options() {
 
 extern "C" [[gnu::weak]] void __asan_init();
 
-namespace {
-
 /// In a child, gets a byte for each callback that runs.
-int report = -1;
-
-}  // namespace
+static int report = -1;
 
 // What the parent's other threads had is lost in a child.
 extern "C" int __lsan_is_turned_off() {
