@@ -14,6 +14,7 @@
 #include "platform.h"
 #include "platform/bounded_memory.h"
 #include "platform/rpc.h"
+#include "system_open.h"
 
 Writing writing;
 
@@ -39,9 +40,9 @@ extern "C" int open(const char* path, int flags, ...) {
   EXPECT_NE(flags & O_CLOEXEC, 0) << path;
   va_list rest;
   va_start(rest, flags);
-  const mode_t mode = va_arg(rest, mode_t);
+  const int file = systemOpen(path, flags, rest);
   va_end(rest);
-  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+  return file;
 }
 
 namespace {

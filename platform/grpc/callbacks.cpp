@@ -1,7 +1,5 @@
 #include "platform/grpc/callbacks.h"
 
-#include <thread>
-
 #include "platform/grpc/channel.h"
 #include "platform/grpc/start.h"
 

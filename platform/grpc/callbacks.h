@@ -5,8 +5,8 @@
 
 namespace platform {
 
-/// Runs the callbacks of calls that have ended, one after the other, on a thread of its own: what a
-/// callback does holds up no other call.
+/// Runs the callbacks of calls that have ended, one after the other, on a thread of its own: a
+/// callback that hangs holds up no call that somebody waits for.
 class Callbacks {
  public:
   /// Takes the one call of the list, which has ended.

@@ -4,7 +4,6 @@
 
 #include "platform/grpc/failure.h"
 #include "platform/grpc/log.h"
-#include "platform/grpc/poller.h"
 #include "platform/grpc/signals.h"
 #include "platform/grpc/start.h"
 #include "platform/grpc/watchdog.h"
@@ -39,7 +38,8 @@ std::shared_ptr<grpc::ChannelCredentials> credentialsOf(const Settings& settings
   return grpc::SslCredentials({settings.ca, settings.key, settings.cert});
 }
 
-/// Makes the process ready, and a channel that is known to it. No lock is held: files are read.
+/// Makes the process ready, and a channel that is known to it. No lock is held: gRPC takes its
+/// time.
 Channel* made(Settings settings) {
   makeReady();
   auto channel = std::make_unique<Channel>(std::move(settings));

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "grpc/service.h"
+#include "system_open.h"
 
 namespace {
 
@@ -40,9 +41,9 @@ extern "C" int open(const char* path, int flags, ...) {
   while (path == std::string_view(slowFile)) pause();
   va_list rest;
   va_start(rest, flags);
-  const mode_t mode = va_arg(rest, mode_t);
+  const int file = systemOpen(path, flags, rest);
   va_end(rest);
-  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+  return file;
 }
 
 namespace {
