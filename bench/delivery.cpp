@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "mqc_fes_intf.h"
-#include "platform/grpc.h"
+#include "tarn/grpc.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <random>
 
 #include "bench/contestants.h"
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 
 namespace bench {
 namespace {

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/bounded_memory.h"
-#include "platform/rpc.h"
+#include "tarn/bounded_memory.h"
+#include "tarn/rpc.h"
 
 #pragma GCC visibility push(default)
 

@@ -1,5 +1,11 @@
 # Compile and link flags, as interface targets.
 
+# What this tree's sources include; users of the libraries have the public headers alone.
+add_library(tarn_tree INTERFACE)
+target_include_directories(
+  tarn_tree INTERFACE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/platform/include
+                      ${PROJECT_SOURCE_DIR})
+
 add_library(tarn_warnings INTERFACE)
 target_compile_options(tarn_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 

@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tarn_cli_mqc)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(data_dir ${CMAKE_INSTALL_DATADIR}/tarn_cli_mqc)
-set(platform_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/tarn_platform)
+set(platform_header_dir ${CMAKE_INSTALL_INCLUDEDIR}/tarn)
 file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${pkgconfig_dir} /prefix)
 string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
 set(generated ${PROJECT_BINARY_DIR}/installed)
@@ -26,8 +26,9 @@ configure_package_config_file(
 write_basic_package_version_file(${generated}/tarn_cli_mqc-config-version.cmake
                                  COMPATIBILITY SameMajorVersion)
 install(FILES include/mqc_fes_intf.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
-install(FILES platform/bounded_memory.h platform/log.h platform/rpc.h platform/status.h
-        DESTINATION ${platform_include_dir}/platform COMPONENT development)
+set(promises ${PROJECT_SOURCE_DIR}/platform/include/tarn)
+install(FILES ${promises}/bounded_memory.h ${promises}/log.h ${promises}/rpc.h ${promises}/status.h
+        DESTINATION ${platform_header_dir} COMPONENT development)
 install(FILES schema/mqc_fes_intf.fbs schema/mqc_fes_intf_service.fbs schema/mqc_reply.fbs
         DESTINATION ${data_dir}/schema COMPONENT development)
 install(FILES ${generated}/tarn_cli_mqc.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
@@ -58,7 +59,7 @@ if(TARGET tarn_serve)
   install(FILES docs/man/tarn-serve.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serve)
 endif()
 
-# standin and grpc: platforms, each with its header
+# loopback and grpc: platforms, each with its header
 
 # install_platform(<target> <component> <header>)
 function(install_platform target component header)
@@ -68,9 +69,8 @@ function(install_platform target component header)
     EXPORT ${target}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component}
     INCLUDES
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${platform_include_dir})
-  install(FILES platform/${header} DESTINATION ${platform_include_dir}/platform
-          COMPONENT ${component})
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(FILES ${promises}/${header} DESTINATION ${platform_header_dir} COMPONENT ${component})
   install(FILES ${generated}/${target}.pc DESTINATION ${pkgconfig_dir} COMPONENT ${component})
   install(
     EXPORT ${target}
@@ -80,7 +80,7 @@ function(install_platform target component header)
     COMPONENT ${component})
 endfunction()
 
-install_platform(tarn_platform standin stand_in.h)
-if(TARGET tarn_platform_grpc)
-  install_platform(tarn_platform_grpc grpc grpc.h)
+install_platform(tarn_loopback loopback loopback.h)
+if(TARGET tarn_grpc)
+  install_platform(tarn_grpc grpc grpc.h)
 endif()

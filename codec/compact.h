@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "codec/layout.h"
-#include "platform/bounded_memory.h"
+#include "tarn/bounded_memory.h"
 
 /// The position that an outer compact encoder hands to a nested one.
 typedef struct PackPos {

@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-#include "platform/log.h"
+#include "tarn/log.h"
 
 namespace codec {
 namespace {

@@ -9,8 +9,8 @@
 #include <map>
 #include <vector>
 
-#include "inspect/schema.h"
 #include "msg/encoders.h"
+#include "reader/schema.h"
 
 namespace {
 
@@ -148,7 +148,7 @@ void printTable(const Table& table) {
 class Catalogue {
  public:
   /// Adds a method; tells whether roll call and schema agree on it.
-  bool add(const Row& row, const inspect::Schema::Method& method) {
+  bool add(const Row& row, const reader::Schema::Method& method) {
     if (row.method != method.name || row.record->name != method.request->name) return false;
     addTable(*method.request, *row.record, &row);
     methods_ += "| `" + method.name + "` | " + link(method.request->name) + " | " +
@@ -194,7 +194,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: catalogue SCHEMA_DIR\n");
     return 2;
   }
-  inspect::Schema schema(-1);
+  reader::Schema schema(-1);
   std::string fault = schema.load(argv[1]);
   Catalogue catalogue;
   const auto& methods = schema.methods();

@@ -1,9 +1,9 @@
-/* A unit test of a process's own code against the stand-in platform. */
+/* A unit test of a process's own code against the loopback. */
 #include <stdio.h>
 #include <string.h>
 
 #include "mqc_fes_intf.h"
-#include "platform/stand_in.h"
+#include "tarn/loopback.h"
 
 /* The code under test: sets a port's QoS group and says whether that went well. */
 static int joinGroup(u32 port, u32 group) {
@@ -46,8 +46,8 @@ static void sendsTheGroup(void) {
   static const u8 expected[] = {18, 0, 0, 0,  14, 0, 12, 0, 4, 0, 8, 0, 0, 0, 0,
                                 0,  0, 0, 14, 0,  0, 0,  7, 0, 0, 0, 3, 0, 0, 0};
   Seen seen = {0};
-  TarnPlatform_reset();
-  TarnPlatform_setReceiver(keep, &seen);
+  TarnLoopback_reset();
+  TarnLoopback_setReceiver(keep, &seen);
   check(joinGroup(7, 3), "a group is joined");
   check(seen.messages == 1 && strcmp(seen.method, "qos_group_port") == 0, "one request went out");
   check(seen.variant == TARN_VARIANT_SYNC, "it was sent synchronously");
@@ -56,16 +56,16 @@ static void sendsTheGroup(void) {
 }
 
 static void tellsWhenTheServiceRefuses(void) {
-  TarnPlatform_reset();
-  TarnPlatform_setStatus(1);
+  TarnLoopback_reset();
+  TarnLoopback_setStatus(1);
   check(!joinGroup(7, 3), "a refused group is reported");
 }
 
 static void tellsWhenThereIsNoService(void) {
-  TarnPlatform_reset();
-  TarnPlatform_setHandleAvailable(0);
+  TarnLoopback_reset();
+  TarnLoopback_setHandleAvailable(0);
   check(!joinGroup(7, 3), "a missing service is reported");
-  check(TarnPlatform_delivered(TARN_VARIANT_SYNC) == 0, "nothing was delivered");
+  check(TarnLoopback_delivered(TARN_VARIANT_SYNC) == 0, "nothing was delivered");
 }
 
 int main(void) {

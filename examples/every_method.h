@@ -1,6 +1,6 @@
 /* One request of every method in each of the three ways, whatever platform the process has. */
-#ifndef EVERY_METHOD_H
-#define EVERY_METHOD_H
+#ifndef EXAMPLES_EVERY_METHOD_H
+#define EXAMPLES_EVERY_METHOD_H
 
 /*
  * Sends them, waits at most 20 seconds for the asynchronous calls to complete, and prints sizes and

@@ -8,7 +8,7 @@
 #include <stdio.h>
 
 #include "mqc_fes_intf.h"
-#include "platform/stand_in.h"
+#include "tarn/loopback.h"
 
 static void onCompletion(u32 status, void* userData) {
   *(u32*)userData = status;
@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: first_call [CAPTURE_DIR]\n");
     return 2;
   }
-  if (argc == 2 && TarnPlatform_setCaptureDir(argv[1]) != 0) return 1;
+  if (argc == 2 && TarnLoopback_setCaptureDir(argv[1]) != 0) return 1;
 
   req.f0 = 7;
   req.f1[0] = 'A';
@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
   sync = MqcFesIntf_sendClassifierTemplate(&req, NULL);
   async = MqcFesIntf_sendClassifierTemplate_async(&req, onCompletion, &completion, NULL);
   oneway = MqcFesIntf_sendClassifierTemplate_oneway(&req, NULL);
-  TarnPlatform_drain();
+  TarnLoopback_drain();
   printf("sendClassifierTemplate, a record of %zu bytes\n", sizeof req);
   printf("status: synchronous %" PRIu32 ", asynchronous %" PRIu32 " (completed with %" PRIu32
          "), one-way %" PRIu32 "\n",

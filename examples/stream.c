@@ -12,7 +12,7 @@
 #include <time.h>
 
 #include "mqc_fes_intf.h"
-#include "platform/grpc.h"
+#include "tarn/grpc.h"
 
 enum { maxKinds = 16 };
 

@@ -8,9 +8,9 @@
 
 #include "fuzz.h"
 #include "inspect/options.h"
-#include "platform/common/printable.h"
-#include "platform/common/report.h"
 #include "service/options.h"
+#include "shared/printable.h"
+#include "shared/report.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ void checkInspect(int argc, char** argv) {
 }
 
 void checkService(int argc, char** argv) {
-  static inspect::Schema schema(-1);
+  static reader::Schema schema(-1);
   static const bool isLoaded = schema.load(SCHEMAS).empty();
   const auto options = service::readOptions(argc, argv, schema);
   require(isLoaded && reports == (options ? 0 : 1), "tarn-serve: not one line");
@@ -38,7 +38,7 @@ void checkService(int argc, char** argv) {
 
 }  // namespace
 
-void platform::report(const char* format, ...) noexcept {
+void shared::report(const char* format, ...) noexcept {
   char text[8192];
   va_list arguments;
   va_start(arguments, format);

@@ -10,7 +10,7 @@
 namespace {
 
 struct Readers {
-  inspect::Schema onLines{2}, onOneLine{-1};
+  reader::Schema onLines{2}, onOneLine{-1};
   flatbuffers::Parser other;
 
   Readers() {
@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const auto& methods = readers.onLines.methods();
   inspect::Message message{"", methods[data[0] % methods.size()], {data + 1, data + size}, {}};
-  if (const auto fault = inspect::walk(*message.method, message.bytes, message.items)) {
+  if (const auto fault = reader::walk(*message.method, message.bytes, message.items)) {
     require(fault->position < size && !fault->words.empty(), "damage without a place");
     return 0;
   }

@@ -6,9 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "inspect/walk.h"
+#include "reader/walk.h"
 
 namespace inspect {
+
+using reader::Bytes;
+using reader::Item;
+using reader::Schema;
+using reader::Write;
 
 /// A message that was walked without a fault.
 struct Message {

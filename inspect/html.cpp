@@ -6,6 +6,9 @@
 namespace inspect {
 namespace {
 
+using reader::at;
+using reader::Kind;
+
 constexpr std::size_t bytesInRow = 16;
 constexpr std::size_t mostBytes = 4096;  // of one item: a browser is slow with millions
 constexpr std::size_t mostElements = 64;

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "inspect/arguments.h"
-#include "platform/common/report.h"
+#include "shared/arguments.h"
+#include "shared/report.h"
 
 namespace inspect {
 namespace {
 
-using platform::report;
+using shared::report;
 
 /// Whether there is something to do with what was read.
 bool isWhole(const Options& options) {
@@ -61,7 +61,7 @@ std::optional<Options> readOptions(int argc, char** argv) {
                           {"output", required_argument, nullptr, 'o'},
                           {}};
   Options options;
-  for (int found = 0; (found = nextOption(argc, argv, known)) != -1;) {
+  for (int found = 0; (found = shared::nextOption(argc, argv, known)) != -1;) {
     if (found == '?') return std::nullopt;
     if (found == 'm') options.method = optarg;
     if (found == 'o') options.output = optarg;

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <random>
 
-#include "platform/common/report.h"
+#include "shared/report.h"
 
 namespace inspect {
 
@@ -30,7 +30,7 @@ void Output::write(std::string_view text) {
 bool Output::close() {
   if (file_ != nullptr) finish();
   if (error_ == 0) return true;
-  platform::report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
+  shared::report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
   return false;
 }
 

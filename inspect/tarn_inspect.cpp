@@ -11,19 +11,20 @@
 #include "inspect/forms.h"
 #include "inspect/options.h"
 #include "inspect/output.h"
-#include "platform/common/printable.h"
-#include "platform/common/report.h"
+#include "shared/printable.h"
+#include "shared/report.h"
 
-const char* const platform::reporter = "tarn-inspect";
+const char* const shared::reporter = "tarn-inspect";
 
 namespace {
 
 using inspect::Message;
 using inspect::Options;
 using inspect::Output;
-using inspect::Schema;
+
 using inspect::Task;
-using platform::report;
+using reader::Schema;
+using shared::report;
 
 constexpr int refused = 1;
 constexpr int wrongArguments = 2;
@@ -35,7 +36,7 @@ bool refuse(const std::string& name, const std::string& words) {
 
 /// Reads a message; of one that is too long, as much as shows it.
 bool read(const std::string& path, std::vector<std::uint8_t>& bytes) {
-  constexpr std::size_t most = inspect::maxMessageBytes + 1;
+  constexpr std::size_t most = reader::maxMessageBytes + 1;
   std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
   if (file == nullptr) return false;
   std::size_t size = 0;
@@ -71,7 +72,7 @@ bool told(const Options& options, const std::string& path, Told& told) {
 
 /// Reads and checks a message, or says in a line why it is refused.
 bool take(const Schema& schema, const Options& options, const std::string& path, Message& message) {
-  message.name = platform::printable(path);
+  message.name = shared::printable(path);
   Told name;
   if (!told(options, path, name)) {
     return refuse(message.name,
@@ -81,12 +82,12 @@ bool take(const Schema& schema, const Options& options, const std::string& path,
   message.method = schema.method(name.method);
   if (message.method == nullptr) return refuse(message.name, "no method is called " + name.method);
   if (!read(path, message.bytes)) return refuse(message.name, std::strerror(errno));
-  const auto fault = inspect::walk(*message.method, message.bytes, message.items);
+  const auto fault = reader::walk(*message.method, message.bytes, message.items);
   if (fault) {
     return refuse(message.name, "damaged, or not a " + message.method->request->name + ": " +
-                                    inspect::at(fault->position) + ": " + fault->words);
+                                    reader::at(fault->position) + ": " + fault->words);
   }
-  const char* const encoding = inspect::isFull(message.bytes) ? "full" : "compact";
+  const char* const encoding = reader::isFull(message.bytes) ? "full" : "compact";
   if (!name.encoding.empty() && name.encoding != encoding) {
     return refuse(message.name, std::string("+00: it is in the ") + encoding + " encoding");
   }
@@ -94,7 +95,7 @@ bool take(const Schema& schema, const Options& options, const std::string& path,
 }
 
 void show(const Schema& schema, const Options& options, const Message& message, Output& output) {
-  const inspect::Write write = [&output](std::string_view text) { output.write(text); };
+  const reader::Write write = [&output](std::string_view text) { output.write(text); };
   const bool isJson = options.task == Task::json;
   const bool alone = isJson && options.files.size() == 1;
   if (!alone) write(inspect::title(message) + '\n');
@@ -140,7 +141,7 @@ int listMethods(const Schema& schema) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  platform::holdStandardDescriptors();
+  shared::holdStandardDescriptors();
   const auto options = inspect::readOptions(argc, argv);
   if (!options) return wrongArguments;
   if (options->task == Task::help) return print(inspect::usage);

@@ -6,6 +6,9 @@
 namespace inspect {
 namespace {
 
+using reader::at;
+using reader::Kind;
+
 constexpr std::size_t bytesInLine = 8;
 
 /// In the order of Kind; a field's value goes by the field's name alone.
@@ -50,7 +53,7 @@ std::string line(const Message& message, const Item& item, std::size_t from, std
 
 std::string title(const Message& message) {
   return message.name + ": " + message.method->request->name + ", " +
-         (isFull(message.bytes) ? "full" : "compact") + ", " +
+         (reader::isFull(message.bytes) ? "full" : "compact") + ", " +
          std::to_string(message.bytes.size()) + " bytes";
 }
 
@@ -75,7 +78,8 @@ std::string elements(const Message& message, const Item& item, std::size_t first
   std::string text;
   for (std::size_t i = first; i < last; ++i) {
     if (i > first) text += ", ";
-    text += std::to_string(number(&message.bytes[item.position + i * item.width], item.width));
+    text +=
+        std::to_string(reader::number(&message.bytes[item.position + i * item.width], item.width));
   }
   return text;
 }

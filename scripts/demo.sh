@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library and a platform, sends requests of every method, and shows what went out.
 # Installs what is missing (as root).
-# usage: demo.sh             with the stand-in platform
+# usage: demo.sh             with the loopback
 #        demo.sh service     over gRPC, to a service in another process
 set -eu
 cd "$(dirname "$0")/.."
@@ -18,7 +18,7 @@ build() {
 }
 title() { printf '\n=== %s\n\n' "$*"; }
 
-stand_in_demo() {
+loopback_demo() {
   need "${build_packages[@]}" libflatbuffers-dev
   build
   mkdir "$work/first" "$work/all"
@@ -94,4 +94,4 @@ service_demo() {
 service=
 work=$(mktemp -d)
 trap '[ -z "$service" ] || kill "$service"; rm -rf "$work"' EXIT
-if [ $# -eq 0 ]; then stand_in_demo; else service_demo; fi
+if [ $# -eq 0 ]; then loopback_demo; else service_demo; fi

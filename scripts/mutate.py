@@ -40,8 +40,10 @@ TESTS_OF = [
     ("codec/*.h", ["codec_test", *ENCODERS, "SlotListErrors"]),
     ("stubs/*", ["roll_call_test", *ENCODERS]),
     ("msg/*", ENCODERS),
-    ("platform/common/tls.cpp", ["setup_test", "edges_test"]),
-    ("platform/common/grpc_errors.*", ["setup_test", "edges_test", "grpc_test"]),
+    ("shared/tls.cpp", ["setup_test", "edges_test"]),
+    ("shared/grpc_errors.*", ["setup_test", "edges_test", "grpc_test"]),
+    *[(f"shared/{name}.*", ["platform_test", "thread/platform_test"])
+      for name in ("capture", "printable", "report")],
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
     ("platform/grpc/*", ["setup_test", "edges_test", "grpc_test"]),
@@ -52,7 +54,7 @@ CONFIGURE = ["cmake", "-G", "Ninja", "-S", ".", "-DCMAKE_C_COMPILER=clang",
              "-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=0",
              "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_PROJECT_INCLUDE=cmake/mutants.cmake"]
 FOLDERS = {"plain": [], "thread": ["-DTARN_SANITIZE=thread", "-DTARN_WITH_GRPC=OFF"]}
-NOT_BUILT_HERE = re.compile(r"(docs|debian|bench|abi|examples|fuzz|inspect|service|\.ci)/|.*\.md$|"
+NOT_BUILT_HERE = re.compile(r"(docs|debian|bench|abi|examples|fuzz|inspect|reader|service|\.ci)/|.*\.md$|"
                             r"scripts/(?!mutate)")
 # A template that no longer ends takes all memory.
 COMPILER = ["prlimit", "--as=6000000000", "--cpu=100", "cmake"]

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "platform/common/report.h"
-#include "platform/common/tls.h"
+#include "shared/report.h"
+#include "shared/tls.h"
 
 namespace service {
 namespace {
@@ -35,12 +35,11 @@ std::string faultOf(const Options& options, const Certificates& certificates) {
     const std::string words = text.empty() ? "cannot be read, or is empty" : check(text);
     return words.empty() ? words : path + ": " + words;
   };
-  std::string found = fault(options.cert, certificates.cert, platform::ownCertificatesFault);
-  if (found.empty()) found = fault(options.ca, certificates.ca, platform::certificatesFault);
+  std::string found = fault(options.cert, certificates.cert, shared::ownCertificatesFault);
+  if (found.empty()) found = fault(options.ca, certificates.ca, shared::certificatesFault);
   if (!found.empty()) return found;
-  return fault(options.key, certificates.key, [&](const std::string& text) {
-    return platform::keyFault(text, certificates.cert);
-  });
+  return fault(options.key, certificates.key,
+               [&](const std::string& text) { return shared::keyFault(text, certificates.cert); });
 }
 
 std::optional<Certificates> CertificateWatch::look() {
@@ -58,7 +57,7 @@ std::optional<Certificates> CertificateWatch::look() {
   if (seen_ == inUse_) return std::nullopt;
   const std::string fault = faultOf(options_, seen_);
   if (!fault.empty()) {
-    platform::report("%s; the former certificates stay in use", fault.c_str());
+    shared::report("%s; the former certificates stay in use", fault.c_str());
     return std::nullopt;
   }
   return inUse_ = seen_;

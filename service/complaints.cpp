@@ -10,16 +10,16 @@
 #include <utility>
 #include <vector>
 
-#include "platform/common/grpc_errors.h"
-#include "platform/common/report.h"
 #include "service/listener.h"
 #include "service/timing.h"
+#include "shared/grpc_errors.h"
+#include "shared/report.h"
 
 namespace service {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using platform::report;
+using shared::report;
 
 /// A connection that may be in its handshake.
 struct Young {
@@ -61,7 +61,7 @@ void onComplaint(std::string_view, std::string_view text) {
     return;
   }
   if (text.rfind("Handshake failed", 0) != 0) {
-    if (!platform::isRepeated(text)) report("%.*s", static_cast<int>(text.size()), text.data());
+    if (!shared::isRepeated(text)) report("%.*s", static_cast<int>(text.size()), text.data());
     return;
   }
   sweep();  // gRPC closes the connection behind this one's complaint
@@ -73,7 +73,7 @@ void onComplaint(std::string_view, std::string_view text) {
 }  // namespace
 
 void hearComplaints() {
-  platform::hearGrpcErrors(onComplaint);
+  shared::hearGrpcErrors(onComplaint);
 }
 
 std::string firstComplaint() {

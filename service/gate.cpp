@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/common/report.h"
 #include "service/timing.h"
+#include "shared/report.h"
 
 namespace service {
 namespace {
@@ -139,7 +139,7 @@ bool Gate::accept(int listener) {
       pause(std::strerror(error));
       return true;
     } else if (error != EAGAIN && !isPeersFault(error)) {
-      platform::report("accept: %s", std::strerror(error));
+      shared::report("accept: %s", std::strerror(error));
       return false;
     }
   }
@@ -149,7 +149,7 @@ bool Gate::accept(int listener) {
 /// A shortage is reported once until there has been none for a while.
 void Gate::pause(const char* reason) {
   const Clock::time_point now = Clock::now();
-  if (now > reportedUntil_) platform::report("no connection is accepted: %s", reason);
+  if (now > reportedUntil_) shared::report("no connection is accepted: %s", reason);
   reportedUntil_ = now + reportTime;
   pausedUntil_ = now + pauseTime;
 }

@@ -6,17 +6,17 @@
 #include <ctime>
 #include <system_error>
 
-#include "inspect/walk.h"
-#include "platform/common/printable.h"
-#include "platform/common/report.h"
+#include "reader/walk.h"
 #include "service/mqc_service.h"
+#include "shared/printable.h"
+#include "shared/report.h"
 
 namespace service {
 namespace {
 
-using inspect::Bytes;
+using reader::Bytes;
 
-static_assert(mqc::maxMessageBytes == inspect::maxMessageBytes);
+static_assert(mqc::maxMessageBytes == reader::maxMessageBytes);
 
 // A line of JSON is five times as long, and nobody reads it.
 constexpr std::size_t longestShown = 65536;
@@ -59,8 +59,8 @@ std::string lineFor(const std::string& method, std::size_t bytes, const char* ki
   return line;
 }
 
-std::string shown(const inspect::Schema& schema, const inspect::Schema::Method& method,
-                  inspect::Bytes message) {
+std::string shown(const reader::Schema& schema, const reader::Schema::Method& method,
+                  reader::Bytes message) {
   return message.size() <= longestShown ? schema.json(method, message) : "(too long to be shown)";
 }
 
@@ -70,19 +70,19 @@ bool Journal::open() {
   return options_.capture.empty() || capture_.setDir(options_.capture.c_str()) == TARN_STATUS_OK;
 }
 
-grpc::Status Journal::take(const inspect::Schema::Method& method, const std::string& sequence,
+grpc::Status Journal::take(const reader::Schema::Method& method, const std::string& sequence,
                            Bytes message, std::uint32_t& status) {
   const std::string& name = method.name;
   const std::size_t size = message.size();
-  std::vector<inspect::Item> items;
-  if (const auto fault = inspect::walk(method, message, items)) {
+  std::vector<reader::Item> items;
+  if (const auto fault = reader::walk(method, message, items)) {
     const std::lock_guard lock(mutex_);
     count(damaged, size);
-    lines_.add(lineFor(name, size, damaged, sequence) + ' ' + inspect::at(fault->position) + ": " +
+    lines_.add(lineFor(name, size, damaged, sequence) + ' ' + reader::at(fault->position) + ": " +
                fault->words);
     return mqc::damaged();
   }
-  const bool isFull = inspect::isFull(message);
+  const bool isFull = reader::isFull(message);
   std::string line = lineFor(name, size, isFull ? full : compact, sequence);
   if (options_.json) line.append(1, ' ').append(shown(schema_, method, message));
   const auto own = options_.statusOf.find(name);
@@ -96,14 +96,14 @@ grpc::Status Journal::take(const inspect::Schema::Method& method, const std::str
   return grpc::Status::OK;
 }
 
-grpc::Status Journal::takeNothing(const inspect::Schema::Method& method) {
+grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
   const std::lock_guard lock(mutex_);
   count(missing, 0);
   lines_.add(timeOfDay() + ' ' + method.name + ": no message arrived whole");
   return grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, "no message");
 }
 
-grpc::Status Journal::takeTooMany(const inspect::Schema::Method& method) {
+grpc::Status Journal::takeTooMany(const reader::Schema::Method& method) {
   const std::lock_guard lock(mutex_);
   count(missing, 0);
   lines_.add(timeOfDay() + ' ' + method.name + ": too many calls are open");
@@ -113,7 +113,7 @@ grpc::Status Journal::takeTooMany(const inspect::Schema::Method& method) {
 grpc::Status Journal::takeUnknown(const std::string& path) {
   const std::lock_guard lock(mutex_);
   count(unknown, 0);
-  lines_.add(timeOfDay() + ' ' + platform::printable(path) + ": no such method");
+  lines_.add(timeOfDay() + ' ' + shared::printable(path) + ": no such method");
   return grpc::Status(grpc::StatusCode::UNIMPLEMENTED, "no such method");
 }
 
@@ -131,11 +131,11 @@ bool Journal::keep(const std::string& method, bool isFull, Bytes message) {
   const char* const dir = options_.capture.c_str();
   if (error != 0) ++notKept_;
   if (error != captureError_ && error != 0) {
-    platform::report("capture directory %s: %s; requests are refused", dir,
-                     std::generic_category().message(error).c_str());
+    shared::report("capture directory %s: %s; requests are refused", dir,
+                   std::generic_category().message(error).c_str());
   } else if (error != captureError_) {
-    platform::report("capture directory %s: written again; %ju requests were refused", dir,
-                     std::uintmax_t{notKept_});
+    shared::report("capture directory %s: written again; %ju requests were refused", dir,
+                   std::uintmax_t{notKept_});
     notKept_ = 0;
   }
   captureError_ = error;

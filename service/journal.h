@@ -8,10 +8,10 @@
 #include <mutex>
 #include <string>
 
-#include "inspect/schema.h"
-#include "platform/common/capture.h"
+#include "reader/schema.h"
 #include "service/options.h"
 #include "service/output.h"
+#include "shared/capture.h"
 
 namespace service {
 
@@ -19,7 +19,7 @@ namespace service {
 class Journal {
  public:
   /// All must outlive the journal.
-  Journal(const inspect::Schema& schema, const Options& options, Output& lines)
+  Journal(const reader::Schema& schema, const Options& options, Output& lines)
       : schema_(schema), options_(options), lines_(lines) {}
 
   /// Opens the capture directory, if there is one; reports when it cannot be written.
@@ -27,12 +27,12 @@ class Journal {
 
   /// Takes a request. The sequence number is the caller's, as it was sent; status gets what to
   /// reply with. Returns OK or the error to answer with.
-  grpc::Status take(const inspect::Schema::Method& method, const std::string& sequence,
-                    inspect::Bytes message, std::uint32_t& status);
+  grpc::Status take(const reader::Schema::Method& method, const std::string& sequence,
+                    reader::Bytes message, std::uint32_t& status);
   /// Takes a call whose message did not arrive, and returns the error to answer with.
-  grpc::Status takeNothing(const inspect::Schema::Method& method);
+  grpc::Status takeNothing(const reader::Schema::Method& method);
   /// Takes a call beside which too many are open, and returns the error to answer with.
-  grpc::Status takeTooMany(const inspect::Schema::Method& method);
+  grpc::Status takeTooMany(const reader::Schema::Method& method);
   /// Takes a call of something that is no method, and returns the error to answer with.
   grpc::Status takeUnknown(const std::string& path);
 
@@ -47,13 +47,13 @@ class Journal {
 
   // These are called with the mutex held.
   void count(const char* kind, std::size_t bytes);
-  bool keep(const std::string& method, bool isFull, inspect::Bytes message);
+  bool keep(const std::string& method, bool isFull, reader::Bytes message);
 
-  const inspect::Schema& schema_;
+  const reader::Schema& schema_;
   const Options& options_;
   Output& lines_;
   std::mutex mutex_;  // held while a capture and a line are made: both are in the same order
-  platform::Capture capture_;
+  shared::Capture capture_;
   int captureError_ = 0;                          // of the last capture
   std::uint64_t notKept_ = 0;                     // in a row
   std::map<std::string, Count> counts_;           // by kind

@@ -4,13 +4,13 @@
 
 #include <charconv>
 
-#include "inspect/arguments.h"
-#include "platform/common/report.h"
+#include "shared/arguments.h"
+#include "shared/report.h"
 
 namespace service {
 namespace {
 
-using platform::report;
+using shared::report;
 
 bool readNumber(const std::string& text, std::uint32_t& number) {
   const char* const end = text.data() + text.size();
@@ -19,7 +19,7 @@ bool readNumber(const std::string& text, std::uint32_t& number) {
 }
 
 // N, or METHOD=N
-bool readStatus(const std::string& text, const inspect::Schema& schema, Options& options) {
+bool readStatus(const std::string& text, const reader::Schema& schema, Options& options) {
   const std::size_t equals = text.find('=');
   const bool forAll = equals == std::string::npos;
   const std::string method = forAll ? "" : text.substr(0, equals);
@@ -74,7 +74,7 @@ bool checkTogether(const Options& options) {
   return checkListen(options);
 }
 
-bool readOption(int option, const inspect::Schema& schema, Options& options) {
+bool readOption(int option, const reader::Schema& schema, Options& options) {
   switch (option) {
     case 'l':
       options.listen = optarg;
@@ -130,7 +130,7 @@ const char* const usage =
     "are used for new connections. It exits with 2 for wrong arguments, with 1 if it cannot serve\n"
     "or lines were lost.\n";
 
-std::optional<Options> readOptions(int argc, char** argv, const inspect::Schema& schema) {
+std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema) {
   static const option known[] = {
       {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
       {"status", required_argument, nullptr, 's'}, {"capture", required_argument, nullptr, 'd'},
@@ -138,7 +138,7 @@ std::optional<Options> readOptions(int argc, char** argv, const inspect::Schema&
       {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'v'},      {}};
   Options options;
-  for (int found = 0; (found = inspect::nextOption(argc, argv, known)) != -1;) {
+  for (int found = 0; (found = shared::nextOption(argc, argv, known)) != -1;) {
     if (!readOption(found, schema, options)) return std::nullopt;
   }
   if (optind < argc) {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "inspect/schema.h"
+#include "reader/schema.h"
 
 namespace service {
 
@@ -25,7 +25,7 @@ struct Options {
 
 /// Reads the command line. What makes no sense is told in one line on stderr, and there are no
 /// options.
-std::optional<Options> readOptions(int argc, char** argv, const inspect::Schema& schema);
+std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema);
 
 extern const char* const usage;
 

@@ -10,7 +10,7 @@
 #include <new>
 #include <thread>
 
-#include "platform/common/report.h"
+#include "shared/report.h"
 
 namespace service {
 namespace {
@@ -55,7 +55,7 @@ void Output::State::append(std::string_view line) {
   constexpr std::size_t notice = 128;
   queued.reserve(queued.size() + line.size() + notice);  // all of it is added, or nothing
   if (dropped > 0) {
-    queued.append(platform::reporter).append(": ").append(std::to_string(dropped));
+    queued.append(shared::reporter).append(": ").append(std::to_string(dropped));
     queued.append(" lines are missing here: they were not read in time\n");
   }
   dropped = 0;

@@ -17,7 +17,7 @@ constexpr int mostCalls = 10'000;
 /// One call. The reactor is its own owner until gRPC has done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
-  Call(Journal& journal, const inspect::Schema::Method& method, std::string sequence,
+  Call(Journal& journal, const reader::Schema::Method& method, std::string sequence,
        std::atomic<int>& open)
       : journal_(journal), method_(method), sequence_(std::move(sequence)), open_(open) {
     ++open_;
@@ -45,7 +45,7 @@ class Call final : public grpc::ServerGenericBidiReactor {
 
  private:
   Journal& journal_;
-  const inspect::Schema::Method& method_;
+  const reader::Schema::Method& method_;
   std::string sequence_;
   std::atomic<int>& open_;
   grpc::ByteBuffer message_;
@@ -97,7 +97,7 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
     grpc::GenericCallbackServerContext* context) {
   const std::string& path = context->method();
   const std::string prefix = "/MqcFesIntf/";
-  const inspect::Schema::Method* const method =
+  const reader::Schema::Method* const method =
       path.rfind(prefix, 0) == 0 ? schema_.method(path.substr(prefix.size())) : nullptr;
   if (method == nullptr) return new Refusal(journal_.takeUnknown(path));
   if (open_ >= mostCalls) return new Refusal(journal_.takeTooMany(*method));

@@ -9,7 +9,7 @@
 #include <chrono>
 #include <memory>
 
-#include "inspect/schema.h"
+#include "reader/schema.h"
 #include "service/certificates.h"
 #include "service/journal.h"
 
@@ -19,13 +19,13 @@ namespace service {
 class Service final : public grpc::CallbackGenericService {
  public:
   /// Both must outlive the service.
-  Service(const inspect::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
+  Service(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
 
   grpc::ServerGenericBidiReactor* CreateReactor(
       grpc::GenericCallbackServerContext* context) override;
 
  private:
-  const inspect::Schema& schema_;
+  const reader::Schema& schema_;
   Journal& journal_;
   std::atomic<int> open_ = 0;  ///< calls
 };
@@ -34,7 +34,7 @@ class Service final : public grpc::CallbackGenericService {
 class Server {
  public:
   /// Both must outlive the server.
-  Server(const inspect::Schema& schema, Journal& journal) : service_(schema, journal) {}
+  Server(const reader::Schema& schema, Journal& journal) : service_(schema, journal) {}
 
   /// Begins, over TLS where there are certificates. Returns whether gRPC could; where not, it has
   /// complained.

@@ -4,8 +4,6 @@
 #include <deque>
 #include <memory>
 
-#include "platform/common/printable.h"
-#include "platform/common/report.h"
 #include "service/certificates.h"
 #include "service/complaints.h"
 #include "service/gate.h"
@@ -13,11 +11,13 @@
 #include "service/listener.h"
 #include "service/server.h"
 #include "service/timing.h"
+#include "shared/printable.h"
+#include "shared/report.h"
 
 namespace service {
 namespace {
 
-using platform::report;
+using shared::report;
 using Clock = std::chrono::steady_clock;
 
 /// Servers that wait for their connections to end: more only where certificates change every few
@@ -28,14 +28,14 @@ constexpr std::size_t mostFormer = 16;
 /// renewed stay with the one before, which goes when the last of them has reached its age.
 class Servers {
  public:
-  Servers(const inspect::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
+  Servers(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
 
   bool start(const Certificates& certificates);
   void take(int socket) { current_->take(socket); }
   void end();
 
  private:
-  const inspect::Schema& schema_;
+  const reader::Schema& schema_;
   Journal& journal_;
   struct Former {
     std::unique_ptr<Server> server;
@@ -128,7 +128,7 @@ bool cannotListen(const std::string& address, const std::string& reason) {
 
 }  // namespace
 
-bool serveUntilEnded(const inspect::Schema& schema, const Options& options, const Signals& signals,
+bool serveUntilEnded(const reader::Schema& schema, const Options& options, const Signals& signals,
                      Output& lines) {
   Journal journal(schema, options, lines);
   if (!journal.open()) return false;
@@ -142,7 +142,7 @@ bool serveUntilEnded(const inspect::Schema& schema, const Options& options, cons
   if (!fault.empty()) return cannotListen(options.listen, fault);
   Servers servers(schema, journal);
   if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
-  lines.add("listening on " + platform::printable(listener->bound()));
+  lines.add("listening on " + shared::printable(listener->bound()));
   const bool ended = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
   listener.reset();
   Signals::letGo();  // a second signal ends what hangs

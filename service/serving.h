@@ -1,7 +1,7 @@
 #ifndef SERVICE_SERVING_H
 #define SERVICE_SERVING_H
 
-#include "inspect/schema.h"
+#include "reader/schema.h"
 #include "service/options.h"
 #include "service/output.h"
 #include "service/signals.h"
@@ -10,7 +10,7 @@ namespace service {
 
 /// Serves until a signal ends it, and adds totals to the lines. Returns false, with a report, where
 /// it cannot serve, or no longer.
-bool serveUntilEnded(const inspect::Schema& schema, const Options& options, const Signals& signals,
+bool serveUntilEnded(const reader::Schema& schema, const Options& options, const Signals& signals,
                      Output& lines);
 
 }  // namespace service

@@ -8,16 +8,16 @@
 #include <cstdio>
 #include <string_view>
 
-#include "inspect/schema.h"
-#include "platform/common/report.h"
+#include "reader/schema.h"
 #include "service/complaints.h"
 #include "service/options.h"
 #include "service/output.h"
 #include "service/serving.h"
 #include "service/signals.h"
 #include "service/timing.h"
+#include "shared/report.h"
 
-const char* const platform::reporter = "tarn-serve";
+const char* const shared::reporter = "tarn-serve";
 
 namespace {
 
@@ -28,18 +28,18 @@ constexpr int wrongArguments = 2;
 service::Output* reports = nullptr;
 
 /// Serves, with output that nobody waits for.
-int serve(const inspect::Schema& schema, const service::Options& options) {
+int serve(const reader::Schema& schema, const service::Options& options) {
   std::signal(SIGPIPE, SIG_IGN);  // reported at the end
   const service::Signals signals;
   service::Output lines(STDOUT_FILENO);
   reports = new service::Output(STDERR_FILENO);
-  platform::writeLinesWith([](std::string_view line) noexcept { reports->add(line); });
+  shared::writeLinesWith([](std::string_view line) noexcept { reports->add(line); });
   const bool served = service::serveUntilEnded(schema, options, signals, lines);
   const std::uint64_t lost = lines.finish(service::outputTime);
   if (lost > 0) {
-    platform::report("stdout: not all lines could be written; %" PRIu64 " were lost", lost);
+    shared::report("stdout: not all lines could be written; %" PRIu64 " were lost", lost);
   }
-  platform::writeLinesWith(nullptr);
+  shared::writeLinesWith(nullptr);
   const bool isReported = reports->finish(service::endTime) == 0;
   return served && lost == 0 && isReported ? 0 : cannotServe;
 }
@@ -51,12 +51,12 @@ int print(const char* text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  platform::holdStandardDescriptors();
+  shared::holdStandardDescriptors();
   service::hearComplaints();
-  inspect::Schema schema(-1);
+  reader::Schema schema(-1);
   const std::string fault = schema.load();
   if (!fault.empty()) {
-    platform::report("%s", fault.c_str());
+    shared::report("%s", fault.c_str());
     return cannotServe;
   }
   const auto options = service::readOptions(argc, argv, schema);

@@ -1,6 +1,6 @@
 #include "stubs/calls.h"
 
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 
 #define INTERFACE_NAME "MqcFesIntf"
 

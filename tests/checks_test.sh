@@ -5,7 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp -r "$source"/{include,codec,msg,stubs,platform,inspect,service,scripts} "$work"
+cp -r "$source"/{include,codec,msg,stubs,platform,shared,reader,inspect,service,scripts} "$work"
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
@@ -21,15 +21,17 @@ against() {
 }
 against include/mqc_fes_intf.h '#include "codec/bytes.h"'
 against codec/contract.cpp '#include "msg/message.h"'
-against codec/compact.h '#include "platform/rpc.h"'
+against codec/compact.h '#include "tarn/rpc.h"'
 against codec/bytes.h '#  include <stubs/calls.h>'
 against msg/templates.cpp '#include "stubs/calls.h"'
-against msg/record_layout.c '#include "platform/log.h"'
+against msg/record_layout.c '#include "tarn/log.h"'
 against stubs/calls.cpp '#include "codec/compact.h"'
 against platform/loopback/runtime.cpp '#include "codec/bytes.h"'
 against platform/common/encode.h '#include "platform/loopback/state.h"'
 against platform/grpc/runtime.cpp '#include "platform/loopback/state.h"'
-against inspect/walk.cpp '#include "service/server.h"'
+against shared/report.cpp '#include "platform/common/encode.h"'
+against reader/walk.cpp '#include "inspect/forms.h"'
+against inspect/html.cpp '#include "service/server.h"'
 against service/journal.cpp '#include "platform/grpc/channel.h"'
-against platform/stand_in.h '#include "platform/common/report.h"'
+against platform/include/tarn/loopback.h '#include "shared/report.h"'
 echo "each include against the layers is refused"

@@ -1,4 +1,4 @@
-// The stand-in's loopback through the library's exports: receivers, handles, completions, locks.
+// The loopback through the library's exports: receivers, handles, completions, locks.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "platform.h"
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 
 // A child may have threads of its own, and an exit takes no second more than it needs.
 extern "C" const char* __tsan_default_options() {
@@ -141,7 +141,7 @@ const struct {
        std::atexit([] {
          post(tell);
          usleep(50'000);
-         if (TarnPlatform_drain() != TARN_STATUS_DEADLOCK) _exit(6);
+         if (TarnLoopback_drain() != TARN_STATUS_DEADLOCK) _exit(6);
        });
        post(tell);
      },
@@ -191,30 +191,30 @@ TEST_F(Platform, ServesManyThreads) {
   constexpr int threads = 8, calls = 25;
   Ending ending;
   std::atomic<int> received = 0, failed = 0;
-  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  ASSERT_EQ(TarnLoopback_setCaptureDir(dir.c_str()), 0u);
   const auto count = [](const TarnMessage*, void* total) -> u32 {
     ++*static_cast<std::atomic<int>*>(total);
     return 0;
   };
-  TarnPlatform_setReceiver(count, &received);
+  TarnLoopback_setReceiver(count, &received);
   const auto call = [&] {
     for (int i = 0; i < calls; ++i) {
       failed += send() != 0;
       failed += sendAsync(ending) != 0;
       failed += MqcFesIntf_sendClassifierTemplate_oneway(&request, &i) != 0;
-      failed += TarnPlatform_setCaptureDir(dir.c_str()) != 0;
-      TarnPlatform_setStatus(0);
-      TarnPlatform_setCompletionStatus(0);
-      TarnPlatform_drain();
+      failed += TarnLoopback_setCaptureDir(dir.c_str()) != 0;
+      TarnLoopback_setStatus(0);
+      TarnLoopback_setCompletionStatus(0);
+      TarnLoopback_drain();
     }
   };
   std::vector<std::thread> callers;
   for (int t = 0; t < threads; ++t) callers.emplace_back(call);
   const auto callInAChild = [] {
-    TarnPlatform_setCaptureDir(nullptr);
+    TarnLoopback_setCaptureDir(nullptr);
     for (int i = 0; i < 3; ++i) {
       post(tell);
-      TarnPlatform_drain();
+      TarnLoopback_drain();
     }
   };
   // The locks of ASan may be held in a child, and qemu ends it.
@@ -232,7 +232,7 @@ TEST_F(Platform, DeliversEveryVariantToTheReceiver) {
   int option = 0;
   const u32 answer = 0x40000007;
   Inbox inbox{{}, answer};
-  TarnPlatform_setReceiver(receive, &inbox);
+  TarnLoopback_setReceiver(receive, &inbox);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(&request, &option), answer);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, nullptr, nullptr, nullptr), answer);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_oneway(&request, &inbox), answer);
@@ -250,21 +250,21 @@ TEST_F(Platform, DeliversEveryVariantToTheReceiver) {
     ASSERT_EQ(full.size(), 88u);
     EXPECT_EQ(full[8], 1u) << "f0 is the table's first field";
     EXPECT_EQ(Bytes(full.end() - 6, full.end()), Bytes(6)) << "bytes that the encoder leaves open";
-    EXPECT_EQ(TarnPlatform_delivered(message.variant), 1u);
+    EXPECT_EQ(TarnLoopback_delivered(message.variant), 1u);
   }
-  EXPECT_EQ(TarnPlatform_delivered(static_cast<TarnVariant>(3)), 0u);
+  EXPECT_EQ(TarnLoopback_delivered(static_cast<TarnVariant>(3)), 0u);
 }
 
 TEST_F(Platform, HandlesKeepTheirOptions) {
   Inbox inbox;
-  TarnPlatform_setReceiver(receive, &inbox);
+  TarnLoopback_setReceiver(receive, &inbox);
   IdlMsgDesc desc;
   MqcFesIntf_sendClassifierTemplateSetIdl(&desc);
   const MethodId method = {"MqcFesIntf", "sendClassifierTemplate"};
   int options[2];
   void* handles[2];
   for (int i : {0, 1}) handles[i] = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, &options[i]);
-  TarnPlatform_setHandleAvailable(0);
+  TarnLoopback_setHandleAvailable(0);
   for (int i : {0, 1}) {
     EXPECT_EQ(RPC_IdlMsgOnewayCall(handles[i], &request, &method, &desc), 0u) << "once given";
     EXPECT_EQ(inbox.seen.at(static_cast<std::size_t>(i)).message.opt, &options[i]);
@@ -285,31 +285,31 @@ TEST_F(Platform, AsyncCallsComplete) {
   std::vector<std::pair<u32, void*>> expected;
   Bytes data(20);
   for (u32 i = 0; i < data.size(); ++i) {
-    TarnPlatform_setCompletionStatus(i << 24 | i);
+    TarnLoopback_setCompletionStatus(i << 24 | i);
     expected.emplace_back(i << 24 | i, &data[i]);
     EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, &data[i], nullptr), 0u);
   }
-  TarnPlatform_setCompletionStatus(99);
-  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  TarnLoopback_setCompletionStatus(99);
+  EXPECT_EQ(TarnLoopback_drain(), 0u);
   EXPECT_EQ(told, expected);
   EXPECT_NE(thread, std::this_thread::get_id());
-  EXPECT_EQ(TarnPlatform_drain(), 0u) << "with nothing pending";
+  EXPECT_EQ(TarnLoopback_drain(), 0u) << "with nothing pending";
 }
 
 TEST_F(Platform, FailingCallsDoNotComplete) {
   Ending ending;
-  TarnPlatform_setStatus(0x50000);
+  TarnLoopback_setStatus(0x50000);
   EXPECT_EQ(sendAsync(ending), 0x50000u);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(nullptr, nullptr), TARN_STATUS_INVALID);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(nullptr, complete, &ending, nullptr),
             TARN_STATUS_INVALID);
-  TarnPlatform_setHandleAvailable(0);
+  TarnLoopback_setHandleAvailable(0);
   EXPECT_EQ(send(), TARN_STATUS_INVALID);
   EXPECT_EQ(sendAsync(ending), TARN_STATUS_INVALID);
-  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  EXPECT_EQ(TarnLoopback_drain(), 0u);
   EXPECT_EQ(ending.count, 0);
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 1u) << "the one answered with 5";
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_SYNC), 0u);
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_ASYNC), 1u) << "the one answered with 5";
 }
 
 TEST_F(Platform, CompletionCallbackMayCallButNotWait) {
@@ -317,14 +317,14 @@ TEST_F(Platform, CompletionCallbackMayCallButNotWait) {
   const auto callback = [](u32, void* userData) {
     const MQC_ClassifierTemplate again{};
     *static_cast<std::array<u32, 3>*>(userData) = {
-        TarnPlatform_drain(), TarnPlatform_reset(),
+        TarnLoopback_drain(), TarnLoopback_reset(),
         MqcFesIntf_sendClassifierTemplate(&again, nullptr)};
   };
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, &results, nullptr), 0u);
-  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  EXPECT_EQ(TarnLoopback_drain(), 0u);
   EXPECT_EQ(results, (std::array<u32, 3>{TARN_STATUS_DEADLOCK, TARN_STATUS_DEADLOCK, 0}));
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 1u);
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 1u) << "set back in a callback";
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_SYNC), 1u);
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_ASYNC), 1u) << "set back in a callback";
 }
 
 void callEverything() {
@@ -333,9 +333,9 @@ void callEverything() {
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_oneway(&request, &writing), 0u);
   static Ending ending;
   EXPECT_EQ(sendAsync(ending), 0u);
-  EXPECT_NE(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
-  EXPECT_EQ(TarnPlatform_setCaptureDir(nullptr), 0u);
-  TarnPlatform_setCompletionStatus(0);
+  EXPECT_NE(TarnLoopback_delivered(TARN_VARIANT_SYNC), 0u);
+  EXPECT_EQ(TarnLoopback_setCaptureDir(nullptr), 0u);
+  TarnLoopback_setCompletionStatus(0);
 }
 
 TEST_F(Platform, HoldsNoLockWhileAReceiverOrCallbackRuns) {
@@ -344,12 +344,12 @@ TEST_F(Platform, HoldsNoLockWhileAReceiverOrCallbackRuns) {
     if (++*static_cast<std::atomic<int>*>(count) == 1) elsewhere(callEverything);
     return 0;
   };
-  TarnPlatform_setReceiver(receiver, &received);
+  TarnLoopback_setReceiver(receiver, &received);
   EXPECT_EQ(send(), 0u);
   EXPECT_EQ(received, 4);
   const auto callback = [](u32, void*) { elsewhere(callEverything); };
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, callback, nullptr, nullptr), 0u);
-  elsewhere([] { EXPECT_EQ(TarnPlatform_drain(), 0u); });
+  elsewhere([] { EXPECT_EQ(TarnLoopback_drain(), 0u); });
   EXPECT_EQ(received, 8);
 }
 
@@ -364,14 +364,14 @@ TEST_F(Platform, ReceiverMayBeTakenAwayWhileItRuns) {
   std::atomic<int> steps = 0;
   std::thread taker([&steps] {
     step(steps, 2);
-    TarnPlatform_setReceiver(nullptr, nullptr);
+    TarnLoopback_setReceiver(nullptr, nullptr);
     step(steps, 3);
   });
   const auto receiver = [](const TarnMessage*, void* told) -> u32 {
     step(*static_cast<std::atomic<int>*>(told), 3);
     return 7;
   };
-  TarnPlatform_setReceiver(receiver, &steps);
+  TarnLoopback_setReceiver(receiver, &steps);
   EXPECT_EQ(send(), 7u);
   taker.join();
   EXPECT_EQ(send(), 0u);
@@ -381,16 +381,16 @@ TEST_F(Platform, ResetSetsEverythingBack) {
   Inbox inbox{{}, 3};
   Ending ending;
   EXPECT_EQ(sendAsync(ending), 0u);
-  TarnPlatform_setReceiver(receive, &inbox);
-  TarnPlatform_setStatus(4);
-  TarnPlatform_setCompletionStatus(5);
-  TarnPlatform_setHandleAvailable(0);
-  TarnPlatform_setCaptureDir(dir.c_str());
-  EXPECT_EQ(TarnPlatform_reset(), 0u);
+  TarnLoopback_setReceiver(receive, &inbox);
+  TarnLoopback_setStatus(4);
+  TarnLoopback_setCompletionStatus(5);
+  TarnLoopback_setHandleAvailable(0);
+  TarnLoopback_setCaptureDir(dir.c_str());
+  EXPECT_EQ(TarnLoopback_reset(), 0u);
   EXPECT_EQ(ending.count, 1) << "reset waits";
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 0u);
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_ASYNC), 0u);
   EXPECT_EQ(sendAsync(ending), 0u);
-  EXPECT_EQ(TarnPlatform_drain(), 0u);
+  EXPECT_EQ(TarnLoopback_drain(), 0u);
   EXPECT_EQ(ending.status, 0u);
   EXPECT_TRUE(inbox.seen.empty());
   EXPECT_TRUE(fs::is_empty(dir));

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "platform.h"
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 
 /// How many allocations the thread has left before one fails; negative: no end. None is larger than
 /// 1 GiB.
@@ -38,7 +38,7 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 }
 
 std::string noMemoryFor(const fs::path& dir) {
-  return "tarn_platform: capture directory " + dir.string() + ": Cannot allocate memory\n";
+  return "tarn_loopback: capture directory " + dir.string() + ": Cannot allocate memory\n";
 }
 
 // Runs before anything that starts the thread.
@@ -49,15 +49,15 @@ TEST_F(Platform, AsksForItsThreadUntilThereIsOne) {
   };
   noThread = true;
   EXPECT_EQ(complaintOf(TARN_STATUS_NO_RESOURCES, send),
-            "tarn_platform: no thread for completions: Resource temporarily unavailable\n");
+            "tarn_loopback: no thread for completions: Resource temporarily unavailable\n");
   noThread = false;
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), 0u);
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_ASYNC), 0u);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(send(), 0u);
   EXPECT_EQ(threads, 2);
 }
 
 TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
-  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  ASSERT_EQ(TarnLoopback_setCaptureDir(dir.c_str()), 0u);
   std::atomic<u32> completed = 0;
   EXPECT_NE(RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, &completed), nullptr);
   const auto count = [](u32, void* counter) { ++*static_cast<std::atomic<u32>*>(counter); };
@@ -69,12 +69,12 @@ TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
         MqcFesIntf_sendClassifierTemplate_async(&request, count, &completed, &completed);
     memory = -1;
     writing.listens = false;
-    EXPECT_EQ(TarnPlatform_drain(), 0u);
+    EXPECT_EQ(TarnLoopback_drain(), 0u);
     EXPECT_EQ(status, completed == 1 ? 0u : u32{TARN_STATUS_NO_RESOURCES}) << left;
     EXPECT_EQ(files().size(), 2 * completed) << left;
-    EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_ASYNC), completed) << left;
+    EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_ASYNC), completed) << left;
   }
-  const std::string start = "tarn_platform: sendClassifierTemplate: no memory for an encoding of ";
+  const std::string start = "tarn_loopback: sendClassifierTemplate: no memory for an encoding of ";
   const std::set<std::string> told(writing.heard.begin(), writing.heard.end());
   EXPECT_EQ(told,
             (std::set<std::string>{start + "70 bytes\n", start + "88 bytes\n", noMemoryFor(dir)}));
@@ -83,13 +83,13 @@ TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
 TEST_F(Platform, KeepsItsCaptureDirectoryWhenMemoryEnds) {
   const fs::path next = dir / "next";
   fs::create_directory(next);
-  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  ASSERT_EQ(TarnLoopback_setCaptureDir(dir.c_str()), 0u);
   u32 status = 1;
   for (long left = 0; status != 0; ++left) {
     writing.heard.clear();
     writing.listens = true;
     memory = left;
-    status = TarnPlatform_setCaptureDir(next.c_str());
+    status = TarnLoopback_setCaptureDir(next.c_str());
     memory = -1;
     writing.listens = false;
     const std::size_t before = files().size();
@@ -125,5 +125,5 @@ TEST_F(Platform, RefusesAnEncodingOfFourGigabytes) {
   batch.f3_len += UINT32_MAX - desc.pack(nullptr, &batch);
   EXPECT_EQ(complaintOf(TARN_STATUS_NO_RESOURCES,
                         [&] { return MqcFesIntf_ProcMqcBatchMsg(&batch, nullptr); }),
-            "tarn_platform: ProcMqcBatchMsg: no memory for an encoding of 4294967295 bytes\n");
+            "tarn_loopback: ProcMqcBatchMsg: no memory for an encoding of 4294967295 bytes\n");
 }

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/log.h"
-#include "platform/stand_in.h"
+#include "tarn/log.h"
+#include "tarn/loopback.h"
 
 namespace fs = std::filesystem;
 using Bytes = std::vector<u8>;
@@ -67,12 +67,12 @@ inline KvrOsalLogWriteFn logFunction() {
 class Platform : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(TarnPlatform_reset(), 0u);
+    ASSERT_EQ(TarnLoopback_reset(), 0u);
     ASSERT_NE(mkdtemp(name.data()), nullptr);
     dir = name;
   }
   void TearDown() override {
-    EXPECT_EQ(TarnPlatform_reset(), 0u);
+    EXPECT_EQ(TarnLoopback_reset(), 0u);
     fs::remove_all(dir);
   }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What a platform's shared object exports: the functions that its headers declare and the log function
-# of platform/log.h, nothing else. Its threads outlive a dlclose(), so it must stay loaded.
+# of tarn/log.h, nothing else. Its threads outlive a dlclose(), so it must stay loaded.
 # usage: platform_surface_test.sh LIBRARY NM READELF HEADER...
 set -eu
 library=$1 nm=$2 readelf=$3

@@ -1,4 +1,4 @@
-// What every platform is made of, by way of the stand-in: memory functions, log lines, the check of
+// What every platform is made of, by way of the loopback: memory functions, log lines, the check of
 // encoders, captures.
 
 #include <fcntl.h>
@@ -12,9 +12,9 @@
 #include <utility>
 
 #include "platform.h"
-#include "platform/bounded_memory.h"
-#include "platform/rpc.h"
 #include "system_open.h"
+#include "tarn/bounded_memory.h"
+#include "tarn/rpc.h"
 
 Writing writing;
 
@@ -135,8 +135,8 @@ TEST_F(Platform, ForeignTextIsShownOnOneLine) {
         "-/- level 1 code 2 f:3 " + shown + '\n');
     const std::string missing = dir / text;
     EXPECT_EQ(complaintOf(TARN_STATUS_CAPTURE,
-                          [&] { return TarnPlatform_setCaptureDir(missing.c_str()); }),
-              "tarn_platform: capture directory " + (dir / shown).string() +
+                          [&] { return TarnLoopback_setCaptureDir(missing.c_str()); }),
+              "tarn_loopback: capture directory " + (dir / shown).string() +
                   ": No such file or directory\n");
   }
   for (const char* sign : {"x", "\n"}) {  // the second is longer when it is shown
@@ -208,9 +208,9 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
   };
   for (const auto& [complaint, faulty] : rows) {
     EXPECT_EQ(complaintOf(TARN_STATUS_ENCODING, [&row = faulty] { return sendScripted(row); }),
-              std::string("tarn_platform: scripted: ") + complaint + '\n');
+              std::string("tarn_loopback: scripted: ") + complaint + '\n');
   }
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_SYNC), 0u);
   EXPECT_EQ(sendScripted({}), 0u);
   EXPECT_EQ(sendScripted({.fullSize = 65552, .fullWritten = 65552}), 0u);
   for (const u32 root : {300u, 70'000u, 0x1000001u}) {
@@ -218,7 +218,7 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
     EXPECT_EQ(sendScripted({.query = size, .length = size, .written = size, .root = root}), 0u);
   }
   Inbox inbox;
-  TarnPlatform_setReceiver(receive, &inbox);
+  TarnLoopback_setReceiver(receive, &inbox);
   EXPECT_EQ(sendScripted({.query = 8, .length = 8, .written = 4, .root = 4, .fullWritten = 4}), 0u);
   EXPECT_EQ(inbox.seen.at(0).compact, (Bytes{4, 0, 0, 0, 0xA5, 0xA5, 0xA5, 0xA5}));
   EXPECT_EQ(inbox.seen.at(0).full, (Bytes{12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
@@ -228,18 +228,18 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
 
 TEST_F(Platform, CaptureNumbersOnAndOverwritesNothing) {
   Inbox inbox;
-  TarnPlatform_setReceiver(receive, &inbox);
+  TarnLoopback_setReceiver(receive, &inbox);
   for (const char* other : {"0003-x.full.bin", "0001-x.full.bin", "0006-other.full.bin", "12.txt",
                             "x0099-y.compact.bin", "0002-x.full.bin", "0004-x.full.bin"}) {
     std::ofstream(dir / other) << "kept";
   }
-  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  ASSERT_EQ(TarnLoopback_setCaptureDir(dir.c_str()), 0u);
   std::ofstream(dir / "0007-sendClassifierTemplate.full.bin") << "another process's";
   fs::create_symlink(dir / "elsewhere", dir / "0008-sendClassifierTemplate.compact.bin");
   EXPECT_EQ(send(), 0u);
   const MQC_BrkBatchMsg empty = {0, 0, 0, 0, reinterpret_cast<const u8*>("")};
   EXPECT_EQ(MqcFesIntf_ProcMqcBatchMsg_oneway(&empty, nullptr), 0u);
-  TarnPlatform_setCaptureDir(nullptr);
+  TarnLoopback_setCaptureDir(nullptr);
   EXPECT_EQ(send(), 0u);
 
   auto found = files();
@@ -256,11 +256,11 @@ TEST_F(Platform, CaptureNumbersOnAndOverwritesNothing) {
 
 TEST_F(Platform, CaptureWritesWhateverTheSystemTakesAtOnce) {
   Inbox inbox;
-  TarnPlatform_setReceiver(receive, &inbox);
+  TarnLoopback_setReceiver(receive, &inbox);
   std::ofstream(dir / "69999-other.full.bin") << "kept";
   const fs::path before = fs::current_path();
   fs::current_path(dir.parent_path());
-  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.filename().c_str()), 0u);
+  ASSERT_EQ(TarnLoopback_setCaptureDir(dir.filename().c_str()), 0u);
   fs::current_path(before);
   const int input = dup(STDIN_FILENO);
   close(STDIN_FILENO);  // as daemons do: the next file has its number
@@ -279,17 +279,17 @@ TEST_F(Platform, CaptureWritesWhateverTheSystemTakesAtOnce) {
 TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {
   std::ofstream(dir / "file") << "no directory";
   for (const fs::path& path : {dir / "file", dir / "missing", fs::path("/proc/self"), fs::path()}) {
-    const std::string start = "tarn_platform: capture directory " + path.string() + ": ";
-    const auto set = [&] { return TarnPlatform_setCaptureDir(path.c_str()); };
+    const std::string start = "tarn_loopback: capture directory " + path.string() + ": ";
+    const auto set = [&] { return TarnLoopback_setCaptureDir(path.c_str()); };
     EXPECT_EQ(complaintOf(TARN_STATUS_CAPTURE, set).find(start), 0u);
     EXPECT_EQ(complaintOf(TARN_STATUS_CAPTURE, [&] { return send(); }).find(start), 0u);
   }
-  EXPECT_EQ(TarnPlatform_delivered(TARN_VARIANT_SYNC), 0u);
+  EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_SYNC), 0u);
 
   const std::string missing = dir / "missing";
   EXPECT_EQ(
-      complaintOf(TARN_STATUS_CAPTURE, [&] { return TarnPlatform_setCaptureDir(missing.c_str()); }),
-      "tarn_platform: capture directory " + missing + ": No such file or directory\n");
+      complaintOf(TARN_STATUS_CAPTURE, [&] { return TarnLoopback_setCaptureDir(missing.c_str()); }),
+      "tarn_loopback: capture directory " + missing + ": No such file or directory\n");
   fs::create_directory(dir / "missing");
   std::ofstream(dir / "missing" / "12.txt") << "no capture";
   EXPECT_EQ(send(), 0u);
@@ -297,7 +297,7 @@ TEST_F(Platform, CaptureFailsCallsWhileTheDirectoryCannotBeWritten) {
 }
 
 TEST_F(Platform, CaptureLeavesNothingOfAMessageThatDoesNotFit) {
-  ASSERT_EQ(TarnPlatform_setCaptureDir(dir.c_str()), 0u);
+  ASSERT_EQ(TarnLoopback_setCaptureDir(dir.c_str()), 0u);
   const int unused = dup(STDIN_FILENO);
   close(unused);
   for (const std::size_t room : {50u, 100u}) {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/bounded_memory.h"
+#include "tarn/bounded_memory.h"
 
 namespace recorder {
 

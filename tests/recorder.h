@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 
 inline bool operator==(const IdlMsgDesc& a, const IdlMsgDesc& b) {
   return a.slot0 == b.slot0 && a.pack == b.pack && a.slot2 == b.slot2 && a.slot3 == b.slot3 &&

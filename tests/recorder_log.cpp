@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <mutex>
 
-#include "platform/log.h"
 #include "recorder.h"
+#include "tarn/log.h"
 
 extern "C" __attribute__((format(printf, 7, 8))) u32 KVR_OsalLogWrite(const LogModule* module,
                                                                       u32 level, u32 code,

@@ -1,4 +1,4 @@
-#include "platform/bounded_memory.h"
+#include "tarn/bounded_memory.h"
 
 #include <cerrno>
 #include <cstdint>

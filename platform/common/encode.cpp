@@ -5,7 +5,7 @@
 #include <new>
 #include <string>
 
-#include "platform/common/report.h"
+#include "shared/report.h"
 
 namespace platform {
 namespace {
@@ -18,12 +18,12 @@ constexpr u32 wordSize = 4;
 constexpr u32 emptyBufferSize = 8;
 
 TarnStatus refuse(const char* method, const std::string& fault) {
-  report("%s: %s", method, fault.c_str());
+  shared::report("%s: %s", method, fault.c_str());
   return TARN_STATUS_ENCODING;
 }
 
 TarnStatus noMemory(const char* method, u32 size) {
-  report("%s: no memory for an encoding of %u bytes", method, size);
+  shared::report("%s: no memory for an encoding of %u bytes", method, size);
   return TARN_STATUS_NO_RESOURCES;
 }
 

@@ -1,11 +1,11 @@
-#ifndef PLATFORM_ENCODE_H
-#define PLATFORM_ENCODE_H
+#ifndef PLATFORM_COMMON_ENCODE_H
+#define PLATFORM_COMMON_ENCODE_H
 
 #include <memory>
 #include <utility>
 
 #include "mqc_fes_intf.h"
-#include "platform/status.h"
+#include "tarn/status.h"
 
 namespace platform {
 

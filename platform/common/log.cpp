@@ -1,9 +1,9 @@
-#include "platform/log.h"
+#include "tarn/log.h"
 
 #include <cstdarg>
 #include <type_traits>
 
-#include "platform/common/report.h"
+#include "shared/report.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ const char* orElse(const char* text, const char* otherwise) {
 extern "C" u32 KVR_OsalLogWrite(const LogModule* module, u32 level, u32 code, const char* text,
                                 u32 line, const char* function, const char* format, ...) {
   const LogModule who = module != nullptr ? *module : LogModule{};
-  platform::Line record;
+  shared::Line record;
   record.add("%s/%s level %u code %u %s:%u %s", orElse(who.module, "-"), orElse(who.subModule, "-"),
              level, code, orElse(function, "-"), line, orElse(text, ""));
   va_list arguments;

@@ -9,7 +9,7 @@
 #include "platform/grpc/reply.h"
 #include "platform/grpc/signals.h"
 
-namespace platform {
+namespace delivery {
 
 Call::Call(Channel& to, const MethodId& method, Clock::time_point latest, const Ending& whose)
     : channel(to),
@@ -93,4 +93,4 @@ void Call::end() {
   channel.leave(std::move(kept.front()));
 }
 
-}  // namespace platform
+}  // namespace delivery

@@ -13,7 +13,7 @@
 
 #include "mqc_fes_intf.h"
 
-namespace platform {
+namespace delivery {
 
 class Channel;
 
@@ -75,6 +75,6 @@ class Call {
   bool ended_ = false;
 };
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

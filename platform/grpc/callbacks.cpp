@@ -3,7 +3,7 @@
 #include "platform/grpc/channel.h"
 #include "platform/grpc/start.h"
 
-namespace platform {
+namespace delivery {
 namespace {
 
 constexpr std::chrono::milliseconds exitTime{1'000};
@@ -100,4 +100,4 @@ void Callbacks::drop(std::list<std::shared_ptr<Call>>& calls) {
   }
 }
 
-}  // namespace platform
+}  // namespace delivery

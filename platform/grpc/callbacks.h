@@ -3,7 +3,7 @@
 
 #include "platform/grpc/call.h"
 
-namespace platform {
+namespace delivery {
 
 /// Runs the callbacks of calls that have ended, one after the other, on a thread of its own: a
 /// callback that hangs holds up no call that somebody waits for.
@@ -36,6 +36,6 @@ class Callbacks {
 /// thread outlives exit().
 Callbacks& callbacks();
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

@@ -8,7 +8,7 @@
 #include "platform/grpc/start.h"
 #include "platform/grpc/watchdog.h"
 
-namespace platform {
+namespace delivery {
 namespace {
 
 constexpr int maxReplyBytes = 64 * 1024;
@@ -161,4 +161,4 @@ u64 lastSequence() {
   return sequences.load();
 }
 
-}  // namespace platform
+}  // namespace delivery

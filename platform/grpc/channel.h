@@ -8,7 +8,7 @@
 #include "platform/grpc/call.h"
 #include "platform/grpc/settings.h"
 
-namespace platform {
+namespace delivery {
 
 /// The way to a service, and its calls that nobody waits for. A handle is a channel's address;
 /// channels are never destroyed.
@@ -65,6 +65,6 @@ Channel* firstChannel();
 u64 nextSequence();
 u64 lastSequence();
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

@@ -4,20 +4,19 @@
 #include <cstdio>
 #include <iterator>
 
-#include "platform/common/printable.h"
-#include "platform/common/report.h"
+#include "shared/printable.h"
+#include "shared/report.h"
 
-namespace platform {
+const char* const shared::reporter = "tarn_grpc";
 
-const char* const reporter = "tarn_platform_grpc";
-
+namespace delivery {
 namespace {
 
 /// An array, which is there as long as the thread: exit() destroys objects, and calls go on.
 thread_local char lastText[1024] = "";
 
 void keep(std::string_view text) {
-  lastText[showIn({lastText, sizeof lastText - 1}, text)] = '\0';
+  lastText[shared::showIn({lastText, sizeof lastText - 1}, text)] = '\0';
 }
 
 /// By gRPC's codes.
@@ -77,7 +76,7 @@ u32 failure(const char* who, u32 status, std::string_view more) noexcept {
 }
 
 void setupFailure(const char* why) noexcept {
-  report("%s", why);
+  shared::report("%s", why);
   keep(why);
 }
 
@@ -85,8 +84,8 @@ const char* lastFailure() {
   return lastText;
 }
 
-}  // namespace platform
+}  // namespace delivery
 
 const char* TarnGrpc_statusText(u32 status) {
-  return platform::textOf(status);
+  return delivery::textOf(status);
 }

@@ -6,9 +6,9 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "platform/grpc.h"
+#include "tarn/grpc.h"
 
-namespace platform {
+namespace delivery {
 
 /// A set-up that cannot work; what() says why.
 class SetupError : public std::runtime_error {
@@ -28,6 +28,6 @@ inline u32 transportFailure(const char* who, grpc::StatusCode code,
 void setupFailure(const char* why) noexcept;
 const char* lastFailure();
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

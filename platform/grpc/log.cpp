@@ -2,10 +2,10 @@
 
 #include <string_view>
 
-#include "platform/common/grpc_errors.h"
-#include "platform/common/report.h"
+#include "shared/grpc_errors.h"
+#include "shared/report.h"
 
-namespace platform {
+namespace delivery {
 namespace {
 
 thread_local LogOfThread* kept = nullptr;
@@ -18,13 +18,13 @@ bool isReportedByCalls(std::string_view file) {
 void onError(std::string_view file, std::string_view text) {
   if (isReportedByCalls(file)) return;
   if (kept != nullptr) return kept->add(text);
-  if (!isRepeated(text)) report("%.*s", static_cast<int>(text.size()), text.data());
+  if (!shared::isRepeated(text)) shared::report("%.*s", static_cast<int>(text.size()), text.data());
 }
 
 }  // namespace
 
 void takeLog() {
-  hearGrpcErrors(onError);
+  shared::hearGrpcErrors(onError);
 }
 
 LogOfThread::LogOfThread() {
@@ -39,4 +39,4 @@ void LogOfThread::add(std::string_view message) noexcept {
   if (*first_ == '\0') first_[message.copy(first_, sizeof first_ - 1)] = '\0';
 }
 
-}  // namespace platform
+}  // namespace delivery

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace platform {
+namespace delivery {
 
 /// Takes gRPC's log of the process: its errors go through the reporter, each once in a row.
 void takeLog();
@@ -25,6 +25,6 @@ class LogOfThread {
   char first_[512] = "";
 };
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

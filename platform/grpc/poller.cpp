@@ -3,7 +3,7 @@
 #include "platform/grpc/call.h"
 #include "platform/grpc/start.h"
 
-namespace platform {
+namespace delivery {
 
 Poller& poller() {
   static Poller* const only = withThread<Poller>();
@@ -16,4 +16,4 @@ void Poller::run() {
   while (queue_.Next(&call, &ok)) static_cast<Call*>(call)->end();
 }
 
-}  // namespace platform
+}  // namespace delivery

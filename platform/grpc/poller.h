@@ -3,7 +3,7 @@
 
 #include <grpcpp/completion_queue.h>
 
-namespace platform {
+namespace delivery {
 
 /// Ends calls as gRPC reports them, on a thread of its own, which runs nothing of the program's.
 class Poller {
@@ -19,6 +19,6 @@ class Poller {
 /// thread outlives exit().
 Poller& poller();
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace platform {
+namespace delivery {
 namespace {
 
 /// The schema's table MqcReply, as its one reader here needs it.
@@ -49,4 +49,4 @@ std::optional<u32> statusIn(const grpc::ByteBuffer& reply) {
   return flatbuffers::GetRoot<MqcReply>(aligned.bytes())->status();
 }
 
-}  // namespace platform
+}  // namespace delivery

@@ -7,11 +7,11 @@
 
 #include "mqc_fes_intf.h"
 
-namespace platform {
+namespace delivery {
 
 /// The status in a service's reply; none when the bytes are no MqcReply.
 std::optional<u32> statusIn(const grpc::ByteBuffer& reply);
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

@@ -7,18 +7,18 @@
 #include "platform/grpc/channel.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/start.h"
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 
-namespace platform {
+namespace delivery {
 namespace {
 
 /// The encoding that the channel sends. gRPC takes the encoder's bytes themselves.
 u32 encodeFor(const Channel& channel, const MethodId& method, const IdlMsgDesc& desc,
               const void* req, grpc::ByteBuffer& request) {
-  const bool full = channel.settings().full && hasFull(desc);
-  Encoding encoding;
-  const TarnStatus status =
-      (full ? encodeFull : encodeCompact)(method.methodName, desc, req, encoding);
+  const bool full = channel.settings().full && platform::hasFull(desc);
+  platform::Encoding encoding;
+  const TarnStatus status = (full ? platform::encodeFull : platform::encodeCompact)(
+      method.methodName, desc, req, encoding);
   if (status != TARN_STATUS_OK) return failure(method.methodName, status);
   const u32 size = encoding.size();
   const auto free = [](void* bytes) { delete[] static_cast<u8*>(bytes); };
@@ -75,7 +75,7 @@ u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsg
   if (isForked()) return failure(name, TARN_GRPC_FORKED);
   if (handle == nullptr) return TARN_STATUS_INVALID;  // the reason has been reported
   try {
-    if (!isComplete(handle, req, method, desc)) return failure(name, TARN_STATUS_INVALID);
+    if (!platform::isComplete(handle, req, method, desc)) return failure(name, TARN_STATUS_INVALID);
     Channel& channel = *static_cast<Channel*>(handle);
     const Sending sending = {channel, *method, begin + channel.settings().deadline};
     grpc::ByteBuffer request;
@@ -99,52 +99,52 @@ void* madeBy(Make make) noexcept {
 }
 
 }  // namespace
-}  // namespace platform
+}  // namespace delivery
 
 void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt) {
   // At once: another thread may have held a lock when the process was forked. Any handle serves.
-  if (platform::isForked()) return addr;
-  return platform::madeBy([&]() -> void* {
-    if (opt != nullptr) return platform::openedChannel(opt);
-    if (addr == nullptr) throw platform::SetupError("no server address");
-    return platform::defaultChannel();
+  if (delivery::isForked()) return addr;
+  return delivery::madeBy([&]() -> void* {
+    if (opt != nullptr) return delivery::openedChannel(opt);
+    if (addr == nullptr) throw delivery::SetupError("no server address");
+    return delivery::defaultChannel();
   });
 }
 
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32, const MethodId* method,
                              const IdlMsgDesc* desc) {
-  return platform::callWith(handle, req, method, desc, platform::callAndWait);
+  return delivery::callWith(handle, req, method, desc, delivery::callAndWait);
 }
 
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
   const void* const whole = ctx != nullptr ? req : nullptr;
-  return platform::callWith(handle, whole, method, desc, [&](auto& sending, auto& request) {
-    return platform::handOver(sending, request, ctx->cb, ctx->userData);
+  return delivery::callWith(handle, whole, method, desc, [&](auto& sending, auto& request) {
+    return delivery::handOver(sending, request, ctx->cb, ctx->userData);
   });
 }
 
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
                          const IdlMsgDesc* desc) {
-  return platform::callWith(handle, req, method, desc, [&](auto& sending, auto& request) {
-    return platform::handOver(sending, request, nullptr, nullptr);
+  return delivery::callWith(handle, req, method, desc, [&](auto& sending, auto& request) {
+    return delivery::handOver(sending, request, nullptr, nullptr);
   });
 }
 
 void* TarnGrpc_open(const TarnGrpcOptions* options) {
-  return platform::madeBy([&]() -> void* {
-    if (platform::isForked()) throw platform::SetupError(TarnGrpc_statusText(TARN_GRPC_FORKED));
-    if (options == nullptr) throw platform::SetupError("no options");
-    return platform::openChannel(*options);
+  return delivery::madeBy([&]() -> void* {
+    if (delivery::isForked()) throw delivery::SetupError(TarnGrpc_statusText(TARN_GRPC_FORKED));
+    if (options == nullptr) throw delivery::SetupError("no options");
+    return delivery::openChannel(*options);
   });
 }
 
 u32 TarnGrpc_drain(u32 ms) {
-  if (platform::isForked()) return TARN_GRPC_FORKED;
-  if (platform::firstChannel() == nullptr) return TARN_STATUS_OK;
-  return platform::callbacks().drain(platform::Clock::now() + std::chrono::milliseconds(ms));
+  if (delivery::isForked()) return TARN_GRPC_FORKED;
+  if (delivery::firstChannel() == nullptr) return TARN_STATUS_OK;
+  return delivery::callbacks().drain(delivery::Clock::now() + std::chrono::milliseconds(ms));
 }
 
 const char* TarnGrpc_lastError(void) {
-  return platform::lastFailure();
+  return delivery::lastFailure();
 }

@@ -9,11 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/common/tls.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/target.h"
+#include "shared/tls.h"
 
-namespace platform {
+namespace delivery {
 namespace {
 
 struct Range {
@@ -129,10 +129,11 @@ void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& na
   if (options.ca == nullptr && (options.cert != nullptr || options.serverName != nullptr)) {
     refuse(names.ca, "is missing: certificates and server names need it");
   }
-  settings.ca = pemOf(names.ca, options.ca, certificatesFault);
-  settings.cert = pemOf(names.cert, options.cert, ownCertificatesFault);
-  settings.key = pemOf(names.key, options.key,
-                       [&](const std::string& pem) { return keyFault(pem, settings.cert); });
+  settings.ca = pemOf(names.ca, options.ca, shared::certificatesFault);
+  settings.cert = pemOf(names.cert, options.cert, shared::ownCertificatesFault);
+  settings.key = pemOf(names.key, options.key, [&](const std::string& pem) {
+    return shared::keyFault(pem, settings.cert);
+  });
 }
 
 std::string targetOf(const char* name, const char* text) {
@@ -180,4 +181,4 @@ Settings settingsOfEnvironment() {
   return settingsOf(options, variables);
 }
 
-}  // namespace platform
+}  // namespace delivery

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <string>
 
-#include "platform/grpc.h"
+#include "tarn/grpc.h"
 
-namespace platform {
+namespace delivery {
 
 /// How a channel is made, checked: numbers in range, files read.
 struct Settings {
@@ -27,6 +27,6 @@ struct Settings {
 Settings settingsOf(const TarnGrpcOptions& options);
 Settings settingsOfEnvironment();
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

@@ -4,7 +4,7 @@
 #include <pthread.h>
 #include <signal.h>
 
-namespace platform {
+namespace delivery {
 
 /// Blocks the calling thread's signals while it lives. A thread takes the mask of the one that
 /// starts it, and gRPC starts threads wherever it is called: so the program's signals reach its own
@@ -27,6 +27,6 @@ class SignalsBlocked {
   sigset_t before_;
 };
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

@@ -18,7 +18,7 @@
 #include "platform/grpc/poller.h"
 #include "platform/grpc/watchdog.h"
 
-namespace platform {
+namespace delivery {
 namespace {
 
 std::atomic<bool> started = false;
@@ -84,4 +84,4 @@ bool isForked() {
   return forked;
 }
 
-}  // namespace platform
+}  // namespace delivery

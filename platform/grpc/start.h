@@ -8,7 +8,7 @@
 #include "platform/grpc/failure.h"
 #include "platform/grpc/signals.h"
 
-namespace platform {
+namespace delivery {
 
 /// Starts gRPC and the runtime's threads, unless they are; throws when that fails, and is tried
 /// again by the next call.
@@ -33,6 +33,6 @@ Runner* withThread() {
   return runner;
 }
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

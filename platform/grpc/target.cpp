@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace platform {
+namespace delivery {
 namespace {
 
 /// Drops a beginning; whether it was there.
@@ -61,4 +61,4 @@ std::string targetFault(const std::string& target) {
   return "";
 }
 
-}  // namespace platform
+}  // namespace delivery

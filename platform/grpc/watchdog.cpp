@@ -5,7 +5,7 @@
 #include "platform/grpc/channel.h"
 #include "platform/grpc/start.h"
 
-namespace platform {
+namespace delivery {
 namespace {
 
 Clock::time_point expireCalls() {
@@ -45,4 +45,4 @@ void Watchdog::run() {
   }
 }
 
-}  // namespace platform
+}  // namespace delivery

@@ -3,7 +3,7 @@
 
 #include "platform/grpc/call.h"
 
-namespace platform {
+namespace delivery {
 
 /// Ends calls that nobody waits for at their deadlines, on a thread of its own: gRPC's own
 /// deadlines come late when the wall clock is set back.
@@ -24,6 +24,6 @@ class Watchdog {
 /// thread outlives exit().
 Watchdog& watchdog();
 
-}  // namespace platform
+}  // namespace delivery
 
 #endif

@@ -5,10 +5,10 @@
 #include <new>
 #include <system_error>
 
-#include "platform/common/report.h"
 #include "platform/loopback/state.h"
+#include "shared/report.h"
 
-namespace platform {
+namespace loopback {
 namespace {
 
 constexpr std::chrono::seconds exitTime{1};
@@ -25,7 +25,7 @@ TarnStatus Completions::start() {
     worker_ = worker.get_id();
     worker.detach();  // a callback that hangs, or that calls exit(), must not hang the exit
   } catch (const std::system_error& error) {
-    report("no thread for completions: %s", error.what());
+    shared::report("no thread for completions: %s", error.what());
     return TARN_STATUS_NO_RESOURCES;
   }
   return TARN_STATUS_OK;
@@ -86,4 +86,4 @@ void Completions::atExit() {
   closed_ = true;
 }
 
-}  // namespace platform
+}  // namespace loopback

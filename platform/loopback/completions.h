@@ -1,5 +1,5 @@
-#ifndef PLATFORM_COMPLETIONS_H
-#define PLATFORM_COMPLETIONS_H
+#ifndef PLATFORM_LOOPBACK_COMPLETIONS_H
+#define PLATFORM_LOOPBACK_COMPLETIONS_H
 
 #include <condition_variable>
 #include <list>
@@ -7,9 +7,9 @@
 #include <thread>
 
 #include "mqc_fes_intf.h"
-#include "platform/status.h"
+#include "tarn/status.h"
 
-namespace platform {
+namespace loopback {
 
 /// Calls the callbacks of asynchronous calls, in order, on a thread of its own.
 class Completions {
@@ -51,6 +51,6 @@ class Completions {
   bool closed_ = false;  ///< no callback begins
 };
 
-}  // namespace platform
+}  // namespace loopback
 
 #endif

@@ -5,10 +5,10 @@
 
 #include "platform/common/encode.h"
 #include "platform/loopback/state.h"
-#include "platform/rpc.h"
-#include "platform/stand_in.h"
+#include "tarn/loopback.h"
+#include "tarn/rpc.h"
 
-namespace platform {
+namespace loopback {
 namespace {
 
 u32 deliver(const TarnMessage& message) {
@@ -28,12 +28,12 @@ u32 deliver(const TarnMessage& message) {
 
 u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, const IdlMsgDesc* desc,
          TarnVariant variant) try {
-  if (!isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
-  Encoding compact;
-  Encoding full;
-  TarnStatus encoded = encodeCompact(method->methodName, *desc, req, compact);
-  if (encoded == TARN_STATUS_OK && hasFull(*desc)) {
-    encoded = encodeFull(method->methodName, *desc, req, full);
+  if (!platform::isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
+  platform::Encoding compact;
+  platform::Encoding full;
+  TarnStatus encoded = platform::encodeCompact(method->methodName, *desc, req, compact);
+  if (encoded == TARN_STATUS_OK && platform::hasFull(*desc)) {
+    encoded = platform::encodeFull(method->methodName, *desc, req, full);
   }
   if (encoded != TARN_STATUS_OK) return encoded;
   void* const opt = *static_cast<void* const*>(handle);
@@ -62,10 +62,10 @@ u32 sendAndPost(void* handle, const void* req, const MethodId* method, const Idl
 }
 
 }  // namespace
-}  // namespace platform
+}  // namespace loopback
 
 void* RPC_GetRpcInvoke(RpcServerAddr*, void* opt) try {
-  platform::State& state = platform::state();
+  loopback::State& state = loopback::state();
   const std::lock_guard lock(state.mutex);
   if (!state.settings.handleAvailable) return nullptr;
   return const_cast<void**>(&*state.options.insert(opt).first);
@@ -75,17 +75,17 @@ void* RPC_GetRpcInvoke(RpcServerAddr*, void* opt) try {
 
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const MethodId* method,
                              const IdlMsgDesc* desc) {
-  return platform::send(handle, req, reqSize, method, desc, TARN_VARIANT_SYNC);
+  return loopback::send(handle, req, reqSize, method, desc, TARN_VARIANT_SYNC);
 }
 
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
   if (ctx == nullptr) return TARN_STATUS_INVALID;
-  if (ctx->cb != nullptr) return platform::sendAndPost(handle, req, method, desc, *ctx);
-  return platform::send(handle, req, ctx->reqSize, method, desc, TARN_VARIANT_ASYNC);
+  if (ctx->cb != nullptr) return loopback::sendAndPost(handle, req, method, desc, *ctx);
+  return loopback::send(handle, req, ctx->reqSize, method, desc, TARN_VARIANT_ASYNC);
 }
 
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
                          const IdlMsgDesc* desc) {
-  return platform::send(handle, req, 0, method, desc, TARN_VARIANT_ONEWAY);
+  return loopback::send(handle, req, 0, method, desc, TARN_VARIANT_ONEWAY);
 }

@@ -1,17 +1,17 @@
-#ifndef PLATFORM_STATE_H
-#define PLATFORM_STATE_H
+#ifndef PLATFORM_LOOPBACK_STATE_H
+#define PLATFORM_LOOPBACK_STATE_H
 
 #include <array>
 #include <mutex>
 #include <set>
 
-#include "platform/common/capture.h"
 #include "platform/loopback/completions.h"
-#include "platform/stand_in.h"
+#include "shared/capture.h"
+#include "tarn/loopback.h"
 
-namespace platform {
+namespace loopback {
 
-/// What TarnPlatform_reset sets back.
+/// What TarnLoopback_reset sets back.
 struct Settings {
   TarnReceiver receiver = nullptr;
   void* receiverData = nullptr;
@@ -21,13 +21,13 @@ struct Settings {
   std::array<u64, 3> delivered{};  ///< by TarnVariant
 };
 
-/// All that the stand-in keeps. No lock is held while a callback runs, nor two by a call.
+/// All that the loopback keeps. No lock is held while a callback runs, nor two by a call.
 struct State {
   // A fork holds all locks.
   void lock();
   void unlock();
 
-  Capture capture;
+  shared::Capture capture;
   Completions completions;
 
   std::mutex mutex;  ///< guards what follows
@@ -40,6 +40,6 @@ struct State {
 /// thread and calls outlive exit().
 State& state();
 
-}  // namespace platform
+}  // namespace loopback
 
 #endif

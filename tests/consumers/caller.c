@@ -1,6 +1,6 @@
 /*
  * A program as a caller writes it, in C and in C++: sends a classifier template in each of the
- * three ways and looks at what the stand-in received.
+ * three ways and looks at what the loopback received.
  *
  * usage: caller CAPTURE_DIR
  */
@@ -8,7 +8,7 @@
 #include <string.h>
 
 #include "mqc_fes_intf.h"
-#include "platform/stand_in.h"
+#include "tarn/loopback.h"
 
 typedef struct Seen {
   unsigned messages;
@@ -31,8 +31,8 @@ int main(int argc, char** argv) {
   MQC_ClassifierTemplate req;
   Seen seen = {0, 0};
   u32 sync, async, oneway;
-  if (argc != 2 || TarnPlatform_setCaptureDir(argv[1]) != 0) return 2;
-  TarnPlatform_setReceiver(onMessage, &seen);
+  if (argc != 2 || TarnLoopback_setCaptureDir(argv[1]) != 0) return 2;
+  TarnLoopback_setReceiver(onMessage, &seen);
 
   memset(&req, 0, sizeof req);
   req.f3 = 0x0102;

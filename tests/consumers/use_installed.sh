@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the consumers against an installed tree, wherever it lies, and runs them; then has the
-# installed tarn-inspect, which a cross build may leave out, show what the stand-in captured.
+# installed tarn-inspect, which a cross build may leave out, show what the loopback captured.
 # usage: use_installed.sh PREFIX LIBDIR
 # environment: CC CXX; for a cross build TOOLCHAIN (a CMake file) and EMULATOR (a command)
 set -eu
@@ -28,22 +28,22 @@ build() {
 }
 
 echo "pkg-config:"
-build caller tarn_cli_mqc tarn_platform
+build caller tarn_cli_mqc tarn_loopback
 run "$work/caller" "$work/captured"
-if [ -e "$lib/pkgconfig/tarn_platform_grpc.pc" ]; then
-  build any_order tarn_platform_grpc tarn_cli_mqc
+if [ -e "$lib/pkgconfig/tarn_grpc.pc" ]; then
+  build any_order tarn_grpc tarn_cli_mqc
 fi
-build any_order tarn_cli_mqc tarn_platform
+build any_order tarn_cli_mqc tarn_loopback
 run "$work/any_order"
-build any_order tarn_platform tarn_cli_mqc
+build any_order tarn_loopback tarn_cli_mqc
 run "$work/any_order"
 
 echo "each installed header alone, as C99 and as C++98:"
-for header in "$prefix"/include/mqc_fes_intf.h "$prefix"/include/tarn_platform/platform/*.h; do
+for header in "$prefix"/include/mqc_fes_intf.h "$prefix"/include/tarn/*.h; do
   for language in c c++; do
     standard=${language/%c/c99} && standard=${standard/%c++/c++98}
     "$CC" -x $language -std=$standard -Wall -Wextra -Wpedantic -Werror -fsyntax-only \
-      -I "$prefix/include" -I "$prefix/include/tarn_platform" "$header"
+      -I "$prefix/include" "$header"
   done
 done
 
@@ -95,7 +95,7 @@ LD_LIBRARY_PATH=$lib "$prefix/bin/tarn-serve" --listen "$TARN_GRPC_TARGET" \
   --capture "$work/served" >"$work/told" &
 service=$!
 run "$work/build/grpc"
-build any_order tarn_cli_mqc tarn_platform_grpc
+build any_order tarn_cli_mqc tarn_grpc
 run "$work/any_order"
 grep qos_group_port "$work/told"
 run "$prefix/bin/tarn-inspect" "$work"/served/*-qos_group_port.compact.bin | grep -c '"f[0-4]": 0'

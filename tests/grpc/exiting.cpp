@@ -13,7 +13,7 @@
 
 #include <string>
 
-#include "platform/grpc.h"
+#include "tarn/grpc.h"
 
 // Looking for leaks, LSan waits in the child for a lock that a thread held which the child has not.
 extern "C" int __lsan_is_turned_off() {

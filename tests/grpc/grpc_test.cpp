@@ -5,7 +5,7 @@
 #include <tuple>
 
 #include "grpc/service.h"
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 #include "wire.h"
 
 namespace {

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/grpc.h"
+#include "tarn/grpc.h"
 
 /// Starts a program and gives its process id.
 inline pid_t start(std::vector<std::string> words) {

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "grpc/service.h"
-#include "platform/rpc.h"
+#include "tarn/rpc.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ std::string complaintOf(Make make) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(make(), nullptr);
   const std::string line = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(line, std::string("tarn_platform_grpc: ") + TarnGrpc_lastError() + '\n');
+  EXPECT_EQ(line, std::string("tarn_grpc: ") + TarnGrpc_lastError() + '\n');
   return TarnGrpc_lastError();
 }
 

@@ -1,0 +1,26 @@
+/**
+ * @file status.h
+ * @brief The statuses that the platforms made here share.
+ */
+#ifndef TARN_STATUS_H
+#define TARN_STATUS_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Statuses of a platform's own. A call that returns one of its errors delivered nothing. */
+typedef enum TarnStatus {
+  TARN_STATUS_OK = 0,
+  TARN_STATUS_CAPTURE = 5,       /**< The capture directory cannot be written. */
+  TARN_STATUS_NO_RESOURCES = 12, /**< No memory, or no thread for completions. */
+  TARN_STATUS_INVALID = 22,      /**< No handle, no request, or another argument is missing. */
+  TARN_STATUS_DEADLOCK = 35,     /**< The wait for completions would never end. */
+  TARN_STATUS_ENCODING = 74      /**< An encoder broke its contract. */
+} TarnStatus;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

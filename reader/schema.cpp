@@ -1,0 +1,40 @@
+#include "reader/schema.h"
+
+#include <flatbuffers/util.h>
+
+#include <filesystem>
+
+namespace reader {
+namespace {
+
+/// The schema lies at a fixed way from the program.
+std::string schemaDir() {
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return (program.parent_path() / TARN_SCHEMA_FROM_PROGRAM).lexically_normal();
+}
+
+}  // namespace
+
+std::string Schema::load() {
+  return load(schemaDir());
+}
+
+std::string Schema::load(const std::string& dir) {
+  const std::string path = dir + "/mqc_fes_intf_service.fbs";
+  std::string text;
+  if (!flatbuffers::LoadFile(path.c_str(), false, &text)) return path + ": cannot be read";
+  const char* includes[] = {dir.c_str(), nullptr};
+  if (!parser_.Parse(text.c_str(), includes, path.c_str())) return parser_.error_;
+  return parser_.services_.vec.size() == 1 ? "" : path + ": not one service";
+}
+
+const Schema::Method* Schema::method(const std::string& name) const {
+  return service()->calls.Lookup(name);
+}
+
+const std::vector<Schema::Method*>& Schema::methods() const {
+  return service()->calls.vec;
+}
+
+}  // namespace reader

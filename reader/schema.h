@@ -1,0 +1,55 @@
+#ifndef READER_SCHEMA_H
+#define READER_SCHEMA_H
+
+#include <flatbuffers/idl.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace reader {
+
+using Bytes = std::span<const std::uint8_t>;
+
+/// Takes a text piece by piece: a large message has ten times as much of it.
+using Write = std::function<void(std::string_view)>;
+
+/// The service's methods and their requests, as the schema has them. Once loaded, any thread may
+/// ask.
+class Schema {
+ public:
+  using Method = flatbuffers::RPCCall;
+
+  /// @param indent spaces for each level of JSON; -1 for JSON on one line
+  explicit Schema(int indent) : indent_(indent) {}
+
+  /// Reads mqc_fes_intf_service.fbs and what it includes, from where they lie beside the program,
+  /// built or installed; says why it failed, or nothing.
+  std::string load();
+  /// The same from a folder.
+  std::string load(const std::string& dir);
+
+  /// The method of that name, nullptr when there is none.
+  const Method* method(const std::string& name) const;
+  /// All methods, in the order of the roll call.
+  const std::vector<Method*>& methods() const;
+
+  /// A message that was walked without a fault as JSON, absent scalars included; on several lines,
+  /// an array of numbers is on one.
+  std::string json(const Method& method, Bytes message) const;
+  /// The same in pieces.
+  void json(const Method& method, Bytes message, const Write& write) const;
+
+ private:
+  const flatbuffers::ServiceDef* service() const { return parser_.services_.vec.front(); }
+
+  int indent_;
+  flatbuffers::Parser parser_;
+};
+
+}  // namespace reader
+
+#endif

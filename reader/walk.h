@@ -1,0 +1,77 @@
+#ifndef READER_WALK_H
+#define READER_WALK_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "reader/schema.h"
+
+namespace reader {
+
+/// What bytes of a message are.
+enum class Kind {
+  table,   ///< no bytes: opens what belongs to a table
+  vtable,  ///< no bytes: opens a table's vtable
+  absent,  ///< no bytes: a field that was left out
+  rootOffset,
+  vtableSize,
+  tableSize,
+  fieldOffset,   ///< of a vtable
+  vtableOffset,  ///< the first word of a table
+  scalar,
+  offsetField,
+  count,
+  elements,     ///< all of a vector of numbers
+  tableOffset,  ///< of a vector of tables
+  blockOffset,  ///< the first word of a block that a vector's table stands in
+  gap,          ///< left unwritten by the full encoding
+};
+
+/// The longest message, in bytes: what a service takes.
+inline constexpr std::size_t maxMessageBytes = 65 * 1024 * 1024;
+
+/// Some bytes of a message that belong together.
+struct Item {
+  std::size_t position;
+  std::size_t length;
+  Kind kind;
+  std::string path;   ///< the field, "f11[3].f0"; empty for the message itself
+  std::string value;  ///< what the bytes say
+  unsigned depth;     ///< in the tree that the items form in their order
+  unsigned width;     ///< bytes of a vector's element, else 0
+};
+
+/// What is wrong with a message, and where.
+struct Fault {
+  std::size_t position;  ///< inside the message or at its end
+  std::string words;
+};
+
+/// Whether a message that was walked is in the full encoding: the compact one has a vtable before
+/// its table.
+bool isFull(Bytes message);
+
+/**
+ * Follows every offset of a message and holds it to the method's request and to the rules of its
+ * encoding: each byte belongs to exactly one item. Reads nothing before the FlatBuffers verifier
+ * has found it inside the message. Takes time and memory for the fields, not for their bytes.
+ *
+ * @param items gets all bytes of the message, as a tree
+ * @return what is wrong first, or nothing
+ */
+std::optional<Fault> walk(const Schema::Method& method, Bytes message, std::vector<Item>& items);
+
+/// The items that have bytes, in the order of these.
+std::vector<const Item*> byPosition(const std::vector<Item>& items);
+
+/// An unsigned number of so many bytes, at most 4.
+std::uint32_t number(const std::uint8_t* bytes, std::size_t width);
+
+/// A position as it is shown everywhere: "+2D".
+std::string at(std::size_t position);
+
+}  // namespace reader
+
+#endif

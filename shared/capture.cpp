@@ -1,0 +1,169 @@
+#include "shared/capture.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "shared/report.h"
+
+// Not with std::filesystem, which ends the process when memory ends.
+namespace shared {
+namespace {
+
+/// A file under a name that no capture file has; gone at the end of its scope.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& dir) : path_(dir) {}
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    if (created_) ::unlink(path_.c_str());
+  }
+
+  int create(std::span<const u8> bytes);
+  /// Gives the file, where there is one, its name, which must be new.
+  int linkTo(const std::string& path) const {
+    return !created_ || ::link(path_.c_str(), path.c_str()) == 0 ? 0 : errno;
+  }
+  bool exists() const { return created_; }
+
+ private:
+  std::string path_;
+  bool created_ = false;
+};
+
+int writeAll(int file, std::span<const u8> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file, bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) return errno;
+    bytes = bytes.subspan(written < 0 ? 0 : static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+int TemporaryFile::create(std::span<const u8> bytes) {
+  u32 number = 0;
+  if (::getrandom(&number, sizeof number, 0) < 0) return errno;
+  path_ += "/." + std::to_string(number) + ".tmp";
+  const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (file < 0) return errno;
+  created_ = true;
+  const int error = writeAll(file, bytes);
+  const int closing = ::close(file) == 0 ? 0 : errno;
+  return error != 0 ? error : closing;
+}
+
+/// The number that a capture file's name begins with, 0 for any other file.
+u32 numberIn(std::string_view name) {
+  u32 number = 0;
+  const char* const end = name.data() + name.size();
+  const auto [rest, error] = std::from_chars(name.data(), end, number);
+  return error == std::errc{} && rest != end && *rest == '-' ? number : 0;
+}
+
+std::string fileName(const std::string& dir, u64 number, const char* method, const char* encoding) {
+  std::string digits = std::to_string(number);
+  digits.insert(0, 4 - std::min<std::size_t>(4, digits.size()), '0');
+  return dir + '/' + digits + '-' + method + '.' + encoding + ".bin";
+}
+
+/// Names both files or none.
+int publish(const TemporaryFile& compact, const TemporaryFile& full, const std::string& dir,
+            u64 number, const char* method) {
+  const std::string compactPath = fileName(dir, number, method, "compact");
+  const std::string fullPath = fileName(dir, number, method, "full");
+  const int error = compact.linkTo(compactPath);
+  if (error != 0) return error;
+  const int fullError = full.linkTo(fullPath);
+  if (fullError != 0 && compact.exists()) ::unlink(compactPath.c_str());
+  return fullError;
+}
+
+/// The process may change its working directory later.
+std::string absolute(const char* path) {
+  char current[PATH_MAX];
+  const bool isRelative = *path != '/' && *path != '\0';
+  if (!isRelative || ::getcwd(current, sizeof current) == nullptr) return path;
+  return std::string(current) + '/' + path;
+}
+
+TarnStatus outcome(const char* path, int error) {
+  if (error == 0) return TARN_STATUS_OK;
+  char reason[128];
+  report("capture directory %s: %s", path, ::strerror_r(error, reason, sizeof reason));
+  return error == ENOMEM ? TARN_STATUS_NO_RESOURCES : TARN_STATUS_CAPTURE;
+}
+
+}  // namespace
+
+TarnStatus Capture::setDir(const char* path) noexcept try {
+  const std::lock_guard lock(mutex_);
+  if (path == nullptr) {
+    dir_.reset();
+    return TARN_STATUS_OK;
+  }
+  Directory dir{absolute(path), {}};
+  int error = findNext(dir);
+  if (error == 0) error = TemporaryFile(dir.path).create({});
+  const TarnStatus status = outcome(dir.path.c_str(), error);
+  if (error != ENOMEM) dir_ = std::move(dir);
+  return status;
+} catch (const std::bad_alloc&) {
+  return outcome(path, ENOMEM);
+}
+
+TarnStatus Capture::write(const char* method, Bytes compact, Bytes full) noexcept {
+  const std::lock_guard lock(mutex_);
+  return dir_ ? outcome(dir_->path.c_str(), attempt(method, compact, full)) : TARN_STATUS_OK;
+}
+
+int Capture::tryWrite(const char* method, Bytes compact, Bytes full) noexcept {
+  const std::lock_guard lock(mutex_);
+  return dir_ ? attempt(method, compact, full) : 0;
+}
+
+int Capture::attempt(const char* method, Bytes compact, Bytes full) noexcept try {
+  return writeFiles(*dir_, method, compact, full);
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
+}
+
+int Capture::findNext(Directory& dir) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(dir.path.c_str()), ::closedir);
+  if (!entries) return errno;
+  u64 highest = 0;
+  errno = 0;
+  while (const dirent* const entry = ::readdir(entries.get())) {
+    highest = std::max<u64>(highest, numberIn(entry->d_name));
+  }
+  if (errno == 0) dir.next = highest + 1;
+  return errno;
+}
+
+int Capture::writeFiles(Directory& dir, const char* method, Bytes compact, Bytes full) {
+  if (!dir.next) {
+    if (const int error = findNext(dir)) return error;
+  }
+  TemporaryFile compactFile(dir.path);
+  TemporaryFile fullFile(dir.path);
+  int error = compact.empty() ? 0 : compactFile.create(compact);
+  if (error == 0 && !full.empty()) error = fullFile.create(full);
+  if (error != 0) return error;
+  do {  // another process may have taken the number
+    error = publish(compactFile, fullFile, dir.path, (*dir.next)++, method);
+  } while (error == EEXIST);
+  return error;
+}
+
+}  // namespace shared
