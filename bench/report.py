@@ -27,7 +27,7 @@ COLOURS = {"compact": "tab:blue", "full": "tab:green", "builder": "tab:red", "fl
 STYLES = {"gcc": ".-", "clang": ".--"}
 MATCH_ALL = "MQC_match_all"
 METHODS = (pathlib.Path(__file__).parents[1] / "schema" / "mqc_fes_intf_service.fbs").read_text() \
-    .count("): MqcReply;")
+    .count("): mqc.MqcReply;")
 
 
 def read_timings(path):

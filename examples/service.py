@@ -10,10 +10,10 @@ from concurrent import futures
 
 import flatbuffers
 import grpc
-import MqcReply
-from MQC_port_group import MQC_port_group
-from MQC_RuleMac import MQC_RuleMac
-from mqc_fes_intf_service_grpc_fb import MqcFesIntfServicer, add_MqcFesIntfServicer_to_server
+from mqc import MqcReply
+from mqc.mqc_fes_intf_service_grpc_fb import MqcFesIntfServicer, add_MqcFesIntfServicer_to_server
+from mqc.MQC_port_group import MQC_port_group
+from mqc.MQC_RuleMac import MQC_RuleMac
 
 
 def reply(status):

@@ -19,9 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const auto status = platform::statusIn(grpc::ByteBuffer(slices.data(), slices.size()));
   flatbuffers::Verifier verifier(reply.data(), reply.size());
-  const bool isWhole = verifier.VerifyBuffer<MqcReply>(nullptr);
+  const bool isWhole = verifier.VerifyBuffer<mqc::MqcReply>(nullptr);
   require(status.has_value() == isWhole, "a damaged reply is taken, or a whole one is not");
-  require(!isWhole || *status == flatbuffers::GetRoot<MqcReply>(reply.data())->status(),
+  require(!isWhole || *status == flatbuffers::GetRoot<mqc::MqcReply>(reply.data())->status(),
           "another status");
   return 0;
 }

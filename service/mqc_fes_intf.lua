@@ -162,7 +162,7 @@ local function register(method, direction, table_name)
   grpc_messages:add("application/grpc,/MqcFesIntf/" .. method .. "," .. direction, proto)
 end
 
-for method, request, reply in service_schema:gmatch("([%w_]+)%s*%(([%w_]+)%)%s*:%s*([%w_]+)%s*;") do
+for method, request, reply in service_schema:gmatch("([%w_]+)%s*%(mqc%.([%w_]+)%)%s*:%s*mqc%.([%w_]+)%s*;") do
   register(method, "request", request)
   register(method, "response", reply)
 end

@@ -5,8 +5,10 @@
  *     flatc --cpp --grpc mqc_fes_intf.fbs mqc_reply.fbs mqc_fes_intf_service.fbs
  *
  * makes `MqcFesIntf::Service`, whose methods a service overrides. Compile every file, the made ones
- * included, with `-DFLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION=1`: the check that flatc's code
- * makes by itself asks for aligned words, which these messages do not have.
+ * included, with `-include mqc_service.h`: it turns off the check that flatc's code makes by
+ * itself, which asks for aligned words that these messages do not have, and puts the tables'
+ * namespace `mqc` in use, which flatc's code of a service leaves out. A source that includes
+ * `mqc_fes_intf.h`, whose records have the tables' names, is therefore one without it.
  *
  *     grpc::Status sendRuleMac(grpc::ServerContext*,
  *                              const flatbuffers::grpc::Message<MQC_RuleMac>* request,
@@ -24,7 +26,11 @@
 #define MQC_SERVICE_H
 
 #if !FLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION
-#error "compile every file with -DFLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION=1"
+#ifdef FLATBUFFERS_GRPC_H_
+#error "compile every file with -include mqc_service.h"
+#endif
+#undef FLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION
+#define FLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION 1
 #endif
 
 #include <flatbuffers/flatbuffers.h>
@@ -96,5 +102,7 @@ inline void applyLimits(grpc::ServerBuilder& builder) {
 }
 
 }  // namespace mqc
+
+using namespace mqc;
 
 #endif

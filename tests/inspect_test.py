@@ -93,7 +93,7 @@ for path, message in messages.items():
 text = re.sub(r"//.*", "", open(schema + "/mqc_fes_intf.fbs").read())
 tables = {name: re.findall(r"(\w+): ([\w\[\]]+) \(id: \d+((?:, count: \d+)?)\)", body)
           for name, body in re.findall(r"table (\w+) {(.*?)}", text, re.S)}
-requests = dict(re.findall(r"(\w+)\((\w+)\): MqcReply", open(schema + "/mqc_fes_intf_service.fbs").read()))
+requests = dict(re.findall(r"(\w+)\(mqc\.(\w+)\): mqc\.MqcReply", open(schema + "/mqc_fes_intf_service.fbs").read()))
 
 
 def contradicts(path, other):

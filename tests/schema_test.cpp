@@ -10,12 +10,8 @@
 #include <map>
 #include <regex>
 
-#include "wire.h"
-
-// Tables are called what records are called.
-namespace stock {
 #include "mqc_fes_intf_generated.h"
-}  // namespace stock
+#include "wire.h"
 
 namespace {
 
@@ -58,7 +54,7 @@ TEST(Schema, SaysWhatTheSlotListsSay) {
     ++found;
   }
   const std::regex blanks(" +");
-  EXPECT_EQ("attribute\"count\";",
+  EXPECT_EQ("attribute\"count\";namespacemqc;",
             std::regex_replace(std::regex_replace(schema, table, ""), blanks, ""));
   for (const Method& method : methods) addSlotList(inSlotLists, *method.table);
   for (const auto& [name, fields] : inSlotLists) EXPECT_EQ(fields, inSchema[name]) << name;
@@ -69,14 +65,17 @@ TEST(Schema, ServesTheRollCall) {
   const std::string service = schemaText("/mqc_fes_intf_service.fbs");
   std::string methodsText;
   for (const Method& method : methods) {
-    const std::string row = std::string(method.name) + '(' + method.type + "): MqcReply; ";
+    const std::string row = std::string(method.name) + "(mqc." + method.type + "): mqc.MqcReply; ";
     ASSERT_NE(service.find(row), std::string::npos) << "the service's schema lacks " << row;
     methodsText += row;
   }
-  EXPECT_EQ(" include \"mqc_fes_intf.fbs\"; include \"mqc_reply.fbs\"; rpc_service MqcFesIntf { " +
-                methodsText + "} ",
-            service);
-  EXPECT_EQ(" table MqcReply { status: uint (id: 0); } ", schemaText("/mqc_reply.fbs"));
+  EXPECT_EQ(
+      " include \"mqc_fes_intf.fbs\"; include \"mqc_reply.fbs\"; "
+      "rpc_service MqcFesIntf { " +
+          methodsText + "} ",
+      service);
+  EXPECT_EQ(" namespace mqc; table MqcReply { status: uint (id: 0); } ",
+            schemaText("/mqc_reply.fbs"));
 }
 
 struct Stock {
@@ -84,9 +83,9 @@ struct Stock {
   bool (*verify)(flatbuffers::Verifier& verifier);
 };
 
-#define ROW(method, Type)  \
-  {stock::Type##TypeTable, \
-   [](flatbuffers::Verifier& verifier) { return verifier.VerifyBuffer<stock::Type>(nullptr); }},
+#define ROW(method, Type) \
+  {mqc::Type##TypeTable,  \
+   [](flatbuffers::Verifier& verifier) { return verifier.VerifyBuffer<mqc::Type>(nullptr); }},
 constexpr Stock stockTables[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
 #undef ROW
 
