@@ -66,6 +66,20 @@ constexpr std::size_t compactBase() {
   }
 }
 
+/// Bytes that the slot's values add to that at most, a buffer's own bytes aside.
+template <class S>
+constexpr std::size_t compactGrowth() {
+  if constexpr (S::kind == Kind::scalar) {
+    return S::size;
+  } else if constexpr (S::kind == Kind::buffer) {
+    return offsetFieldSize + countSize;
+  } else if constexpr (S::kind == Kind::vector) {
+    return 0;
+  } else {
+    return S::count * LayoutOf<typename S::Element>::compactGrowth;
+  }
+}
+
 template <class... Slots>
 struct Layout<SlotList<Slots...>> {
   static constexpr std::size_t size = sizeof...(Slots);
@@ -85,6 +99,9 @@ struct Layout<SlotList<Slots...>> {
   /// Bytes of the compact table that do not depend on values, the root offset not among them.
   static constexpr std::size_t compactBase =
       vtableSize + tableHeaderSize + (codec::compactBase<Slots>() + ... + 0);
+  static constexpr std::size_t compactGrowth = (codec::compactGrowth<Slots>() + ... + 0);
+  /// The longest compact encoding, a buffer's bytes aside.
+  static constexpr std::size_t compactMax = rootOffsetSize + compactBase + compactGrowth;
 
   // The compact table is never longer: it has an offset field where this one has the nested block.
   // Only a buffer outgrows its table size.

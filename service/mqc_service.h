@@ -25,6 +25,9 @@
 #ifndef MQC_SERVICE_H
 #define MQC_SERVICE_H
 
+/// Version of this header: major * 10000 + minor * 100 + patch.
+#define MQC_SERVICE_VERSION 10100
+
 #if !FLATBUFFERS_GRPC_DISABLE_AUTO_VERIFICATION
 #ifdef FLATBUFFERS_GRPC_H_
 #error "compile every file with -include mqc_service.h"

@@ -71,6 +71,9 @@
 #include "mqc_fes_intf.h"
 #include "tarn/status.h"
 
+/** Version of this header: major * 10000 + minor * 100 + patch. */
+#define TARN_GRPC_VERSION 10100
+
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -7,6 +7,9 @@
 
 #include "mqc_fes_intf.h"
 
+/** Version of this header: major * 10000 + minor * 100 + patch. */
+#define TARN_LOG_VERSION 10100
+
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -5,6 +5,9 @@
 #ifndef TARN_STATUS_H
 #define TARN_STATUS_H
 
+/** Version of this header: major * 10000 + minor * 100 + patch. */
+#define TARN_STATUS_VERSION 10100
+
 #ifdef __cplusplus
 extern "C" {
 #endif
