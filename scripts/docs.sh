@@ -6,7 +6,7 @@ set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 [ "$*" = "" ] || [ "$*" = --check ] || { echo "usage: docs.sh [--check]" >&2; exit 2; }
-need "${build_packages[@]}" libflatbuffers-dev python3 doxygen
+need "${build_packages[@]}" libflatbuffers-dev python3 doxygen graphviz fonts-dejavu-core
 
 quietly cmake --preset demo
 quietly cmake --build --preset demo --target catalogue tarn_inspect
@@ -15,7 +15,8 @@ rm -rf "$made"
 mkdir -p "$made/pictures" build/reference
 build/demo/docs/catalogue schema >"$made/catalogue.md"
 scripts/pictures.py build/demo/bin/tarn-inspect "$made/pictures"
-for file in catalogue.md pictures/{call,compact,full,parts}.svg; do
+dot -Tsvg docs/pictures/house.dot -o "$made/pictures/house.svg"
+for file in catalogue.md pictures/{call,compact,full,house}.svg; do
   [ "$*" = --check ] || cp "$made/$file" "docs/$file"
   diff -u "docs/$file" "$made/$file" ||
     { echo "docs.sh: docs/$file is out of date: scripts/docs.sh" >&2; exit 1; }

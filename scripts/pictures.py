@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Draws docs/pictures: the parts, the calls of a request, byte maps of a golden in both encodings.
+"""Draws for docs/pictures the calls of a request, and byte maps of a golden in both encodings.
 
 usage: pictures.py TARN_INSPECT OUTPUT_DIR
 """
@@ -173,61 +173,6 @@ def call_diagram():
     return svg(x[-1] + 90, bottom + 8, "The calls of a synchronous request", body)
 
 
-# Left, top, lines of text.
-PARTS = {
-    "caller": (10, 76, ("caller's process",)),
-    "stubs": (270, 76, ("stubs/", "four exports a method")),
-    "runtime": (570, 76, ("RPC runtime", "(platform)")),
-    "device": (860, 10, ("MqcFesIntf service",)),
-    "test": (860, 76, ("unit test,", "capture files")),
-    "remote": (860, 142, ("tarn-serve or an own", "service, elsewhere")),
-    "msg": (570, 190, ("msg/", "slot lists")),
-    "codec": (570, 282, ("codec/", "both encodings")),
-    "memory": (860, 282, ("bounded memory, log", "(platform)")),
-}
-WIDE, TALL = 170, 44
-# From, to, words at the middle, lines of them above it.
-USES = (
-    ("caller", "stubs", "record", 1),
-    ("stubs", "runtime", "handle, record,|MethodId, IdlMsgDesc", 2),
-    ("runtime", "device", "device", 2),
-    ("runtime", "test", "loopback", 1),
-    ("runtime", "remote", "gRPC", -1),
-    ("runtime", "msg", "pack, packFull, fullSize", 0),
-    ("msg", "codec", "buffer or NULL", 0),
-    ("codec", "memory", "memset_s, memcpy_s,|parameter error", 2),
-)
-
-
-def middle(start, end):
-    """From the side of one part to the facing side of the other, and the point between."""
-    (x1, y1, _), (x2, y2, _) = PARTS[start], PARTS[end]
-    if x1 == x2:
-        line = x1 + WIDE // 2, y1 + TALL, x2 + WIDE // 2, y2
-    else:
-        line = x1 + WIDE, y1 + TALL // 2, x2, y2 + TALL // 2
-    return line, (line[0] + line[2]) // 2, (line[1] + line[3]) // 2
-
-
-def part_diagram():
-    body = ['<defs><marker id="tip" orient="auto" markerWidth="9" markerHeight="8" refX="9" refY="4">'
-            '<path class="head" d="M0 0l9 4l-9 4z"/></marker></defs>']
-    for left, top, lines in PARTS.values():
-        body.append(f'<rect class="box" x="{left}" y="{top}" width="{WIDE}" height="{TALL}" rx="4"/>')
-        for row, line in enumerate(lines):
-            below = 18 * row + (19 if len(lines) > 1 else 27)
-            body.append(text(left + WIDE // 2, top + below, line, "small" if row else "hex"))
-    for start, end, words, above in USES:
-        (x1, y1, x2, y2), x, y = middle(start, end)
-        body.append(f'<path class="line" d="M{x1} {y1}L{x2} {y2}" marker-end="url(#tip)"/>')
-        for row, line in enumerate(words.split("|")):
-            if above == 0:
-                body.append(text(x - 10, y + 4, line, "small faint", "end"))
-            else:
-                body.append(text(x, y + 13 * (row - above) + 8, line, "small faint"))
-    return svg(1040, 336, "The parts, and what passes between them", body)
-
-
 def main():
     if len(sys.argv) != 3:
         sys.exit("usage: pictures.py TARN_INSPECT OUTPUT_DIR")
@@ -235,7 +180,6 @@ def main():
     for encoding in ("compact", "full"):
         (output / f"{encoding}.svg").write_text(byte_map(inspect, encoding))
     (output / "call.svg").write_text(call_diagram())
-    (output / "parts.svg").write_text(part_diagram())
 
 
 main()
