@@ -41,3 +41,6 @@ SIZE(LogModule, 24)
 AT(LogModule, module, 0, 8)
 AT(LogModule, subModule, 8, 8)
 AT(LogModule, number, 16, 4)
+
+#undef SIZE
+#undef AT
