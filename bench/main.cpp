@@ -133,7 +133,7 @@ u32 checksumOf(const Encodings& encodings, u32 count, u32 seed) {
 void list(const Subjects& subjects) {
   for (const auto& subject : subjects) {
     const auto& [name, count] = subject->patterns.back();
-    const codec::TableInfo& table = *subject->message->table;
+    const methods::Table& table = *subject->message->table;
     u32 sum = checksumOf(subject->compact, count, 2166136261u);
     if (subject->message->fullWritten != 0) sum = checksumOf(subject->full, count, sum);
     std::printf("%s/%s %u %.1f %u %08x\n", table.name, name.c_str(), table.recordSize,

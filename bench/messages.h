@@ -7,12 +7,12 @@
 
 #include <vector>
 
-#include "codec/table_info.h"
+#include "methods/methods.h"
 
 namespace bench {
 
 struct Message {
-  const codec::TableInfo* table;
+  const methods::Table* table;
   u32 fullWritten;  ///< bytes that the full encoder writes; 0 without a full encoding
   u32 (*feed)(flatbuffers::FlatBufferBuilder& builder, const u8* record);
   void (*setIdl)(IdlMsgDesc* desc);

@@ -9,7 +9,7 @@ namespace {
 using flatbuffers::Table;
 using Tables = flatbuffers::Vector<flatbuffers::Offset<Table>>;
 
-bool holdsTable(const codec::TableInfo& info, const Table* table, const u8* record);
+bool holdsTable(const methods::Table& info, const Table* table, const u8* record);
 
 /// The count of a vector stands before its bytes, whatever its elements are.
 bool holdsVector(const u8* vector, u32 count, const u8* bytes, u32 size) {
@@ -17,13 +17,13 @@ bool holdsVector(const u8* vector, u32 count, const u8* bytes, u32 size) {
          std::memcmp(vector + sizeof count, bytes, size) == 0;
 }
 
-bool holdsBuffer(const codec::SlotInfo& slot, const u8* vector, const u8* record) {
+bool holdsBuffer(const methods::Slot& slot, const u8* vector, const u8* record) {
   const auto [bytes, length] = records::loadBuffer(record + slot.offset, slot);
   if (bytes == nullptr || length == 0) return vector == nullptr;
   return holdsVector(vector, length, bytes, length);
 }
 
-bool holdsTables(const codec::SlotInfo& slot, const Tables* tables, const u8* members) {
+bool holdsTables(const methods::Slot& slot, const Tables* tables, const u8* members) {
   if (tables == nullptr || tables->size() != slot.count) return false;
   for (u32 i = 0; i < slot.count; ++i) {
     if (!holdsTable(*slot.table, tables->Get(i), members + i * slot.width)) return false;
@@ -31,29 +31,29 @@ bool holdsTables(const codec::SlotInfo& slot, const Tables* tables, const u8* me
   return true;
 }
 
-bool holdsSlot(const codec::SlotInfo& slot, const Table& table, flatbuffers::voffset_t field,
+bool holdsSlot(const methods::Slot& slot, const Table& table, flatbuffers::voffset_t field,
                const u8* record) {
   const u8* const member = record + slot.offset;
   switch (slot.kind) {
-    case codec::Kind::scalar:
+    case methods::Kind::scalar:
       return records::withWord(slot.width, [&](auto zero) {
         return table.GetField(field, zero) == records::loadWord(member, sizeof zero);
       });
-    case codec::Kind::vector:
+    case methods::Kind::vector:
       return holdsVector(table.GetPointer<const u8*>(field), slot.count, member, slot.size);
-    case codec::Kind::table:
+    case methods::Kind::table:
       return holdsTable(*slot.table, table.GetPointer<const Table*>(field), member);
-    case codec::Kind::tables:
+    case methods::Kind::tables:
       return holdsTables(slot, table.GetPointer<const Tables*>(field), member);
-    case codec::Kind::buffer:
+    case methods::Kind::buffer:
       return holdsBuffer(slot, table.GetPointer<const u8*>(field), record);
   }
   return false;
 }
 
-bool holdsTable(const codec::TableInfo& info, const Table* table, const u8* record) {
+bool holdsTable(const methods::Table& info, const Table* table, const u8* record) {
   if (table == nullptr) return false;
-  for (u32 i = 0; i < info.slotCount; ++i) {
+  for (u32 i = 0; i < info.slots.size(); ++i) {
     const auto slot = static_cast<flatbuffers::voffset_t>(i);
     if (!holdsSlot(info.slots[i], *table, flatbuffers::FieldIndexToOffset(slot), record)) {
       return false;
@@ -64,7 +64,7 @@ bool holdsTable(const codec::TableInfo& info, const Table* table, const u8* reco
 
 }  // namespace
 
-bool holds(const codec::TableInfo& table, const u8* encoding, const u8* record) {
+bool holds(const methods::Table& table, const u8* encoding, const u8* record) {
   return holdsTable(table, flatbuffers::GetRoot<Table>(encoding), record);
 }
 

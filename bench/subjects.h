@@ -63,7 +63,7 @@ class Encodings {
 };
 
 /// Whether what the builder made, read by the FlatBuffers library, holds what the record holds.
-bool holds(const codec::TableInfo& table, const u8* encoding, const u8* record);
+bool holds(const methods::Table& table, const u8* encoding, const u8* record);
 
 /// A run over the first so many records of a subject, again and again. A power of two.
 struct Pattern {

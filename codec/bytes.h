@@ -13,6 +13,12 @@
 
 namespace codec {
 
+/// The nested record that stands at member in the caller's record.
+template <class Record>
+CODEC_INLINE const Record* nestedRecord(const u8* member) {
+  return static_cast<const Record*>(static_cast<const void*>(member));
+}
+
 /// Reads a word of a record, in host order.
 template <class Word>
 CODEC_INLINE Word load(const u8* from) {

@@ -30,10 +30,14 @@ CODEC_INLINE void storeDistance(u8* field, const u8* target) {
   store(field, static_cast<u32>(target - field));
 }
 
-/// Writes Record's nested table at pos->cur and returns its table start relative to pos->base.
-/// The shared tables specialise this.
+/// Writes the nested table of rec, a Record, at pos->cur, moves pos->cur behind it and returns the
+/// table start relative to pos->base. The output must have room.
 template <class Record>
-CODEC_INLINE u32 packNested(PackPos* pos, const u8* record);
+CODEC_INLINE u32 packNested(PackPos* pos, const void* rec);
+
+/// What enclosing encoders call for Record's nested table. The shared tables specialise this.
+template <class Record>
+inline constexpr auto nestedPacker = packNested<Record>;
 
 template <class S>
 CODEC_INLINE const u8* bufferBytes(const u8* record) {
@@ -109,10 +113,11 @@ template <class S>
 CODEC_INLINE void packTables(PackPos* pos, Place& next, const u8* record) {
   if (!isPresent<S>(record)) return;
   if constexpr (S::kind == Kind::table || S::kind == Kind::tables) {
+    using Element = typename S::Element;
     u8* field = S::kind == Kind::table ? next.field : next.body + countSize;
     for (std::size_t i = 0; i < S::count; ++i, field += offsetFieldSize) {
-      const u8* element = record + S::offset + i * sizeof(typename S::Element);
-      storeDistance(field, pos->base + packNested<typename S::Element>(pos, element));
+      const Element* const element = nestedRecord<Element>(record + S::offset) + i;
+      storeDistance(field, pos->base + nestedPacker<Element>(pos, element));
     }
   }
   skip<S>(next, record);
@@ -161,8 +166,8 @@ CODEC_INLINE u8* packTable(PackPos* pos, const u8* record) {
 }
 
 template <class Record>
-CODEC_INLINE u32 packNested(PackPos* pos, const u8* record) {
-  return static_cast<u32>(packTable<ListOf<Record>>(pos, record) - pos->base);
+CODEC_INLINE u32 packNested(PackPos* pos, const void* rec) {
+  return static_cast<u32>(packTable<ListOf<Record>>(pos, static_cast<const u8*>(rec)) - pos->base);
 }
 
 /// Writes the compact encoding of a message at out and returns its length.

@@ -12,9 +12,14 @@
 
 namespace codec {
 
-/// Writes Record's nested block. The shared tables specialise this to call their own functions.
+/// Writes the full encoding of rec at out, which must have room: a message, or the nested block of
+/// a table. Returns 0.
+template <class List>
+CODEC_INLINE u32 packBlock(u8* out, const void* rec);
+
+/// What enclosing encoders call for Record's nested block. The shared tables specialise this.
 template <class Record>
-CODEC_INLINE void packNestedFull(u8* block, const u8* record);
+inline constexpr auto nestedFullPacker = packBlock<ListOf<Record>>;
 
 /// Scalars that are neighbours in the record are neighbours on the wire too and go out as one run.
 /// Tells at the first slot of each run how many slots it has, 0 elsewhere.
@@ -63,7 +68,7 @@ CODEC_INLINE void packFullTables(u8* field, const u8* record) {
     u8* const offset = offsets + i * offsetFieldSize;
     u8* const block = blocks + i * blockSize;
     store(offset, static_cast<u32>(block + rootOffsetSize - offset));
-    packNestedFull<Element>(block, record + S::offset + i * sizeof(Element));
+    nestedFullPacker<Element>(block, nestedRecord<Element>(record + S::offset) + i);
   }
 }
 
@@ -79,7 +84,8 @@ CODEC_INLINE void packFullSlot(u8* table, const u8* record) {
   } else if constexpr (S::kind == Kind::vector) {
     packFullVector<S>(field, record);
   } else if constexpr (S::kind == Kind::table) {
-    packNestedFull<typename S::Element>(field, record + S::offset);
+    using Element = typename S::Element;
+    nestedFullPacker<Element>(field, nestedRecord<Element>(record + S::offset));
   } else {
     packFullTables<S>(field, record);
   }
@@ -95,23 +101,17 @@ CODEC_INLINE void packFullTable(u8* out, const u8* record, std::index_sequence<I
   __builtin_memcpy(table + L::vtableOffset, L::fullVtable.data(), L::vtableSize);
 }
 
-/// Writes the full encoding at out: a message, or the nested block of a table.
 template <class List>
-CODEC_INLINE void packFullTable(u8* out, const u8* record) {
+CODEC_INLINE u32 packBlock(u8* out, const void* rec) {
   static_assert(!List::hasBuffer, "a message with a buffer has no full encoding");
-  packFullTable<List>(out, record, std::make_index_sequence<List::size>{});
-}
-
-template <class Record>
-CODEC_INLINE void packNestedFull(u8* block, const u8* record) {
-  packFullTable<ListOf<Record>>(block, record);
+  packFullTable<List>(out, static_cast<const u8*>(rec), std::make_index_sequence<List::size>{});
+  return 0;
 }
 
 /// The full encoder of the messages with this slot list.
 template <class List>
 u32 packFull(u8* out, const void* req) {
-  packFullTable<List>(out, static_cast<const u8*>(req));
-  return 0;
+  return packBlock<List>(out, req);
 }
 
 }  // namespace codec

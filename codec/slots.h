@@ -67,7 +67,7 @@ struct SlotList {
   static constexpr bool hasBuffer = ((Slots::kind == Kind::buffer) || ...);
 };
 
-/// The slots of Record: List, and the record's and its members' names. Specialised by SLOTS.
+/// The slots of Record: List, and as text the record's name and the list. Specialised by SLOTS.
 template <class Record>
 struct SlotsOf;
 

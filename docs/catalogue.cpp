@@ -5,36 +5,25 @@
 
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <map>
 #include <vector>
 
-#include "msg/encoders.h"
+#include "methods/functions.h"
 #include "reader/schema.h"
 
 namespace {
 
-using codec::Kind;
-using codec::SlotInfo;
-using codec::TableInfo;
 using flatbuffers::FieldDef;
 using flatbuffers::StructDef;
-
-struct Row {
-  const char* method;
-  const TableInfo* record;
-  void (*setIdl)(IdlMsgDesc* desc);
-};
-
-#define ROW(method, Type) {#method, &Type##_table, MqcFesIntf_##method##SetIdl},
-constexpr Row rollCall[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
-#undef ROW
+using methods::Kind;
+using methods::Method;
+using methods::Slot;
 
 /// Tables in the order in which requests need them, each once.
 struct Table {
   const StructDef* def;
-  const TableInfo* record;
-  const Row* row;  ///< of a method with this request, nullptr for a nested table
+  const methods::Table* record;
+  const Method* method;  ///< one with this request, nullptr for a nested table
 };
 
 /// With commas between thousands.
@@ -67,12 +56,12 @@ std::string link(const std::string& table) {
   return "[" + table + "](#" + table + ")";
 }
 
-std::string elementOf(const SlotInfo& slot) {
+std::string elementOf(const Slot& slot) {
   if (slot.table != nullptr) return link(slot.table->name);
   return slot.width == 1 ? "`u8`" : slot.width == 2 ? "`u16`" : "`u32`";
 }
 
-std::string typeOf(const SlotInfo& slot) {
+std::string typeOf(const Slot& slot) {
   if (slot.kind == Kind::buffer) return "`u8*`, its `u32` length before it";
   std::string text = elementOf(slot);
   if (slot.kind == Kind::vector || slot.kind == Kind::tables) {
@@ -81,17 +70,16 @@ std::string typeOf(const SlotInfo& slot) {
   return text;
 }
 
-std::string valuesOf(const SlotInfo& slot) {
+std::string valuesOf(const Slot& slot) {
   if (slot.table != nullptr) return "";
   return "0 to " + grouped(static_cast<u32>((u64{1} << 8 * slot.width) - 1));
 }
 
 /// A record whose scalars and arrays are all zero or all ones; without a buffer, or with one byte.
-u32 compactSize(const Row& row, u8 fill, bool withBuffer) {
+u32 compactSize(const Method& method, u8 fill, bool withBuffer) {
   static u8 buffer[1];
-  std::vector<u8> record(row.record->recordSize, fill);
-  for (u32 i = 0; i < row.record->slotCount; ++i) {
-    const SlotInfo& slot = row.record->slots[i];
+  std::vector<u8> record(method.request->recordSize, fill);
+  for (const Slot& slot : method.request->slots) {
     if (slot.kind != Kind::buffer) continue;
     const u32 length = withBuffer ? sizeof buffer : 0;
     const u8* const data = withBuffer ? buffer : nullptr;
@@ -99,20 +87,20 @@ u32 compactSize(const Row& row, u8 fill, bool withBuffer) {
     std::memcpy(&record[slot.offset + slot.size - sizeof data], &data, sizeof data);
   }
   IdlMsgDesc desc;
-  row.setIdl(&desc);
+  methods::functionsOf(method).setIdl(&desc);
   return desc.pack(nullptr, record.data());
 }
 
-std::string sizes(const Row& row) {
-  const u32 smallest = compactSize(row, 0, false);
-  const u32 largest = compactSize(row, 0xFF, false);
-  const u32 forBuffer = compactSize(row, 0xFF, true) - largest;
+std::string sizes(const Method& method) {
+  const u32 smallest = compactSize(method, 0, false);
+  const u32 largest = compactSize(method, 0xFF, false);
+  const u32 forBuffer = compactSize(method, 0xFF, true) - largest;
   std::string text = " Compact encoding: " + std::to_string(smallest);
   if (largest > smallest) text += " to " + std::to_string(largest);
   text += " bytes";
   if (forBuffer > 0) text += "; a buffer takes its length and " + std::to_string(forBuffer - 1);
   IdlMsgDesc desc;
-  row.setIdl(&desc);
+  methods::functionsOf(method).setIdl(&desc);
   if (desc.fullSize == nullptr) return text + ". No full encoding.";
   return text + ". Buffer for the full one: " + std::to_string(desc.fullSize()) + " bytes.";
 }
@@ -130,13 +118,13 @@ void printTable(const Table& table) {
   const std::string comment = prose(table.def->doc_comment);
   if (!comment.empty()) std::printf("%s\n\n", comment.c_str());
   std::printf("Record: %u bytes.", table.record->recordSize);
-  if (table.row != nullptr) std::printf("%s", sizes(*table.row).c_str());
+  if (table.method != nullptr) std::printf("%s", sizes(*table.method).c_str());
   std::printf(
       "\n\n| slot | field | type | record offset | bytes | values "
       "|%s\n|--:|---|---|--:|--:|---|%s\n",
       meanings ? " meaning |" : "", meanings ? "---|" : "");
-  for (u32 i = 0; i < table.record->slotCount; ++i) {
-    const SlotInfo& slot = table.record->slots[i];
+  for (u32 i = 0; i < table.record->slots.size(); ++i) {
+    const Slot& slot = table.record->slots[i];
     const FieldDef& field = *table.def->fields.vec[i];
     std::printf("| %u | `%s` | %s | %u | %u | %s |", i, field.name.c_str(), typeOf(slot).c_str(),
                 slot.offset, slot.size, valuesOf(slot).c_str());
@@ -147,12 +135,12 @@ void printTable(const Table& table) {
 
 class Catalogue {
  public:
-  /// Adds a method; tells whether roll call and schema agree on it.
-  bool add(const Row& row, const reader::Schema::Method& method) {
-    if (row.method != method.name || row.record->name != method.request->name) return false;
-    addTable(*method.request, *row.record, &row);
-    methods_ += "| `" + method.name + "` | " + link(method.request->name) + " | " +
-                prose(method.doc_comment) + " |\n";
+  /// Adds a method; reports whether roll call and schema agree on it.
+  bool add(const Method& method, const reader::Schema::Method& told) {
+    if (method.name != told.name || method.request->name != told.request->name) return false;
+    addTable(*told.request, *method.request, &method);
+    methods_ += "| `" + told.name + "` | " + link(told.request->name) + " | " +
+                prose(told.doc_comment) + " |\n";
     return true;
   }
 
@@ -163,21 +151,21 @@ class Catalogue {
         methods_.c_str());
     std::printf("\n## Requests\n");
     for (const Table& table : tables_) {
-      if (table.row != nullptr) printTable(table);
+      if (table.method != nullptr) printTable(table);
     }
     std::printf("\n## Nested tables\n");
     for (const Table& table : tables_) {
-      if (table.row == nullptr) printTable(table);
+      if (table.method == nullptr) printTable(table);
     }
   }
 
  private:
-  void addTable(const StructDef& def, const TableInfo& record, const Row* row) {
+  void addTable(const StructDef& def, const methods::Table& record, const Method* method) {
     for (const Table& table : tables_) {
       if (table.def == &def) return;
     }
-    tables_.push_back({&def, &record, row});
-    for (u32 i = 0; i < record.slotCount; ++i) {
+    tables_.push_back({&def, &record, method});
+    for (u32 i = 0; i < record.slots.size(); ++i) {
       if (record.slots[i].table == nullptr) continue;
       addTable(*def.fields.vec[i]->value.type.struct_def, *record.slots[i].table, nullptr);
     }
@@ -197,11 +185,11 @@ int main(int argc, char** argv) {
   reader::Schema schema(-1);
   std::string fault = schema.load(argv[1]);
   Catalogue catalogue;
-  const auto& methods = schema.methods();
-  if (methods.size() != std::size(rollCall)) fault = "roll call and schema differ in length";
-  for (std::size_t i = 0; fault.empty() && i < methods.size(); ++i) {
-    if (!catalogue.add(rollCall[i], *methods[i])) {
-      fault = "roll call and schema differ at " + std::string(rollCall[i].method);
+  const auto& told = schema.methods();
+  if (told.size() != methods::all.size()) fault = "roll call and schema differ in length";
+  for (std::size_t i = 0; fault.empty() && i < told.size(); ++i) {
+    if (!catalogue.add(methods::all[i], *told[i])) {
+      fault = "roll call and schema differ at " + std::string(methods::all[i].name);
     }
   }
   if (!fault.empty()) {

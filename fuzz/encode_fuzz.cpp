@@ -13,7 +13,7 @@ namespace {
 
 /// The record's own pointer only tells whether there is a buffer.
 void pointAtTail(u8* record, const records::Values& values, std::span<const u8> tail) {
-  for (const records::SlotInfo& slot : values.buffers) {
+  for (const records::Slot& slot : values.buffers) {
     const records::Buffer given = records::loadBuffer(record + slot.offset, slot);
     if (given.data == nullptr) continue;
     records::storeBuffer(record + slot.offset, slot, {tail.data(), static_cast<u32>(tail.size())});
@@ -21,7 +21,7 @@ void pointAtTail(u8* record, const records::Values& values, std::span<const u8> 
 }
 
 void run(wire::Encoders& target, std::span<const u8> input) {
-  std::vector<u8> record(target.method.recordSize);
+  std::vector<u8> record(target.table.recordSize);
   const std::size_t given = std::min(input.size(), record.size());
   std::copy_n(input.begin(), given, record.begin());
   const std::size_t left = input.size() - given;
@@ -35,7 +35,7 @@ void run(wire::Encoders& target, std::span<const u8> input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8* data, std::size_t size) {
-  static std::deque<wire::Encoders> targets(std::begin(methods), std::end(methods));
+  static std::deque<wire::Encoders> targets(methods::all.begin(), methods::all.end());
   if (size != 0) run(targets[data[0] % targets.size()], {data + 1, size - 1});
   return 0;
 }

@@ -2,7 +2,8 @@
 # Compares the library's binary interface, for x86-64 and AArch64, with the one that is kept in
 # abi/: records and functions by abidiff, the exports' order by diff. Installs what is missing (as
 # root).
-# usage: abi.sh [--update]     --update: keep the present interface
+# usage: abi.sh [--update]     --update: keep the present interface: in abi/, with the layout of
+#                              records, and new exports with this version in debian/
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -18,7 +19,7 @@ compare() {
   # The types are read from the debugging information, in which this tree has no place of its own.
   quietly cmake --preset "$2" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF \
     "-DCMAKE_CXX_FLAGS=-ffile-prefix-map=$PWD=."
-  quietly cmake --build "$build" --target tarn_cli_mqc
+  quietly cmake --build "$build" --target tarn_cli_mqc records
   abidw --no-corpus-path --no-comp-dir-path --no-show-locs --exported-interfaces-only \
     --type-id-style hash --out-file "$build/$types" "$library"
   nm --dynamic --defined-only --numeric-sort "$library" | awk '{print $3}' >"$build/$order"
@@ -38,9 +39,31 @@ compare() {
   fi
 }
 
+# keep_layout: that tests compare on every machine
+keep_layout() {
+  build/abi/x86-64/methods/records >build/abi/records.txt
+  diff abi/records.txt build/abi/records.txt || true
+  cp build/abi/records.txt abi/
+}
+
+# keep_symbols: of what is listed twice the first, which is older, stays
+keep_symbols() {
+  local kept=debian/libtarn-cli-mqc.symbols made=build/abi/symbols version
+  version=$(sed -n 's/^  VERSION //p' CMakeLists.txt)
+  head -n 2 $kept >$made
+  { tail -n +3 $kept && sed "s/.*/ &@Base $version/" abi/libtarn_cli_mqc.exports; } |
+    LC_ALL=C sort -u -k 1,1 >>$made
+  diff $kept $made || true
+  cp $made $kept
+}
+
 update=$*
 compare x86-64 gcc
 compare aarch64 aarch64
+if [ -n "$update" ]; then
+  keep_layout
+  keep_symbols
+fi
 if [ $failed -ne 0 ]; then
   echo "abi.sh: not the interface kept in abi/; if this is meant: scripts/abi.sh --update" >&2
   exit 1

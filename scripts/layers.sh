@@ -7,7 +7,7 @@ failed=0
 # room FOLDER ALLOWED: each include of this tree's files in the folder's files matches the pattern
 room() {
   local bad
-  bad=$(grep -nE '^ *# *include ("|<(codec|msg|stubs|shared|reader|tarn|mqc_fes))' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
+  bad=$(grep -nE '^ *# *include ("|<(codec|msg|stubs|methods|shared|reader|tarn|mqc_fes))' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
     grep -vE "include \"($2)\"" || true)
   [ -z "$bad" ] || { printf 'include against the layers:\n%s\n' "$bad" >&2; failed=1; }
 }
@@ -18,6 +18,7 @@ room platform/include/tarn "$public"
 room codec 'mqc_fes_intf\.h|codec/[a-z_]+\.h|tarn/(log|bounded_memory)\.h'
 room msg 'mqc_fes_intf\.h|(codec|msg)/[a-z_]+\.h'
 room stubs 'mqc_fes_intf\.h|(msg|stubs)/[a-z_]+\.h|tarn/rpc\.h'
+room methods 'mqc_fes_intf\.h|(codec|methods)/[a-z_]+\.h|msg/messages\.h'
 room shared "$public|shared/[a-z_]+\.h"
 room platform/common "$public|(shared|platform/common)/[a-z_]+\.h"
 for delivery in loopback grpc; do

@@ -11,8 +11,8 @@ scripts/layers.sh
 
 cmake --preset clang -DBUILD_TESTING=OFF -B build/lint >/dev/null
 cmake --build build/lint --target mqc_reply_header >/dev/null
-git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'shared/*.cpp' 'platform/*.cpp' 'reader/*.cpp' 'inspect/*.cpp' 'service/*.cpp' \
-  'docs/*.cpp' 'examples/*.c' |
+git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'methods/*.cpp' 'shared/*.cpp' 'platform/*.cpp' 'reader/*.cpp' \
+  'inspect/*.cpp' 'service/*.cpp' 'docs/*.cpp' 'examples/*.c' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint 2>/dev/null
 
 scripts/docs.sh --check

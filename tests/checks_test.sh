@@ -5,7 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp -r "$source"/{include,codec,msg,stubs,platform,shared,reader,inspect,service,scripts} "$work"
+cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,reader,inspect,service,scripts} "$work"
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
@@ -20,11 +20,12 @@ against() {
   mv kept "$1"
 }
 against include/mqc_fes_intf.h '#include "codec/bytes.h"'
-against codec/contract.cpp '#include "msg/message.h"'
+against codec/contract.cpp '#include "msg/messages.h"'
 against codec/compact.h '#include "tarn/rpc.h"'
 against codec/bytes.h '#  include <stubs/calls.h>'
-against msg/templates.cpp '#include "stubs/calls.h"'
-against msg/record_layout.c '#include "tarn/log.h"'
+against msg/encoders.cpp '#include "stubs/calls.h"'
+against msg/messages.h '#include <methods/describe.h>'
+against methods/methods.cpp '#include "msg/encoders.h"'
 against stubs/calls.cpp '#include "codec/compact.h"'
 against platform/loopback/runtime.cpp '#include "codec/bytes.h"'
 against platform/common/encode.h '#include "platform/loopback/state.h"'

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "codec/shared_tables.h"
+#include "methods/describe.h"
 #include "wire.h"
 
 namespace sample {
@@ -63,9 +64,7 @@ void setIdl(IdlMsgDesc* desc) {
 /// Encodes a record, expects what the model says and returns what was written.
 template <class Record>
 std::pair<model::Picture, model::Picture> encoded(const Record& record) {
-  const Method method = {"sample", "", sizeof(Record), setIdl<Record>,
-                         &codec::Described<Record>::info};
-  wire::Encoders encoders(method);
+  wire::Encoders encoders(methods::Described<Record>::table, setIdl<Record>);
   EXPECT_EQ("", encoders.check(reinterpret_cast<const u8*>(&record)));
   return {encoders.compact, encoders.full};
 }
@@ -106,15 +105,6 @@ TEST(Codec, TablesBehindALongBuffer) {
     const sample::Inner last = {static_cast<u16>(length), {}};
     encoded(sample::Lent{6, {.f2 = 5}, {{1, {}}, last}, {}, {.f1 = 4}, length, bytes.data()});
   }
-}
-
-TEST(Codec, SharedTablesInFullAnswerZero) {
-  u8 block[128];
-  const MqcRuleHead rule{};
-  const MqcActHead act{};
-  const MqcBytes16 bytes{};
-  EXPECT_EQ(0u, MqcRuleHead_packFull(block, &rule) | MqcActHead_packFull(block, &act) |
-                    MqcBytes16_packFull(block, &bytes));
 }
 
 // The longest table that its vtable can describe: 4 + 2 + 8 + 65,521 bytes.

@@ -16,7 +16,8 @@
 #include <iterator>
 #include <thread>
 
-#include "msg/encoders.h"
+#include "codec/contract.h"
+#include "msg/messages.h"
 #include "recorder.h"
 
 using recorder::platform;
@@ -47,9 +48,13 @@ namespace {
 
 const MQC_ClassifierTemplate request = {};
 
+u32 pack(const PackBuf* cursor, const MQC_ClassifierTemplate* req) {
+  return codec::pack<codec::ListOf<MQC_ClassifierTemplate>>(cursor, req, "encoder", 1330);
+}
+
 u32 pack(u8* buf, u32* pLen, const MQC_ClassifierTemplate* req) {
-  PackBuf cursor = {buf, pLen};
-  return MQC_ClassifierTemplate_pack(&cursor, req);
+  const PackBuf cursor = {buf, pLen};
+  return pack(&cursor, req);
 }
 
 u32 packBadly() {
@@ -91,8 +96,7 @@ TEST(Contract, BadArgumentsAreLoggedAsTheyAre) {
     std::vector<std::string> expected;
     const auto expect = [&expected](const char* arguments) {
       expected.push_back(
-          "VELTA VELTA_TORVAL_SERIAL 25088 2 22 '' MQC_ClassifierTemplate_pack:1330 "
-          "[VELTA]:Param invalid(" +
+          "VELTA VELTA_TORVAL_SERIAL 25088 2 22 '' encoder:1330 [VELTA]:Param invalid(" +
           std::string(arguments) + ")");
     };
     for (auto [buf, capacity, req, logged] : rows) {
@@ -110,8 +114,8 @@ TEST(Contract, BadArgumentsAreLoggedAsTheyAre) {
 
 TEST(Contract, SizeQueryLooksNothingUp) {
   inItsOwnProcess([] {
-    EXPECT_EQ(0u, MQC_ClassifierTemplate_pack(nullptr, nullptr));
-    EXPECT_EQ(66u, MQC_ClassifierTemplate_pack(nullptr, &request));
+    EXPECT_EQ(0u, pack(nullptr, nullptr));
+    EXPECT_EQ(66u, pack(nullptr, &request));
     EXPECT_EQ(0, lookUps + atLock);
   });
 }

@@ -66,8 +66,8 @@ std::vector<u32> listValues(const std::string& text, bool hexPairs) {
 
 class Record {
  public:
-  Record(const Method& method, const std::string& members)
-      : table_(*method.table), bytes_(method.recordSize) {
+  Record(const methods::Table& table, const std::string& members)
+      : table_(table), bytes_(table.recordSize) {
     const std::string joined = std::regex_replace(members, std::regex(", +"), ",");
     for (const std::string& member : wire::split(joined, ' ')) set(member);
   }
@@ -80,25 +80,23 @@ class Record {
     const std::string value = member.substr(equals + 1);
     const bool lengthAlone = name.ends_with("_len");
     if (lengthAlone) name.resize(name.size() - 4);
-    u32 i = 0;
-    while (i < table_.slotCount && model::memberName(table_, i) != name) ++i;
-    ASSERT_LT(i, table_.slotCount) << "no member is called " << name;
-    const codec::SlotInfo& slot = table_.slots[i];
-    if (slot.kind == codec::Kind::buffer && !lengthAlone) return lend(slot, value);
-    store(slot, value);
+    const auto slot = std::ranges::find(table_.slots, name, &methods::Slot::name);
+    ASSERT_NE(slot, table_.slots.end()) << "no member is called " << name;
+    if (slot->kind == methods::Kind::buffer && !lengthAlone) return lend(*slot, value);
+    store(*slot, value);
   }
-  void store(const codec::SlotInfo& slot, const std::string& value) {
+  void store(const methods::Slot& slot, const std::string& value) {
     records::Values found;
-    records::collect({"", "", 0, 1, &slot}, 0, found);
+    records::collect({"", 0, {&slot, 1}}, 0, found);
     std::vector<records::Word>& words = found.elements.empty() ? found.scalars : found.elements;
-    if (slot.kind == codec::Kind::buffer) words = {{slot.offset, 4}};
+    if (slot.kind == methods::Kind::buffer) words = {{slot.offset, 4}};
     const std::vector<u32> values = listValues(value, words.size() > 1 && words[0].width == 1);
     ASSERT_LE(values.size(), words.size()) << value;
     for (std::size_t n = 0; n < values.size(); ++n) {
       records::storeWord(&bytes_[words[n].offset], words[n].width, values[n]);
     }
   }
-  void lend(const codec::SlotInfo& slot, const std::string& value) {
+  void lend(const methods::Slot& slot, const std::string& value) {
     const std::vector<u32> values = listValues(value, true);
     lent_.reset(new u8[values.size()]);  // of none no byte may be touched
     std::ranges::transform(values, lent_.get(), [](u32 byte) { return static_cast<u8>(byte); });
@@ -106,14 +104,14 @@ class Record {
                          {lent_.get(), static_cast<u32>(values.size())});
   }
 
-  const codec::TableInfo& table_;
+  const methods::Table& table_;
   std::vector<u8> bytes_;
   std::unique_ptr<u8[]> lent_;
 };
 
-std::string compare(Golden golden, const Method& method) try {
+std::string compare(Golden golden, const methods::Method& method) try {
   using model::Encoding;
-  const Record record(method, golden.text["record"]);
+  const Record record(*method.request, golden.text["record"]);
   wire::Encoders encoders(method);
   if (const std::string size = golden.text["size"]; !size.empty()) {
     const u32 told = encoders.desc.pack(nullptr, record.data());
@@ -124,7 +122,7 @@ std::string compare(Golden golden, const Method& method) try {
   const auto expect = [&](const char* form, Encoding::Form model, const model::Picture& found) {
     const std::string text = golden.text[form];
     if (!wrong.empty() || text.empty()) return;
-    const Encoding meanings(model, *method.table, record.data());
+    const Encoding meanings(model, *method.request, record.data());
     wrong = model::difference(wire::expand(text), found, meanings);
     if (!wrong.empty()) wrong = std::string(form) + ": " + wrong;
   };
@@ -144,15 +142,14 @@ TEST(Goldens, AreWhatGoesOut) {
   std::map<std::string, bool> compact, full;
   for (Golden& golden : goldens) {
     for (const std::string& name : wire::split(golden.text["methods"], ' ')) {
-      const auto method = std::ranges::find(methods, name, &Method::name);
-      const bool known = method != std::end(methods);
-      const std::string wrong = known ? compare(golden, *method) : "no such method";
+      const methods::Method* const method = methods::find(name);
+      const std::string wrong = method != nullptr ? compare(golden, *method) : "no such method";
       if (!wrong.empty()) ADD_FAILURE_AT(golden.file.c_str(), golden.line) << name << ": " << wrong;
       compact[name] |= golden.text.contains("compact");
       full[name] |= golden.text.contains("full");
     }
   }
-  for (const Method& method : methods) {
+  for (const methods::Method& method : methods::all) {
     const bool whole = compact[method.name] &&
                        (full[method.name] || wire::Encoders(method).desc.packFull == nullptr);
     EXPECT_TRUE(whole) << method.name << " lacks a golden of an encoding in " GOLDENS;

@@ -14,26 +14,19 @@
 
 namespace model {
 
-using codec::Kind;
-using codec::SlotInfo;
-using codec::TableInfo;
+using methods::Kind;
+using methods::Slot;
+using methods::Table;
 
 /// Bytes, or open where the encoding says none.
 using Picture = std::vector<std::int16_t>;
 constexpr std::int16_t open = -1;
 
-inline std::string memberName(const TableInfo& info, u32 slot) {
-  std::string text = info.members;
-  for (u32 i = 0; i < slot; ++i) text.erase(0, text.find(')') + 1);
-  text.resize(text.find(')'));
-  return text.substr(text.find_last_of("( ") + 1);
-}
-
 class Encoding {
  public:
   enum Form { compact, full };
 
-  Encoding(Form form, const TableInfo& info, const u8* record) {
+  Encoding(Form form, const Table& info, const u8* record) {
     table_ = &info;
     if (form == full) {
       fullBlock(info, record);
@@ -49,7 +42,7 @@ class Encoding {
     const auto behind = std::ranges::upper_bound(items_, at, {}, &Item::at);
     const auto& [from, what, info, slot] = *(behind - 1);
     return std::string(what) + (slot == none ? " of " : " of slot ") + info->name +
-           (slot == none ? "" : '.' + memberName(*info, slot));
+           (slot == none ? "" : '.' + std::string(info->slots[slot].name));
   }
 
   Picture bytes;
@@ -60,7 +53,7 @@ class Encoding {
   struct Item {
     std::size_t at;
     const char* what;
-    const TableInfo* table;
+    const Table* table;
     u32 slot;
   };
 
@@ -81,8 +74,8 @@ class Encoding {
 
   /// Calls f with the number, slot and member of every slot.
   template <class F>
-  void each(const TableInfo& info, const u8* record, F f) {
-    for (u32 i = 0; i < info.slotCount; ++i) {
+  void each(const Table& info, const u8* record, F f) {
+    for (u32 i = 0; i < info.slots.size(); ++i) {
       table_ = &info;
       slot_ = i;
       f(i, info.slots[i], record + info.slots[i].offset);
@@ -92,17 +85,17 @@ class Encoding {
   }
 
   /// Returns where the offsets of the fields stand.
-  std::size_t vtable(const TableInfo& info, std::size_t tableSize,
+  std::size_t vtable(const Table& info, std::size_t tableSize,
                      const std::vector<std::size_t>& offsets) {
     table_ = &info;
-    put("vtable size", 4 + 2 * info.slotCount, 2);
+    put("vtable size", 4 + 2 * info.slots.size(), 2);
     const std::size_t size = put("table size", tableSize, 2);
-    for (slot_ = 0; slot_ < info.slotCount; ++slot_) put("field offset", offsets[slot_], 2);
+    for (slot_ = 0; slot_ < info.slots.size(); ++slot_) put("field offset", offsets[slot_], 2);
     slot_ = none;
     return size + 2;
   }
 
-  void elements(const SlotInfo& slot, const u8* member) {
+  void elements(const Slot& slot, const u8* member) {
     const records::Buffer lent = slot.kind == Kind::buffer ? records::loadBuffer(member, slot)
                                                            : records::Buffer{member, slot.count};
     put("count", lent.length, 4);
@@ -112,7 +105,7 @@ class Encoding {
   }
 
   /// Returns where the first element's offset stands.
-  std::size_t elementOffsets(const SlotInfo& slot) {
+  std::size_t elementOffsets(const Slot& slot) {
     const std::size_t first = put("count", slot.count, 4) + 4;
     for (u32 n = 0; n < slot.count; ++n) put("element offset", 0, 4);
     return first;
@@ -120,7 +113,7 @@ class Encoding {
 
   /// Writes the tables of a slot; their offsets stand at and behind the given place.
   template <class Write>
-  void tables(const SlotInfo& slot, const u8* member, std::size_t at, Write write) {
+  void tables(const Slot& slot, const u8* member, std::size_t at, Write write) {
     for (u32 n = 0; n < slot.count; ++n, at += 4) {
       const std::size_t table = write(*slot.table, member + n * slot.width);
       patch(at, table - at, 4);
@@ -128,41 +121,41 @@ class Encoding {
   }
 
   // Vtable, table offset, scalars that are not zero, offset fields, vectors; then nested tables.
-  std::size_t compactTable(const TableInfo& info, const u8* record) {
-    std::vector<std::size_t> fields(info.slotCount);
+  std::size_t compactTable(const Table& info, const u8* record) {
+    std::vector<std::size_t> fields(info.slots.size());
     const std::size_t offsets = vtable(info, 0, fields);
     const std::size_t table = put("table-to-vtable offset", bytes.size() - offsets + 4, 4);
-    each(info, record, [&](u32 i, const SlotInfo& slot, const u8* member) {
+    each(info, record, [&](u32 i, const Slot& slot, const u8* member) {
       if (slot.kind != Kind::scalar || records::loadWord(member, slot.width) == 0) return;
       patch(offsets + 2 * i, bytes.size() - table, 2);
       put("scalar", records::loadWord(member, slot.width), slot.width);
     });
-    each(info, record, [&](u32 i, const SlotInfo& slot, const u8* member) {
+    each(info, record, [&](u32 i, const Slot& slot, const u8* member) {
       if (slot.kind == Kind::scalar || !records::isSent(member, slot)) return;
       patch(offsets + 2 * i, bytes.size() - table, 2);
       fields[i] = put("offset field", 0, 4);
     });
-    each(info, record, [&](u32 i, const SlotInfo& slot, const u8* member) {
+    each(info, record, [&](u32 i, const Slot& slot, const u8* member) {
       if (fields[i] == 0 || slot.kind == Kind::table) return;
       patch(fields[i], bytes.size() - fields[i], 4);
       if (slot.kind != Kind::tables) return elements(slot, member);
       fields[i] = elementOffsets(slot);
     });
     patch(offsets - 2, std::min<std::size_t>(bytes.size() - table, 0xFFFF), 2);
-    each(info, record, [&](u32 i, const SlotInfo& slot, const u8* member) {
+    each(info, record, [&](u32 i, const Slot& slot, const u8* member) {
       if (slot.table == nullptr) return;
       tables(slot, member, fields[i],
-             [&](const TableInfo& inner, const u8* from) { return compactTable(inner, from); });
+             [&](const Table& inner, const u8* from) { return compactTable(inner, from); });
     });
     return table;
   }
 
   // A word, the table with all its fields, a gap, the vtable, a gap.
-  void fullBlock(const TableInfo& info, const u8* record) {
+  void fullBlock(const Table& info, const u8* record) {
     const std::size_t block = put("block's word", 4, 4);
     const std::size_t table = put("table-to-vtable offset", 0, 4);
     std::vector<std::size_t> offsets;
-    each(info, record, [&](u32, const SlotInfo& slot, const u8* member) {
+    each(info, record, [&](u32, const Slot& slot, const u8* member) {
       offsets.push_back(bytes.size() - table);
       if (slot.kind == Kind::table) return fullBlock(*slot.table, member);
       if (slot.kind == Kind::scalar) {
@@ -171,7 +164,7 @@ class Encoding {
       }
       put("offset field", 4, 4);
       if (slot.kind != Kind::tables) return elements(slot, member);
-      tables(slot, member, elementOffsets(slot), [&](const TableInfo& inner, const u8* from) {
+      tables(slot, member, elementOffsets(slot), [&](const Table& inner, const u8* from) {
         const std::size_t start = bytes.size() + 4;
         fullBlock(inner, from);
         return start;
@@ -185,7 +178,7 @@ class Encoding {
   }
 
   std::vector<Item> items_;
-  const TableInfo* table_ = nullptr;
+  const Table* table_ = nullptr;
   u32 slot_ = none;
 };
 

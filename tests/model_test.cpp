@@ -11,8 +11,8 @@ namespace {
 /// Runs for every method; tells of a method once, by the first record that goes wrong.
 template <class Run>
 void forEachMethod(Run run) {
-  for (const Method& method : methods) {
-    records::Maker maker(method, 0x4D5143);
+  for (const methods::Method& method : methods::all) {
+    records::Maker maker(*method.request, 0x4D5143);
     wire::Encoders encoders(method);
     EXPECT_EQ("", run(maker, encoders));
   }
@@ -50,7 +50,7 @@ TEST(Model, SeveralThreadsAtOnce) {
 // From 65,511 bytes with all scalars, and from 65,523 with none, the table outgrows what its 16
 // bits can tell.
 TEST(Model, BuffersOfAllLengths) {
-  wire::Encoders encoders(*std::ranges::find(methods, &MQC_BrkBatchMsg_table, &Method::table));
+  wire::Encoders encoders(*methods::find("ProcMqcBatchMsg"));
   std::vector<u32> lengths = {0, 1, 2, 3, 255, 256, 32'767, 32'768, 70'000, 1u << 20};
   for (u32 length = 65'500; length < 65'550; ++length) lengths.push_back(length);
   records::Random random(7);

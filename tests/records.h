@@ -7,13 +7,13 @@
 #include <cstring>
 #include <vector>
 
-#include "methods.h"
+#include "methods/methods.h"
 
 namespace records {
 
-using codec::Kind;
-using codec::SlotInfo;
-using codec::TableInfo;
+using methods::Kind;
+using methods::Slot;
+using methods::Table;
 
 /// Calls f with a value of the unsigned type of that width.
 template <class F>
@@ -43,24 +43,24 @@ struct Buffer {
   u32 length;
 };
 
-inline std::size_t pointerOffset(const SlotInfo& slot) {
+inline std::size_t pointerOffset(const Slot& slot) {
   return slot.size - sizeof(const u8*);
 }
 
-inline Buffer loadBuffer(const u8* from, const SlotInfo& slot) {
+inline Buffer loadBuffer(const u8* from, const Slot& slot) {
   Buffer buffer = {nullptr, loadWord(from, sizeof buffer.length)};
   std::memcpy(&buffer.data, from + pointerOffset(slot), sizeof buffer.data);
   return buffer;
 }
 
 /// Whether the record has anything to send for the slot.
-inline bool isSent(const u8* member, const SlotInfo& slot) {
+inline bool isSent(const u8* member, const Slot& slot) {
   if (slot.kind != Kind::buffer) return true;
   const Buffer lent = loadBuffer(member, slot);
   return lent.data != nullptr && lent.length != 0;
 }
 
-inline void storeBuffer(u8* to, const SlotInfo& slot, Buffer buffer) {
+inline void storeBuffer(u8* to, const Slot& slot, Buffer buffer) {
   std::memcpy(to, &buffer.length, sizeof buffer.length);
   std::memcpy(to + pointerOffset(slot), &buffer.data, sizeof buffer.data);
 }
@@ -73,13 +73,12 @@ struct Word {
 /// Where the values of a record lie, those of nested records included.
 struct Values {
   std::vector<Word> scalars;
-  std::vector<Word> elements;     ///< of arrays
-  std::vector<SlotInfo> buffers;  ///< offsets in the whole record
+  std::vector<Word> elements;  ///< of arrays
+  std::vector<Slot> buffers;   ///< offsets in the whole record
 };
 
-inline void collect(const TableInfo& table, u32 base, Values& values) {
-  for (u32 i = 0; i < table.slotCount; ++i) {
-    SlotInfo slot = table.slots[i];
+inline void collect(const Table& table, u32 base, Values& values) {
+  for (Slot slot : table.slots) {
     slot.offset += base;
     if (slot.kind == Kind::scalar) values.scalars.push_back({slot.offset, slot.width});
     if (slot.kind == Kind::buffer) values.buffers.push_back(slot);
@@ -108,12 +107,12 @@ class Random {
   u64 state_;
 };
 
-/// Makes records of one method. Padding stays zero.
+/// Makes records of one type. Padding stays zero.
 class Maker {
  public:
-  Maker(const Method& method, u64 seed)
-      : random_(seed), record_(method.recordSize), pool_(bufferLimit) {
-    collect(*method.table, 0, values);
+  Maker(const Table& table, u64 seed)
+      : random_(seed), record_(table.recordSize), pool_(bufferLimit) {
+    collect(table, 0, values);
     for (u8& byte : pool_) byte = static_cast<u8>(random_.next());
   }
 
@@ -129,7 +128,7 @@ class Maker {
     for (const Word word : values.elements) {
       storeWord(&record_[word.offset], word.width, static_cast<u32>(random_.next() & mask));
     }
-    for (const SlotInfo& slot : values.buffers) {
+    for (const Slot& slot : values.buffers) {
       const u32 length = random_.below(4) == 0 ? 0 : random_.below(bufferLimit + 1);
       const u8* data = random_.below(4) == 0 ? nullptr : &pool_[bufferLimit - length];
       storeBuffer(&record_[slot.offset], slot, {length == 0 && data ? &pool_[0] : data, length});

@@ -8,34 +8,12 @@
 #include <map>
 #include <sstream>
 
+#include "methods/functions.h"
 #include "recorder.h"
 
 using recorder::platform;
 
 namespace {
-
-struct Exports {
-  const char* method;
-  u32 recordSize;
-  u32 (*call)(const void* req, void* opt);
-  u32 (*async)(const void* req, RpcAsyncCallback cb, void* userData, void* opt);
-  u32 (*oneway)(const void* req, void* opt);
-  void (*setIdl)(IdlMsgDesc* desc);
-};
-
-#define ROW(m, Type)                                                                              \
-  {#m,                                                                                            \
-   sizeof(Type),                                                                                  \
-   [](const void* req, void* opt) { return MqcFesIntf_##m(static_cast<const Type*>(req), opt); }, \
-   [](const void* req, RpcAsyncCallback cb, void* userData, void* opt) {                          \
-     return MqcFesIntf_##m##_async(static_cast<const Type*>(req), cb, userData, opt);             \
-   },                                                                                             \
-   [](const void* req, void* opt) {                                                               \
-     return MqcFesIntf_##m##_oneway(static_cast<const Type*>(req), opt);                          \
-   },                                                                                             \
-   MqcFesIntf_##m##SetIdl},
-const Exports allExports[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
-#undef ROW
 
 /// A line of methods.txt.
 struct Row {
@@ -61,7 +39,7 @@ std::vector<Row> readRows() {
 
 /// A method under test: its row, exports and descriptor, and a recorder that has heard nothing.
 struct Case {
-  Case(const Row& told, const Exports& found)
+  Case(const Row& told, const methods::Functions& found)
       : row(told), exports(found), desc(recorder::describe(found.setIdl)) {
     platform = {};
   }
@@ -82,7 +60,7 @@ struct Case {
   }
 
   const Row& row;
-  const Exports& exports;
+  const methods::Functions& exports;
   const IdlMsgDesc desc;
 
  private:
@@ -93,10 +71,10 @@ struct Case {
 template <class Test>
 void forEachMethod(Test test) {
   const std::vector<Row> rows = readRows();
-  for (const Exports& exports : allExports) {
-    SCOPED_TRACE(exports.method);
-    const auto row = std::ranges::find(rows, exports.method, &Row::method);
-    if (row != rows.end()) test(Case(*row, exports));
+  for (const methods::Method& method : methods::all) {
+    SCOPED_TRACE(method.name);
+    const auto row = std::ranges::find(rows, method.name, &Row::method);
+    if (row != rows.end()) test(Case(*row, methods::functionsOf(method)));
   }
 }
 
@@ -106,12 +84,12 @@ void callback(u32, void*) {}
 
 TEST(RollCall, HasARowForEachMethodInOrder) {
   std::vector<Row> rows = readRows();
-  rows.resize(std::max(rows.size(), std::size(allExports)));
+  rows.resize(std::max(rows.size(), methods::all.size()));
   std::map<u32, std::string> encoders;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    const std::string method = i < std::size(allExports) ? allExports[i].method : "no method";
+    const std::string method = i < methods::all.size() ? methods::all[i].name : "no method";
     ASSERT_EQ(method, rows[i].method) << "in row " << i + 1 << " of " METHODS;
-    EXPECT_EQ(allExports[i].recordSize, rows[i].recordSize) << method << ", its record";
+    EXPECT_EQ(methods::all[i].request->recordSize, rows[i].recordSize) << method << ", its record";
     const auto line = encoders.emplace(rows[i].line, rows[i].encoder).first;
     EXPECT_EQ(line->second, rows[i].encoder) << "have line " << rows[i].line << " both";
   }
@@ -191,7 +169,7 @@ TEST(RollCall, CallsHandTheRequestToTheRuntime) {
 TEST(RollCall, OnlyOnewayRefusesNull) {
   forEachMethod([](Case method) {
     const void* const record = method.record(0);
-    const Exports& exports = method.exports;
+    const methods::Functions& exports = method.exports;
     EXPECT_EQ(0u, exports.call(nullptr, nullptr));
     EXPECT_EQ(0u, exports.async(nullptr, nullptr, nullptr, nullptr));
     EXPECT_EQ(2u, platform.sent.size());

@@ -15,22 +15,23 @@
 
 namespace {
 
-using codec::Kind;
-using codec::TableInfo;
+using methods::Kind;
+using methods::Slot;
+using methods::Table;
 
 /// Tables' fields as the schema tells them, without its line breaks.
 using Tables = std::map<std::string, std::string>;
 
-void addSlotList(Tables& tables, const TableInfo& info) {
+void addSlotList(Tables& tables, const Table& info) {
   static const std::map<u32, std::string> words = {{1, "ubyte"}, {2, "ushort"}, {4, "uint"}};
   std::string fields;
-  for (u32 i = 0; i < info.slotCount; ++i) {
-    const codec::SlotInfo& slot = info.slots[i];
+  for (u32 i = 0; i < info.slots.size(); ++i) {
+    const Slot& slot = info.slots[i];
     if (slot.table != nullptr) addSlotList(tables, *slot.table);
     const std::string element = slot.table != nullptr ? slot.table->name : words.at(slot.width);
     const bool single = slot.kind == Kind::scalar || slot.kind == Kind::table;
     const bool counted = !single && slot.kind != Kind::buffer;
-    fields += ' ' + model::memberName(info, i) + ": " + (single ? element : '[' + element + ']') +
+    fields += ' ' + std::string(slot.name) + ": " + (single ? element : '[' + element + ']') +
               " (id: " + std::to_string(i) +
               (counted ? ", count: " + std::to_string(slot.count) : "") + ");";
   }
@@ -56,7 +57,7 @@ TEST(Schema, SaysWhatTheSlotListsSay) {
   const std::regex blanks(" +");
   EXPECT_EQ("attribute\"count\";namespacemqc;",
             std::regex_replace(std::regex_replace(schema, table, ""), blanks, ""));
-  for (const Method& method : methods) addSlotList(inSlotLists, *method.table);
+  for (const methods::Method& method : methods::all) addSlotList(inSlotLists, *method.request);
   for (const auto& [name, fields] : inSlotLists) EXPECT_EQ(fields, inSchema[name]) << name;
   EXPECT_EQ(inSlotLists.size(), inSchema.size());
 }
@@ -64,8 +65,9 @@ TEST(Schema, SaysWhatTheSlotListsSay) {
 TEST(Schema, ServesTheRollCall) {
   const std::string service = schemaText("/mqc_fes_intf_service.fbs");
   std::string methodsText;
-  for (const Method& method : methods) {
-    const std::string row = std::string(method.name) + "(mqc." + method.type + "): mqc.MqcReply; ";
+  for (const methods::Method& method : methods::all) {
+    const std::string row =
+        std::string(method.name) + "(mqc." + method.request->name + "): mqc.MqcReply; ";
     ASSERT_NE(service.find(row), std::string::npos) << "the service's schema lacks " << row;
     methodsText += row;
   }
@@ -90,10 +92,9 @@ constexpr Stock stockTables[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
 #undef ROW
 
 /// A record as FlatBuffers shows a table: all its values, or those alone that are not zero.
-std::string shown(const TableInfo& info, const u8* record, bool zeros) {
+std::string shown(const Table& info, const u8* record, bool zeros) {
   std::string fields;
-  for (u32 i = 0; i < info.slotCount; ++i) {
-    const codec::SlotInfo& slot = info.slots[i];
+  for (const Slot& slot : info.slots) {
     const u8* const member = record + slot.offset;
     const bool scalar = slot.kind == Kind::scalar;
     if (scalar ? !zeros && records::loadWord(member, slot.width) == 0
@@ -110,7 +111,7 @@ std::string shown(const TableInfo& info, const u8* record, bool zeros) {
                                             : std::to_string(records::loadWord(at, slot.width)));
     }
     const bool single = scalar || slot.kind == Kind::table;
-    fields += (fields.empty() ? "" : ", ") + model::memberName(info, i) + ": " +
+    fields += (fields.empty() ? "" : ", ") + std::string(slot.name) + ": " +
               (single ? values : "[ " + values + " ]");
   }
   return "{ " + fields + " }";
@@ -127,17 +128,17 @@ std::string asStockReaderShows(const Stock& tables, const model::Picture& pictur
 }
 
 TEST(Schema, ReadsBothEncodings) {
-  for (const Method& method : methods) {
-    const Stock& tables = stockTables[&method - methods];
-    records::Maker maker(method, 11);
+  for (const methods::Method& method : methods::all) {
+    const Stock& tables = stockTables[&method - methods::all.data()];
+    records::Maker maker(*method.request, 11);
     wire::Encoders encoders(method);
     for (u64 k = 0; k < 64 && !HasFailure(); ++k) {
       const u8* const record = maker.make(maker.presence(k * 331));
       ASSERT_EQ("", encoders.run(record)) << method.name;
-      ASSERT_EQ(shown(*method.table, record, false), asStockReaderShows(tables, encoders.compact))
+      ASSERT_EQ(shown(*method.request, record, false), asStockReaderShows(tables, encoders.compact))
           << method.name;
       if (encoders.desc.packFull == nullptr) continue;
-      ASSERT_EQ(shown(*method.table, record, true), asStockReaderShows(tables, encoders.full))
+      ASSERT_EQ(shown(*method.request, record, true), asStockReaderShows(tables, encoders.full))
           << method.name;
     }
   }

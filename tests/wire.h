@@ -12,6 +12,7 @@
 
 #include <sstream>
 
+#include "methods/functions.h"
 #include "model.h"
 
 namespace wire {
@@ -62,21 +63,24 @@ inline Picture expand(const std::string& text) {
 /// or was made of padding. Under valgrind the padding is undefined besides.
 class Encoders {
  public:
-  explicit Encoders(const Method& told) : method(told), padding_(told.recordSize, 0x5A) {
-    told.setIdl(&desc);
-    records::collect(*told.table, 0, values);
+  explicit Encoders(const methods::Method& method)
+      : Encoders(*method.request, methods::functionsOf(method).setIdl) {}
+  Encoders(const methods::Table& request, void (*setIdl)(IdlMsgDesc* desc))
+      : table(request), padding_(request.recordSize, 0x5A) {
+    setIdl(&desc);
+    records::collect(request, 0, values);
     const auto tell = [this](u32 from, u32 size) { std::fill_n(&padding_[from], size, u8{0}); };
     for (const auto& [offset, width] : values.scalars) tell(offset, width);
     for (const auto& [offset, width] : values.elements) tell(offset, width);
-    for (const records::SlotInfo& slot : values.buffers) tell(slot.offset, slot.size);
+    for (const records::Slot& slot : values.buffers) tell(slot.offset, slot.size);
   }
 
   /// Encodes and returns what breaks the encoders' contract, nothing when all is well. Bytes of the
   /// encodings are then to be had below.
   std::string run(const u8* record) {
-    plain_.assign(record, record + method.recordSize);
+    plain_.assign(record, record + table.recordSize);
     noisy_ = plain_;
-    for (u32 i = 0; i < method.recordSize; ++i) {
+    for (u32 i = 0; i < table.recordSize; ++i) {
       noisy_[i] ^= padding_[i];
       if (padding_[i] != 0) (void)VALGRIND_MAKE_MEM_UNDEFINED(&noisy_[i], 1);
     }
@@ -89,17 +93,17 @@ class Encoders {
   std::string check(const u8* record) {
     using model::Encoding;
     const std::string error = run(record);
-    if (!error.empty()) return std::string(method.name) + ": " + error;
-    const Encoding expected(Encoding::compact, *method.table, record);
+    if (!error.empty()) return std::string(table.name) + ": " + error;
+    const Encoding expected(Encoding::compact, table, record);
     std::string wrong = model::difference(expected.bytes, compact, expected);
-    if (!wrong.empty()) return std::string(method.name) + ", compact: " + wrong;
+    if (!wrong.empty()) return std::string(table.name) + ", compact: " + wrong;
     if (desc.packFull == nullptr) return "";
-    const Encoding block(Encoding::full, *method.table, record);
+    const Encoding block(Encoding::full, table, record);
     wrong = model::difference(block.bytes, full, block);
-    return wrong.empty() ? "" : std::string(method.name) + ", full: " + wrong;
+    return wrong.empty() ? "" : std::string(table.name) + ", full: " + wrong;
   }
 
-  const Method& method;
+  const methods::Table& table;
   IdlMsgDesc desc;
   records::Values values;
   Picture compact, full;
@@ -132,7 +136,7 @@ class Encoders {
   /// A size query counts an empty buffer's offset field and count, which are not written.
   u32 lengthOfEmptyBuffer() const {
     if (values.buffers.empty()) return 0;
-    const records::SlotInfo& slot = values.buffers[0];
+    const records::Slot& slot = values.buffers[0];
     const records::Buffer lent = records::loadBuffer(&plain_[slot.offset], slot);
     return lent.data != nullptr && lent.length == 0 ? 8 : 0;
   }

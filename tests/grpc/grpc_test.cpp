@@ -16,21 +16,17 @@ constexpr u32 minute = 60'000;
 using Grpc = ServiceTest;
 
 /// Sends a record in all three ways.
-void sendThrice(void* opt, const Method& row, const void* record) {
-  const MethodId method = {"MqcFesIntf", row.name};
-  IdlMsgDesc desc;
-  row.setIdl(&desc);
-  const AsyncCallCtx ctx = {row.recordSize, nullptr, nullptr};
-  void* const handle = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, opt);
-  EXPECT_EQ(RPC_IdlSyncCallNoOutStub(handle, record, row.recordSize, &method, &desc), 0u);
-  EXPECT_EQ(RPC_IdlAsyncCallNoOutStub(handle, record, &method, &desc, &ctx), 0u);
-  EXPECT_EQ(RPC_IdlMsgOnewayCall(handle, record, &method, &desc), 0u);
+void sendThrice(void* opt, const methods::Method& method, const void* record) {
+  const methods::Functions& exports = methods::functionsOf(method);
+  EXPECT_EQ(exports.call(record, opt), 0u);
+  EXPECT_EQ(exports.async(record, nullptr, nullptr, opt), 0u);
+  EXPECT_EQ(exports.oneway(record, opt), 0u);
 }
 
 /// The encoding as a service must get it: what an encoder leaves open is 0.
-std::string expected(const Method& row, const u8* record, bool full) {
-  wire::Encoders encoders(row);
-  EXPECT_EQ(encoders.run(record), "") << row.name;
+std::string expected(const methods::Method& method, const u8* record, bool full) {
+  wire::Encoders encoders(method);
+  EXPECT_EQ(encoders.run(record), "") << method.name;
   std::string shown;
   for (const std::int16_t byte :
        full && !encoders.full.empty() ? encoders.full : encoders.compact) {
@@ -46,21 +42,22 @@ TEST_F(Grpc, EveryMethodArrivesByteForByte) {
   std::vector<Message> sent;
   for (const u32 full : {0u, 1u}) {
     void* const opt = open({.full = full});
-    for (const Method& row : methods) {
-      records::Maker maker(row, 7);
+    for (const methods::Method& method : methods::all) {
+      records::Maker maker(*method.request, 7);
       u8* const record = maker.make(0x5555555555555555);
-      for (const codec::SlotInfo& slot : maker.values.buffers) {
+      for (const methods::Slot& slot : maker.values.buffers) {
         // Empty: the size query counts it, and the encoding is shorter.
         records::storeBuffer(record + slot.offset, slot, {record, 0});
       }
-      sendThrice(opt, row, record);
-      sent.insert(sent.end(), 3,
-                  {0, std::string("/MqcFesIntf/") + row.name, expected(row, record, full != 0)});
+      sendThrice(opt, method, record);
+      sent.insert(
+          sent.end(), 3,
+          {0, std::string("/MqcFesIntf/") + method.name, expected(method, record, full != 0)});
     }
   }
   ASSERT_EQ(TarnGrpc_drain(minute), 0u);
   const std::vector<Message> arrived = received();
-  ASSERT_EQ(arrived.size(), 2 * 3 * std::size(methods));
+  ASSERT_EQ(arrived.size(), 2 * 3 * methods::all.size());
   for (std::size_t i = 0; i < sent.size(); ++i) {
     EXPECT_EQ(arrived[i].path, sent[i].path);
     EXPECT_EQ(arrived[i].bytes, sent[i].bytes) << sent[i].path;
