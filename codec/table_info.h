@@ -34,9 +34,9 @@ struct Described {
   template <class S>
   static constexpr SlotInfo slotInfo() {
     using Element = typename S::Element;
-    SlotInfo told{S::kind, sizeof(Element), S::count, S::offset, S::size, nullptr};
-    if constexpr (std::is_class_v<Element>) told.table = &Described<Element>::info;
-    return told;
+    SlotInfo info{S::kind, sizeof(Element), S::count, S::offset, S::size, nullptr};
+    if constexpr (std::is_class_v<Element>) info.table = &Described<Element>::info;
+    return info;
   }
 
   template <class... Slots>

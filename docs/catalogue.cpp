@@ -1,5 +1,5 @@
-// Writes docs/catalogue.md: what the schema says of methods, tables and fields, with the places
-// that the records have for them and the sizes that the encoders tell.
+// Writes docs/catalogue.md: the schema's methods, tables and fields, with their places in the
+// records and the sizes that the encoders return.
 //
 // usage: catalogue SCHEMA_DIR
 
@@ -147,7 +147,7 @@ void printTable(const Table& table) {
 
 class Catalogue {
  public:
-  /// Adds a method; tells whether roll call and schema agree on it.
+  /// Adds a method; returns whether roll call and schema agree on it.
   bool add(const Row& row, const reader::Schema::Method& method) {
     if (row.method != method.name || row.record->name != method.request->name) return false;
     addTable(*method.request, *row.record, &row);
@@ -212,11 +212,11 @@ int main(int argc, char** argv) {
       "# Catalogue\n\n"
       "Every method with its request, every table with its fields. Made by `scripts/docs.sh` from\n"
       "`schema/`, the records and the encoders: change those, not this page.\n\n"
-      "A field is named after its slot; what it means is the service's. A team writes meanings "
+      "A field is named after its slot; its meaning is defined by the service. Write meanings "
       "down\n"
-      "as documentation comments (`///`) before tables, fields and methods in `schema/*.fbs`; "
+      "as documentation comments (`///`) before tables, fields and methods in `schema/*.fbs`: "
       "they\n"
-      "appear here, in a column of its own for fields. Offsets and sizes are bytes of the "
+      "appear here, those of fields in a column of their own. Offsets and sizes are bytes of the "
       "record.\n\n");
   catalogue.print();
   return 0;

@@ -1,5 +1,5 @@
-// The schema for stock FlatBuffers readers: it says what the slot lists and the roll call say, and
-// what flatc makes of it reads both encodings of every method.
+// The schema for stock FlatBuffers readers: it agrees with the slot lists and the roll call, and
+// the code that flatc generates from it reads both encodings of every method.
 
 #include <flatbuffers/flatbuffers.h>
 #include <flatbuffers/minireflect.h>
@@ -12,7 +12,7 @@
 
 #include "wire.h"
 
-// Tables are called what records are called.
+// Tables have the names of records.
 namespace stock {
 #include "mqc_fes_intf_generated.h"
 }  // namespace stock
@@ -22,7 +22,7 @@ namespace {
 using codec::Kind;
 using codec::TableInfo;
 
-/// Tables' fields as the schema tells them, without its line breaks.
+/// Tables' fields as the schema has them, without its line breaks.
 using Tables = std::map<std::string, std::string>;
 
 void addSlotList(Tables& tables, const TableInfo& info) {
@@ -90,7 +90,7 @@ struct Stock {
 constexpr Stock stockTables[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
 #undef ROW
 
-/// A record as FlatBuffers shows a table: all its values, or those alone that are not zero.
+/// A record as FlatBuffers shows a table: all its values, or only those that are not zero.
 std::string shown(const TableInfo& info, const u8* record, bool zeros) {
   std::string fields;
   for (u32 i = 0; i < info.slotCount; ++i) {
