@@ -43,9 +43,8 @@ const char* const usage =
     "  --methods        list the methods and their requests\n"
     "  --help, --version\n"
     "\n"
-    "It exits with 2 for invalid arguments, with 1 if a file was refused or the output could not "
-    "be\n"
-    "written; each is reported in a line on stderr.\n";
+    "It exits with 2 for invalid arguments, with 1 if a file was refused or the output could not\n"
+    "be written; each is reported in a line on stderr.\n";
 
 std::optional<Options> readOptions(int argc, char** argv) {
   int task = 0;

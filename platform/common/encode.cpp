@@ -27,7 +27,7 @@ TarnStatus noMemory(const char* method, u32 size) {
   return TARN_STATUS_NO_RESOURCES;
 }
 
-// Only a message with a buffer can be short of it, and that has no full encoding.
+// Only a message with a buffer may be shorter, when that is empty, and it has no full encoding.
 bool lengthFits(u32 length, u32 queried, const IdlMsgDesc& desc) {
   if (length == queried) return true;
   return desc.packFull == nullptr && queried - length == emptyBufferSize;
