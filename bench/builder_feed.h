@@ -1,9 +1,9 @@
 #ifndef BENCH_BUILDER_FEED_H
 #define BENCH_BUILDER_FEED_H
 
-// Feeds a FlatBuffers builder from a record, as code made from a schema would: straight-line per
-// message, out-of-line data first, then the table's fields from wide to narrow, which spares the
-// builder its padding. Zero scalars are left out by the builder, whose default they are.
+// Feeds a FlatBuffers builder from a record, as generated code would: straight-line per message,
+// out-of-line data first, then the table's fields from wide to narrow, which avoids padding. The
+// builder leaves out zero scalars, which are defaults.
 
 #include <flatbuffers/flatbuffers.h>
 
@@ -25,7 +25,7 @@ const Member* memberAt(const u8* record, std::size_t offset) {
   return static_cast<const Member*>(static_cast<const void*>(record + offset));
 }
 
-/// Builds what an offset field of the table will refer to; 0 where there is nothing.
+/// Builds the target of an offset field of the table; 0 if there is none.
 template <class S>
 flatbuffers::uoffset_t feedReference(Builder& builder, const u8* record) {
   using Element = typename S::Element;

@@ -1,7 +1,7 @@
 #ifndef BENCH_CONTESTANTS_H
 #define BENCH_CONTESTANTS_H
 
-// Who encodes.
+// The encoders that are compared.
 
 #include <cstring>
 #include <functional>
@@ -10,16 +10,16 @@
 
 namespace bench {
 
-/// Encodes the record whose turn it is and returns the length of what it wrote. Everything that a
-/// turn needs is inside, so that the loop around it can keep it in registers.
+/// Encodes the current record and returns the length of its encoding. Contains everything that a
+/// turn needs, so that the loop around it can keep it in registers.
 template <class Encode>
 struct Contestant {
   Encode encode;
   const Encodings* expected;
   u32 count;                            ///< of records in turn
-  std::function<const u8*()> output{};  ///< where it wrote last, unless it writes nothing
+  std::function<const u8*()> output{};  ///< its last output, unless it writes nothing
 
-  /// Whether lengths of this sum, and the bytes of the last turn, are right after so many turns.
+  /// Whether this sum of lengths, and the bytes of the last turn, are right after so many turns.
   bool isRight(u64 turns, u64 sum) const {
     const u32 last = count - 1;
     return sum == turns / count * expected->total(count) &&
@@ -27,7 +27,7 @@ struct Contestant {
   }
 };
 
-/// Whose turn it is.
+/// The current record.
 struct Turns {
   const u8* records;
   u32 size;
@@ -35,8 +35,8 @@ struct Turns {
   const u8* operator()(u32 i) const { return records + std::size_t{i & mask} * size; }
 };
 
-/// The floor: the C library copies the record, then the encoding. No size is a constant, or g++
-/// would copy in line, and slower.
+/// The floor: the C library copies the record, then the encoding. No size is a constant: g++ would
+/// inline the copy, which is slower.
 inline auto floorOf(Subject& subject, const Turns& record, const Encodings& encodings) {
   return [record, size = std::size_t{record.size}, scratch = subject.scratch.begin(),
           out = subject.out.begin(), from = encodings.bytes(0), ends = encodings.ends()](u32 i) {
@@ -48,7 +48,7 @@ inline auto floorOf(Subject& subject, const Turns& record, const Encodings& enco
   };
 }
 
-/// Calls run(name, contestant) for everybody who can encode the subject.
+/// Calls run(name, contestant) for every contestant that can encode the subject.
 template <class Run>
 void forEachContestant(Subject& s, const Pattern& pattern, Run run) {
   const std::string name = std::string("/") + s.message->table->name + "/" + pattern.name;

@@ -1,6 +1,6 @@
 // mqc_bench times every contestant on every subject, as a Google Benchmark program; an iteration is
-// 4096 turns. mqc_bench --list tells what the messages are, --instructions has callgrind, which
-// must run the program, write a profile of 64 turns for each contestant and subject instead.
+// 4096 turns. mqc_bench --list lists the messages; with --instructions callgrind, which must
+// run the program, writes a profile of 64 turns for each contestant and subject instead.
 
 #include <benchmark/benchmark.h>
 #include <valgrind/callgrind.h>
@@ -16,7 +16,7 @@
 namespace bench {
 namespace {
 
-/// Enough for instructions, which do not depend on what came before.
+/// Enough for counting instructions, whose number does not depend on earlier turns.
 constexpr u32 countedTurns = 64;
 
 template <class Encode>
@@ -29,7 +29,7 @@ u64 takeTurns(u32 turns, const Encode& encode) {
   return sum;
 }
 
-/// Other work of the process, as the branch predictor sees it: branches that nobody foresees.
+/// Other work of the process, as the branch predictor sees it: unpredictable branches.
 template <std::size_t... I>
 void branchAtRandom(std::index_sequence<I...>, u32 rounds) {
   static std::mt19937_64 random;
@@ -42,8 +42,8 @@ void branchAtRandom(std::index_sequence<I...>, u32 rounds) {
   }
 }
 
-/// Seconds of so many turns with warm caches and a branch predictor that has seen other work since.
-/// Otherwise it would know even 4096 records by heart after some ten passes.
+/// Seconds of so many turns with warm caches and a branch predictor that has seen other work since;
+/// otherwise it would have learnt even 4096 records after some ten passes.
 template <class Encode>
 double timeTurns(const Encode& encode, u64& sum) {
   takeTurns(manyRecords, encode);

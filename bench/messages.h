@@ -1,7 +1,7 @@
 #ifndef BENCH_MESSAGES_H
 #define BENCH_MESSAGES_H
 
-// All request types: how to fill a record, and who encodes it.
+// All request types: how to fill a record, and its encoders.
 
 #include <flatbuffers/flatbuffers.h>
 

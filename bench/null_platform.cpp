@@ -1,5 +1,5 @@
-// The platform, reduced to what cannot be left out: a runtime that does nothing and the bounded
-// memory functions with their tests. A file of its own, so that no compiler sees through a call.
+// The minimal platform: a runtime that does nothing and the bounded memory functions with their
+// tests. In a file of its own, so that no compiler optimises across a call.
 
 #include <cstdint>
 #include <cstring>

@@ -11,7 +11,7 @@ using Tables = flatbuffers::Vector<flatbuffers::Offset<Table>>;
 
 bool holdsTable(const methods::Table& info, const Table* table, const u8* record);
 
-/// The count of a vector stands before its bytes, whatever its elements are.
+/// A vector's count precedes its bytes, whatever its elements are.
 bool holdsVector(const u8* vector, u32 count, const u8* bytes, u32 size) {
   return vector != nullptr && flatbuffers::ReadScalar<u32>(vector) == count &&
          std::memcmp(vector + sizeof count, bytes, size) == 0;

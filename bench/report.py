@@ -6,7 +6,7 @@ DIRECTORY holds, for each compiler, COMPILER.list, what mqc_bench --list printed
 COMPILER.N.run, the JSON of one process's timings or one callgrind profile with a part for each
 contestant; COMPILER-then.N.run is the same with another commit's library. Of a process's
 repetitions the fastest counts; ratios are formed within a run and pooled over the runs by their
-geometric mean. Plots go into DIRECTORY, or beside PAGE into pictures/, and its figures are replaced. With
+geometric mean. Plots go into DIRECTORY, or into pictures/ next to PAGE, whose figures are replaced. With
 --delivery it holds delivery.json, the timings of delivery_bench.
 """
 
@@ -279,7 +279,7 @@ def delivery(directory):
     for threads in (2, 4, 8, 16):
         yield (f"calls a second, {threads:2} threads: {rates[f'threads/ours {threads}']:9,.0f}, "
                f"bare gRPC {rates[f'threads/bare {threads}']:9,.0f}")
-    yield f"calls a second, 1000 asynchronous calls under way: {rates['async/ours']:9,.0f}"
+    yield f"calls a second, 1000 asynchronous calls in flight: {rates['async/ours']:9,.0f}"
 
 
 def main():

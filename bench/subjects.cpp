@@ -14,7 +14,7 @@ namespace {
 
 enum class Presence { none, random, all };
 
-/// Fills the records of one message, the same in every process and others for every message.
+/// Fills the records of one message, the same in every process and different for every message.
 class Filler {
  public:
   Filler(Subject& subject, Presence presence)
@@ -68,7 +68,7 @@ bool isAsModelled(model::Encoding::Form form, const Message& message, const u8* 
          });
 }
 
-/// Keeps what an encoder wrote, if it is right.
+/// Keeps an encoder's output, if it is right.
 void keep(Encodings& encodings, bool right, const Message& message, const u8* bytes, u32 length,
           const char* encoder) {
   if (length == 0 || !right) {
@@ -103,7 +103,7 @@ void encode(Subject& subject, const u8* record) {
        message, out.data(), written, "full");
 }
 
-/// What every encoder makes of the subject's records, and room for them to make it again.
+/// Every encoder's output for the subject's records, and room to repeat it.
 void encodeAll(Subject& subject) {
   const u32 size = subject.message->table->recordSize;
   for (std::size_t at = 0; at < subject.records.size(); at += size) {

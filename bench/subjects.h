@@ -1,7 +1,7 @@
 #ifndef BENCH_SUBJECTS_H
 #define BENCH_SUBJECTS_H
 
-// What the contestants work on: records of one message, and what every encoder makes of them.
+// The contestants' work: records of one message, and every encoder's output for them.
 
 #include <memory>
 #include <new>
@@ -62,7 +62,7 @@ class Encodings {
   std::vector<u32> ends_{0};
 };
 
-/// Whether what the builder made, read by the FlatBuffers library, holds what the record holds.
+/// Whether the builder's output, read by the FlatBuffers library, has the record's values.
 bool holds(const methods::Table& table, const u8* encoding, const u8* record);
 
 /// A run over the first so many records of a subject, again and again. A power of two.
@@ -80,7 +80,7 @@ struct Subject {
   IdlMsgDesc desc;
   std::vector<Pattern> patterns;
   Memory records{Use::record};                 ///< one behind the other
-  std::vector<std::unique_ptr<u8[]>> buffers;  ///< what they point at
+  std::vector<std::unique_ptr<u8[]>> buffers;  ///< that they point at
   Encodings compact, full, built;
   u32 capacity = 0;  ///< bytes of the longest compact encoding
   Memory out{Use::output};
@@ -94,7 +94,7 @@ using Subjects = std::vector<std::unique_ptr<Subject>>;
 
 /// Every message with a record of zeros, one without any and so many of random presence; the batch
 /// message also with growing buffers. Ends the process with a message when an encoding does not
-/// hold what its record holds.
+/// have its record's values.
 Subjects makeSubjects(const std::vector<Message>& messages, u32 randomRecords);
 
 }  // namespace bench

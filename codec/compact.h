@@ -123,7 +123,8 @@ CODEC_INLINE void packTables(PackPos* pos, Place& next, const u8* record) {
   skip<S>(next, record);
 }
 
-/// A buffer may outgrow the table size; the field offsets still lie inside what it then says.
+/// A buffer may outgrow the table size, which then saturates; the field offsets still lie inside
+/// it.
 template <class List>
 CODEC_INLINE u16 tableSizeEntry(std::size_t size) {
   if (List::hasBuffer && size > maxTableSize) return maxTableSize;

@@ -19,8 +19,8 @@ KvrOsalLogWriteFn logWrite = nullptr;
 std::atomic<bool> logLookedUp = false;
 pthread_mutex_t logMutex = PTHREAD_MUTEX_INITIALIZER;
 
-// A process that lacks the function when the first error comes stays without it: looking again
-// would cost every later error a walk through all loaded objects.
+// Looked up once: in a process without the function, every later error would otherwise search all
+// loaded objects.
 KvrOsalLogWriteFn lookUpLogWrite() {
   if (logLookedUp.load(std::memory_order_acquire)) return logWrite;
   pthread_mutex_lock(&logMutex);

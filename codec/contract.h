@@ -1,7 +1,7 @@
 #ifndef CODEC_CONTRACT_H
 #define CODEC_CONTRACT_H
 
-// What every compact encoder does before it encodes.
+// The tests that every compact encoder makes before it encodes.
 
 #include "codec/compact.h"
 

@@ -22,7 +22,7 @@ template <class Record>
 inline constexpr auto nestedFullPacker = packBlock<ListOf<Record>>;
 
 /// Scalars that are neighbours in the record are neighbours on the wire too and go out as one run.
-/// Tells at the first slot of each run how many slots it has, 0 elsewhere.
+/// Holds, at the first slot of each run, the number of its slots; 0 elsewhere.
 template <class... Slots>
 constexpr auto runLengths(SlotList<Slots...>) {
   std::array<std::size_t, sizeof...(Slots)> lengths{};

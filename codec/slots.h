@@ -119,7 +119,7 @@ constexpr bool inOrder() {
   return ((Slots::offset >= std::exchange(end, Slots::offset + Slots::size)) && ...);
 }
 
-/// The slot list of Record, refused in words when it does not tell the whole record in order.
+/// The slot list of Record; one that does not list the whole record in order does not compile.
 template <class Record, class... Slots>
 struct CheckedSlots {
   static_assert(std::is_standard_layout_v<Record> && std::is_trivial_v<Record>,
@@ -127,7 +127,7 @@ struct CheckedSlots {
   static_assert(inOrder<Slots...>(),
                 "slot list repeats a member or lists members out of record order");
   static_assert(!hasLeaves<Record, (slotLeaves<Slots>() + ... + 1)>,
-                "slot list misses a member of the record");
+                "slot list omits a member of the record");
   using List = SlotList<Slots...>;
 };
 

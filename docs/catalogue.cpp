@@ -1,5 +1,5 @@
-// Writes docs/catalogue.md: what the schema says of methods, tables and fields, with the places
-// that the records have for them and the sizes that the encoders tell.
+// Writes docs/catalogue.md: the schema's methods, tables and fields, with their places in the
+// records and the sizes that the encoders return.
 //
 // usage: catalogue SCHEMA_DIR
 
@@ -135,12 +135,12 @@ void printTable(const Table& table) {
 
 class Catalogue {
  public:
-  /// Adds a method; reports whether roll call and schema agree on it.
-  bool add(const Method& method, const reader::Schema::Method& told) {
-    if (method.name != told.name || method.request->name != told.request->name) return false;
-    addTable(*told.request, *method.request, &method);
-    methods_ += "| `" + told.name + "` | " + link(told.request->name) + " | " +
-                prose(told.doc_comment) + " |\n";
+  /// Adds a method; returns whether roll call and schema agree on it.
+  bool add(const Method& method, const reader::Schema::Method& found) {
+    if (method.name != found.name || method.request->name != found.request->name) return false;
+    addTable(*found.request, *method.request, &method);
+    methods_ += "| `" + found.name + "` | " + link(found.request->name) + " | " +
+                prose(found.doc_comment) + " |\n";
     return true;
   }
 
@@ -185,10 +185,10 @@ int main(int argc, char** argv) {
   reader::Schema schema(-1);
   std::string fault = schema.load(argv[1]);
   Catalogue catalogue;
-  const auto& told = schema.methods();
-  if (told.size() != methods::all.size()) fault = "roll call and schema differ in length";
-  for (std::size_t i = 0; fault.empty() && i < told.size(); ++i) {
-    if (!catalogue.add(methods::all[i], *told[i])) {
+  const auto& found = schema.methods();
+  if (found.size() != methods::all.size()) fault = "roll call and schema differ in length";
+  for (std::size_t i = 0; fault.empty() && i < found.size(); ++i) {
+    if (!catalogue.add(methods::all[i], *found[i])) {
       fault = "roll call and schema differ at " + std::string(methods::all[i].name);
     }
   }
@@ -200,11 +200,11 @@ int main(int argc, char** argv) {
       "# Catalogue\n\n"
       "Every method with its request, every table with its fields. Made by `scripts/docs.sh` from\n"
       "`schema/`, the records and the encoders: change those, not this page.\n\n"
-      "A field is named after its slot; what it means is the service's. A team writes meanings "
+      "A field is named after its slot; its meaning is defined by the service. Write meanings "
       "down\n"
-      "as documentation comments (`///`) before tables, fields and methods in `schema/*.fbs`; "
+      "as documentation comments (`///`) before tables, fields and methods in `schema/*.fbs`: "
       "they\n"
-      "appear here, in a column of its own for fields. Offsets and sizes are bytes of the "
+      "appear here, those of fields in a column of their own. Offsets and sizes are bytes of the "
       "record.\n\n");
   catalogue.print();
   return 0;

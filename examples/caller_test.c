@@ -5,7 +5,7 @@
 #include "mqc_fes_intf.h"
 #include "tarn/loopback.h"
 
-/* The code under test: sets a port's QoS group and says whether that went well. */
+/* The code under test: sets a port's QoS group and returns whether that succeeded. */
 static int joinGroup(u32 port, u32 group) {
   MQC_port_group req = {0};
   req.f0 = port;
@@ -13,7 +13,7 @@ static int joinGroup(u32 port, u32 group) {
   return MqcFesIntf_qos_group_port(&req, NULL) == 0;
 }
 
-/* What goes out, as the tests below want to see it. */
+/* What was sent. */
 typedef struct Seen {
   int messages;
   char method[32];
@@ -55,13 +55,13 @@ static void sendsTheGroup(void) {
         "it names port and group");
 }
 
-static void tellsWhenTheServiceRefuses(void) {
+static void reportsARefusal(void) {
   TarnLoopback_reset();
   TarnLoopback_setStatus(1);
   check(!joinGroup(7, 3), "a refused group is reported");
 }
 
-static void tellsWhenThereIsNoService(void) {
+static void reportsAMissingService(void) {
   TarnLoopback_reset();
   TarnLoopback_setHandleAvailable(0);
   check(!joinGroup(7, 3), "a missing service is reported");
@@ -70,8 +70,8 @@ static void tellsWhenThereIsNoService(void) {
 
 int main(void) {
   sendsTheGroup();
-  tellsWhenTheServiceRefuses();
-  tellsWhenThereIsNoService();
+  reportsARefusal();
+  reportsAMissingService();
   if (failures == 0) printf("all tests passed\n");
   return failures != 0;
 }

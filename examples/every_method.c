@@ -14,7 +14,7 @@ static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 static u32 completed; /* asynchronous calls; guarded by mutex, as is succeeded */
 static u32 succeeded; /* those that completed with 0 */
 
-/* Runs on a thread of the platform's. */
+/* Runs on a thread of the platform. */
 static void onCompletion(u32 status, void* userData) {
   (void)userData;
   pthread_mutex_lock(&mutex);
@@ -43,7 +43,7 @@ static u32 waitForCompletions(u32 expected) {
   return result;
 }
 
-/* Every third word stays zero, as fields do that a configuration leaves alone. */
+/* Every third word stays zero, as unused fields of a configuration do. */
 static void fill(void* record, size_t size) {
   u8* bytes = record;
   size_t i;

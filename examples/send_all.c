@@ -1,6 +1,6 @@
 /*
  * Sends one request of every method in each of the three ways through the loopback, and
- * shows what went out.
+ * shows what was sent.
  *
  * Built with every_method.c: cc send_all.c every_method.c $(pkg-config --cflags --libs tarn_cli_mqc
  * tarn_loopback)

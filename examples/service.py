@@ -2,7 +2,7 @@
 
 usage: service.py ADDRESS [CA CERT KEY]     unix:PATH or HOST:PORT; PEM files for mutual TLS
 
-Beside it lie the modules that flatc makes:
+It needs the modules that flatc generates, in the same folder:
     flatc --python --grpc mqc_fes_intf.fbs mqc_reply.fbs mqc_fes_intf_service.fbs
 """
 import sys

@@ -1,6 +1,6 @@
 /*
- * Sends synchronous calls, one after another, to the service at TARN_GRPC_TARGET; tells each time
- * their status changes, and at the end how many calls had which status.
+ * Sends synchronous calls, one after another, to the service at TARN_GRPC_TARGET; prints each
+ * change of their status, and at the end the number of calls with each status.
  *
  * usage: stream SECONDS
  */
@@ -27,7 +27,7 @@ static double now(void) {
   return (double)time.tv_sec + (double)time.tv_nsec / 1e9;
 }
 
-/* Calls of more kinds than there is room for are counted with the last. */
+/* Further statuses than there is room for are counted with the last. */
 static void count(Kind kinds[maxKinds], u32 status) {
   int i = 0;
   while (i < maxKinds - 1 && kinds[i].calls != 0 && kinds[i].status != status) ++i;

@@ -1,4 +1,4 @@
-// Turns any bytes into a record of some method and holds its encodings against the model. The first
+// Turns any bytes into a record of some method and compares its encodings with the model. The first
 // byte picks the method, the record's bytes follow, the rest is the buffer of a method that borrows
 // one.
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The record's own pointer only tells whether there is a buffer.
+/// The record's own pointer only decides whether there is a buffer.
 void pointAtTail(u8* record, const records::Values& values, std::span<const u8> tail) {
   for (const records::Slot& slot : values.buffers) {
     const records::Buffer given = records::loadBuffer(record + slot.offset, slot);

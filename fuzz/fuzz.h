@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// Ends the run with a find when what has to hold does not.
+/// Ends the run with a find when a requirement does not hold.
 inline void require(bool holds, const char* words) {
   if (holds) return;
   std::fprintf(stderr, "%s\n", words);

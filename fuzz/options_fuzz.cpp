@@ -1,6 +1,6 @@
-// Reads any bytes as the command line of tarn-inspect or tarn-serve, as the first byte says;
-// arguments end with a zero. What is refused is reported in one line that is fit for a terminal,
-// and what is taken is whole.
+// Reads any bytes as the command line of tarn-inspect or tarn-serve, by the first byte; arguments
+// end with a zero. A refusal is reported in one line that is fit for a terminal, and accepted
+// options are complete.
 
 #include <algorithm>
 #include <cstdarg>
@@ -18,7 +18,7 @@ int reports = 0;
 
 void checkInspect(int argc, char** argv) {
   const auto options = inspect::readOptions(argc, argv);
-  require(reports == (options ? 0 : 1), "tarn-inspect: not one line for wrong arguments");
+  require(reports == (options ? 0 : 1), "tarn-inspect: not one line for invalid arguments");
   if (!options || options->task > inspect::Task::html) return;
   const auto inputs = std::count(options->files.begin(), options->files.end(), "-");
   require(!options->files.empty() && inputs <= (options->method.empty() ? 0 : 1),

@@ -1,5 +1,5 @@
-// Reads any bytes as a reply, which arrives in slices as long as the first byte says, beside the
-// reader that flatc makes.
+// Reads any bytes as a reply, in slices of the length in the first byte, and compares with the
+// reader that flatc generates.
 
 #include "platform/grpc/reply.h"
 
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto status = platform::statusIn(grpc::ByteBuffer(slices.data(), slices.size()));
   flatbuffers::Verifier verifier(reply.data(), reply.size());
   const bool isWhole = verifier.VerifyBuffer<mqc::MqcReply>(nullptr);
-  require(status.has_value() == isWhole, "a damaged reply is taken, or a whole one is not");
+  require(status.has_value() == isWhole, "a damaged reply is accepted, or a whole one is not");
   require(!isWhole || *status == flatbuffers::GetRoot<mqc::MqcReply>(reply.data())->status(),
           "another status");
   return 0;

@@ -1,6 +1,6 @@
-// Walks any bytes as a request of some method, which the first byte picks. A message that is
-// refused has a place of damage; one that is accepted is shown whole in every form, and its JSON is
-// what FlatBuffers makes of it.
+// Walks any bytes as a request of some method, which the first byte picks. A refused message has a
+// place of damage; an accepted one is shown whole in every form, with the same JSON as FlatBuffers
+// makes.
 
 #include <algorithm>
 

@@ -15,12 +15,11 @@
  * See MQC_FES_INTF_METHODS for the methods and MQC_DECLARE_METHOD for the contract of the four.
  *
  * **Records.** Fixed layout, natural alignment, fields in slot order. A field `f<slot>` is named
- * after its slot in the message's vtable; what it means is the service's. Bytes that are padding
- * never reach the wire. An array is always sent whole. Values are in host byte order, whatever the
- * wire's. Each record's line states its size, the range of its compact encoding, and the bytes of
- * its full encoding with the buffer to provide for them. The upper bounds are constants:
- * `<Type>_COMPACT_MAX` is the longest compact encoding, `<Type>_FULL_MAX` the buffer for the full
- * one.
+ * after its slot in the message's vtable; its meaning is defined by the service. Padding never
+ * reaches the wire. An array is always sent whole. Values are in host byte order. Each record's
+ * line states its size, the range of its compact encoding, and the bytes of its full encoding with
+ * the buffer to provide for them. The upper bounds are constants: `<Type>_COMPACT_MAX` is the
+ * longest compact encoding, `<Type>_FULL_MAX` the buffer for the full one.
  *
  * **Threads.** Any thread may call any export at any time. A record must not change during a call.
  *
@@ -51,16 +50,16 @@ typedef uint16_t u16; /**< Unsigned, 2 bytes. */
 typedef uint32_t u32; /**< Unsigned, 4 bytes. */
 typedef uint64_t u64; /**< Unsigned, 8 bytes. */
 
-/** The one status of the library's own (EINVAL): a one-way message without request or handle. */
+/** The library's only own status (EINVAL): a one-way message without request or handle. */
 #define MQC_STATUS_INVALID 22u
 
 /**
  * @defgroup runtime Records handed to the platform
- * What the RPC runtime and the log function see of a call. Callers need only RpcAsyncCallback.
+ * What the RPC runtime and the log function get of a call. Callers need only RpcAsyncCallback.
  * @{
  */
 
-/** The cursor a compact encoder writes through; owned by whoever calls the encoder. */
+/** The cursor a compact encoder writes through; owned by the encoder's caller. */
 typedef struct PackBuf {
   u8* buf;   /**< Start of the output; the encoding is written from its first byte. */
   u32* pLen; /**< The output's capacity in bytes; read, never written. */
@@ -74,14 +73,14 @@ typedef struct PackBuf {
  * counts 8 bytes that are then not written. With a cursor: writes the encoding and returns its
  * length, or logs one parameter error and returns 0 when req or the output is NULL or the capacity
  * is below 4; a NULL pLen is a capacity of 0. The output must hold as many bytes as the size query
- * told; no more than the 4 is checked. Safe from any thread.
+ * returned; only the minimum of 4 is checked. Safe from any thread.
  */
 typedef u32 (*IdlPackFn)(PackBuf* cursor, const void* req);
 
 /**
  * A full encoder: writes the full encoding of req at out and returns 0. It tests neither argument:
- * out must hold the full-size getter's bytes. Bytes between fields and vtable, and at the end of
- * the buffer, that the format leaves open stay as they were. Safe from any thread.
+ * out must have the size that the full-size getter returns. Gaps, before the vtable and at the end
+ * of the buffer, are not written. Safe from any thread.
  */
 typedef u32 (*IdlPackFullFn)(u8* out, const void* req);
 
@@ -105,11 +104,11 @@ typedef struct MethodId {
 } MethodId;
 
 /**
- * The callback of an asynchronous call. The library passes it on and never calls it; when and on
- * which thread it runs is the runtime's.
+ * The callback of an asynchronous call. The library passes it on and never calls it; the runtime
+ * decides when and on which thread it runs.
  *
  * @param status   how the call ended
- * @param userData the value given with the call
+ * @param userData the value passed with the call
  */
 typedef void (*RpcAsyncCallback)(u32 status, void* userData);
 
@@ -133,7 +132,7 @@ typedef struct LogModule {
   u32 number;            /**< 0x6200. */
 } LogModule;
 
-/** The server address every call names; one per process, alive from load to unload. */
+/** The server address that every call passes; one per process, valid from load to unload. */
 extern MQC_API RpcServerAddr g_stServerAddr_MqcFesIntf;
 
 /** @} */
@@ -144,12 +143,12 @@ extern MQC_API RpcServerAddr g_stServerAddr_MqcFesIntf;
  * @{
  */
 
-/** Opens every match rule request and the rule MAC request. 24 bytes. */
+/** The first member of every match rule request and of the rule MAC request. 24 bytes. */
 typedef struct MqcRuleHead {
   u32 f0, f1, f2, f3, f4, f5;
 } MqcRuleHead;
 
-/** Opens every action request but that of `ActCommonIntf`. 12 bytes. */
+/** The first member of every action request except that of `ActCommonIntf`. 12 bytes. */
 typedef struct MqcActHead {
   u32 f0, f1, f2;
 } MqcActHead;
@@ -494,7 +493,7 @@ typedef struct MQC_ACT_ANYFLOW {
 } MQC_ACT_ANYFLOW;
 enum { MQC_ACT_ANYFLOW_COMPACT_MAX = 44, MQC_ACT_ANYFLOW_FULL_MAX = 48 };
 
-/** Nested record of MQC_ActCommonMsg alone. 16 bytes. */
+/** Nested record, of MQC_ActCommonMsg only. 16 bytes. */
 typedef struct MqcActCommonData {
   u32 f0, f1, f2, f3;
 } MqcActCommonData;
@@ -578,9 +577,9 @@ enum { MQC_SmoothMsg_COMPACT_MAX = 24, MQC_SmoothMsg_FULL_MAX = 24 };
 
 /**
  * Request of `ProcMqcBatchMsg`: 24 bytes; compact 20 to 32, plus 8 and the length when a buffer is
- * sent; no full encoding. The buffer is borrowed for the call. However long it is, it goes out
- * whole; past 65,523 bytes, less 4 for each non-zero scalar, the table size on the wire, 16 bits
- * wide, stays at 65,535. Its COMPACT_MAX is that of the rest: f3_len comes on top.
+ * sent; no full encoding. The buffer is borrowed for the call and always sent whole; beyond 65,523
+ * bytes, less 4 for each non-zero scalar, the 16-bit table size on the wire stays at 65,535.
+ * Its COMPACT_MAX is without the buffer's bytes: add f3_len.
  */
 typedef struct MQC_BrkBatchMsg {
   u32 f0, f1, f2;
@@ -743,16 +742,16 @@ enum { SPSA_BrkWhiteListMsg_COMPACT_MAX = 33, SPSA_BrkWhiteListMsg_FULL_MAX = 40
  *
  * - `MqcFesIntf_<m>` sends req synchronously: returns when the runtime has an answer.
  * - `MqcFesIntf_<m>_async` sends req and returns; the runtime reports through cb.
- * - `MqcFesIntf_<m>_oneway` sends req as a message that nobody answers.
+ * - `MqcFesIntf_<m>_oneway` sends req as a message without an answer.
  * - `MqcFesIntf_<m>SetIdl` fills desc, which must not be NULL, with the method's encoders.
  *
  * The three calls return the runtime's status unchanged. Synchronous and asynchronous calls pass
- * a NULL req or a missing handle on to the runtime; a one-way message answers either with
- * MQC_STATUS_INVALID and sends nothing.
+ * a NULL req or a missing handle on to the runtime; a one-way call returns MQC_STATUS_INVALID for
+ * either and sends nothing.
  *
- * - `req` is the request record, only read; the caller's until the call returns.
- * - `cb` and `userData` are handed to the runtime unchanged.
- * - `opt` is handed to `RPC_GetRpcInvoke` unchanged and not interpreted.
+ * - `req` is the request record, only read; it must not change until the call returns.
+ * - `cb` and `userData` are passed to the runtime unchanged.
+ * - `opt` is passed to `RPC_GetRpcInvoke` unchanged and not interpreted.
  *
  * Any thread may call any of them at any time.
  *

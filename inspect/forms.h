@@ -1,7 +1,7 @@
 #ifndef INSPECT_FORMS_H
 #define INSPECT_FORMS_H
 
-// A message in the forms in which people look at it.
+// A message as annotated bytes, and as a page for a browser.
 
 #include <string>
 #include <vector>
@@ -17,19 +17,19 @@ using reader::Write;
 
 /// A message that was walked without a fault.
 struct Message {
-  std::string name;  ///< as the person calls it, printable
+  std::string name;  ///< as the user named it, printable
   const Schema::Method* method;
   std::vector<std::uint8_t> bytes;
   std::vector<Item> items;
 };
 
-/// What a message is, on one line: name, request, encoding, bytes.
+/// The message's heading, on one line: name, request, encoding, bytes.
 std::string title(const Message& message);
 
-/// Writes every byte in its order, with what it means, line by line.
+/// Writes every byte in order with its meaning, line by line.
 void annotate(const Message& message, const Write& write);
 
-/// What an item is and what it says, on one line. The elements of vectors are not told.
+/// An item's kind and value, on one line, without the elements of vectors.
 std::string meaning(const Item& item);
 
 /// The elements from first to last, last excluded, of an item that has some.
@@ -39,12 +39,12 @@ std::string elements(const Message& message, const Item& item, std::size_t first
 void addHex(std::string& text, Bytes bytes);
 
 /// A message as a section of the page.
-/// @param number tells the messages of one page apart
+/// @param number distinguishes the messages of one page
 std::string section(const Message& message, std::size_t number);
 
-/// What the page has before its sections.
+/// The page up to its sections.
 std::string pageStart();
-/// What it has behind them.
+/// The page after its sections.
 std::string pageEnd();
 
 }  // namespace inspect

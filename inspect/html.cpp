@@ -27,7 +27,7 @@ std::string escaped(const std::string& text) {
   return safe;
 }
 
-/// Everything about one field has one colour, whose neighbours' are far from it.
+/// All items of a field have one colour, which differs clearly from those of its neighbours.
 std::string marks(const Item& item, const std::string& id) {
   const bool value = item.kind == Kind::scalar || item.kind == Kind::elements;
   const char* const look = item.kind == Kind::gap ? "open" : value ? "value" : "structure";

@@ -10,16 +10,16 @@ namespace {
 
 using shared::report;
 
-/// Whether there is something to do with what was read.
+/// Whether the options can be carried out.
 bool isWhole(const Options& options) {
   if (options.task > Task::html) return true;
   const auto inputs = std::count(options.files.begin(), options.files.end(), "-");
   if (options.files.empty()) {
-    report("no file is named; --help tells more");
+    report("no file named; see --help");
   } else if (inputs > 1) {
     report("- is named twice");
   } else if (inputs == 1 && options.method.empty()) {
-    report("-: its method is not known, --method NAME tells it");
+    report("-: unknown method; use --method NAME");
   } else {
     return true;
   }
@@ -32,19 +32,19 @@ const char* const usage =
     "usage: tarn-inspect [OPTION]... FILE...\n"
     "Shows captured messages of MqcFesIntf, after a check of every byte.\n"
     "\n"
-    "A file's name tells method and encoding: 0007-sendRuleMac.compact.bin. - is the standard "
+    "A file's name states method and encoding: 0007-sendRuleMac.compact.bin. - is the standard "
     "input.\n"
     "\n"
     "  --json           as JSON, the default\n"
     "  --annotate       every byte with its meaning\n"
     "  --html           one page for a browser, bytes and fields side by side\n"
-    "  --method NAME    the method of every message, whatever the names tell\n"
+    "  --method NAME    the method of every message, whatever the names are\n"
     "  --output FILE    write to this file instead of the standard output\n"
     "  --methods        list the methods and their requests\n"
     "  --help, --version\n"
     "\n"
-    "It exits with 2 for wrong arguments; with 1 if a file was refused or the output could not be\n"
-    "written, each told in a line on stderr.\n";
+    "It exits with 2 for invalid arguments, with 1 if a file was refused or the output could not\n"
+    "be written; each is reported in a line on stderr.\n";
 
 std::optional<Options> readOptions(int argc, char** argv) {
   int task = 0;

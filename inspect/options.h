@@ -7,19 +7,19 @@
 
 namespace inspect {
 
-/// What is asked for.
+/// What to do.
 enum class Task : int { json, annotated, html, methods, help, version };
 
-/// What the command line says.
+/// The command line, read.
 struct Options {
   Task task = Task::json;
-  std::string method;  ///< of every message; empty: as the files' names tell
+  std::string method;  ///< of every message; empty: as the files' names state
   std::string output;  ///< a file; empty: stdout
   std::vector<std::string> files;
 };
 
-/// Reads the command line. What makes no sense is told in one line on stderr, and there are no
-/// options.
+/// Reads the command line. Invalid arguments are reported in one line on stderr; the result is then
+/// empty.
 std::optional<Options> readOptions(int argc, char** argv);
 
 extern const char* const usage;

@@ -49,7 +49,7 @@ void Output::open() {
   }
 }
 
-/// Who might not read the file that is replaced may not read the new one.
+/// The new file is not readable to anyone who could not read the one that it replaces.
 void Output::keepMode() {
   struct stat found {};
   if (::stat(path_.c_str(), &found) != 0) return;

@@ -7,20 +7,20 @@
 
 namespace inspect {
 
-/// Where everything is written: stdout, or a file under another name until all of it is there, for
-/// it may be one of the inputs. A pipe or a device stays what it is.
+/// The output: stdout, or a file, which is written under another name until it is complete, since
+/// it may be one of the inputs. Pipes and devices are written directly.
 class Output {
  public:
-  /// @param path a file, which nothing touches unless something is written; empty: stdout
+  /// @param path a file, not touched before something is written; empty: stdout
   explicit Output(std::string path);
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
-  /// Takes back what was not closed.
+  /// Removes an output that was not closed.
   ~Output();
 
   void write(std::string_view text);
-  /// Gives the file its name. Returns false, and reports why on stderr, when not everything could
-  /// be written; the file is then as it was.
+  /// Renames the file to its final name. Returns false, and reports why on stderr, when not
+  /// everything could be written; the former file is then unchanged.
   bool close();
 
  private:

@@ -3,7 +3,7 @@
 
 namespace inspect {
 
-/// The text of page.html, with a place for the messages.
+/// The text of page.html, with a placeholder for the messages.
 extern const char* const pageTemplate;
 
 }  // namespace inspect

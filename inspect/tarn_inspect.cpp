@@ -1,4 +1,4 @@
-// tarn-inspect: shows captured messages to people, and refuses what is no message.
+// tarn-inspect: shows captured messages, and refuses anything that is not a whole message.
 
 #include <algorithm>
 #include <cerrno>
@@ -34,7 +34,7 @@ bool refuse(const std::string& name, const std::string& words) {
   return false;
 }
 
-/// Reads a message; of one that is too long, as much as shows it.
+/// Reads a message; of one that is too long, just enough to detect that.
 bool read(const std::string& path, std::vector<std::uint8_t>& bytes) {
   constexpr std::size_t most = reader::maxMessageBytes + 1;
   std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
@@ -51,30 +51,30 @@ bool read(const std::string& path, std::vector<std::uint8_t>& bytes) {
   return error == 0;
 }
 
-/// What a file's name tells.
-struct Told {
+/// What a file's name states.
+struct Named {
   std::string method;
-  std::string encoding;  ///< empty: not told
+  std::string encoding;  ///< empty: unknown
 };
 
-bool told(const Options& options, const std::string& path, Told& told) {
+bool readName(const Options& options, const std::string& path, Named& name) {
   if (!options.method.empty()) {
-    told = {options.method, ""};
+    name = {options.method, ""};
     return true;
   }
   static const std::regex form(R"([0-9]+-(\w+)\.(compact|full)\.bin)");
-  const std::string name = path.substr(path.rfind('/') + 1);
+  const std::string file = path.substr(path.rfind('/') + 1);
   std::smatch parts;
-  if (name.size() > NAME_MAX || !std::regex_match(name, parts, form)) return false;
-  told = {parts[1], parts[2]};
+  if (file.size() > NAME_MAX || !std::regex_match(file, parts, form)) return false;
+  name = {parts[1], parts[2]};
   return true;
 }
 
-/// Reads and checks a message, or says in a line why it is refused.
+/// Reads and checks a message, or reports in a line why it is refused.
 bool take(const Schema& schema, const Options& options, const std::string& path, Message& message) {
   message.name = shared::printable(path);
-  Told name;
-  if (!told(options, path, name)) {
+  Named name;
+  if (!readName(options, path, name)) {
     return refuse(message.name,
                   "its name is not NUMBER-METHOD.compact.bin or .full.bin, and there "
                   "is no --method");

@@ -11,7 +11,7 @@ using reader::Kind;
 
 constexpr std::size_t bytesInLine = 8;
 
-/// In the order of Kind; a field's value goes by the field's name alone.
+/// In the order of Kind; a field's value is labelled with the field's name alone.
 constexpr const char* kindNames[] = {"",
                                      "vtable",
                                      "",
@@ -29,7 +29,7 @@ constexpr const char* kindNames[] = {"",
                                      "gap"};
 static_assert(std::size(kindNames) == static_cast<std::size_t>(Kind::gap) + 1);
 
-/// The elements that stand in one line; of bytes, their numbers say no more than they do.
+/// The elements on one line; bytes, which the line shows already, are not listed again.
 std::string partMeaning(const Message& message, const Item& item, std::size_t first,
                         std::size_t last) {
   std::string text = item.path + '[' + std::to_string(first) + ']';

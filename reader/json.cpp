@@ -13,7 +13,7 @@ using flatbuffers::Table;
 
 constexpr std::size_t pieceSize = 65536;
 
-/// Follows a table by the schema, and writes what it collects piece by piece.
+/// Follows a table by the schema and writes its JSON piece by piece.
 class Json {
  public:
   Json(int indent, const Write& write) : indent_(indent), write_(write) {}
@@ -46,7 +46,7 @@ class Json {
     text_ += '}';
   }
 
-  /// @param at where it lies, nullptr for a scalar that is absent
+  /// @param at its position, nullptr for an absent scalar
   void value(const flatbuffers::Type& type, const std::uint8_t* at, unsigned depth) {
     if (flatbuffers::IsScalar(type.base_type)) {
       add(at == nullptr ? 0 : number(at, flatbuffers::SizeOf(type.base_type)));

@@ -7,7 +7,7 @@
 namespace reader {
 namespace {
 
-/// The schema lies at a fixed way from the program.
+/// The schema is at a fixed path relative to the program.
 std::string schemaDir() {
   std::error_code error;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);

@@ -14,11 +14,10 @@ namespace reader {
 
 using Bytes = std::span<const std::uint8_t>;
 
-/// Takes a text piece by piece: a large message has ten times as much of it.
+/// Receives a text piece by piece: that of a large message is ten times as long.
 using Write = std::function<void(std::string_view)>;
 
-/// The service's methods and their requests, as the schema has them. Once loaded, any thread may
-/// ask.
+/// The service's methods and their requests, from the schema. Once loaded, any thread may use it.
 class Schema {
  public:
   using Method = flatbuffers::RPCCall;
@@ -26,8 +25,8 @@ class Schema {
   /// @param indent spaces for each level of JSON; -1 for JSON on one line
   explicit Schema(int indent) : indent_(indent) {}
 
-  /// Reads mqc_fes_intf_service.fbs and what it includes, from where they lie beside the program,
-  /// built or installed; says why it failed, or nothing.
+  /// Reads mqc_fes_intf_service.fbs and its includes, from their place relative to the program,
+  /// built or installed; returns why it failed, or nothing.
   std::string load();
   /// The same from a folder.
   std::string load(const std::string& dir);

@@ -30,7 +30,7 @@ bool isTable(const FieldDef& field) {
   return field.value.type.base_type == flatbuffers::BASE_TYPE_STRUCT;
 }
 
-/// The elements that a vector has to have; none for a caller's buffer.
+/// The required number of a vector's elements; none for a caller's buffer.
 std::optional<std::uint32_t> fixedCount(const FieldDef& field) {
   const flatbuffers::Value* const count = field.attributes.Lookup("count");
   if (count == nullptr) return std::nullopt;
@@ -43,7 +43,7 @@ std::string scalarText(flatbuffers::BaseType type, std::uint32_t value) {
   return flatbuffers::kTypeNames[type] + (' ' + std::to_string(value)) + hex;
 }
 
-/// Where the walk is: the table or the field that it follows.
+/// The walk's position: the table or field that it follows.
 struct Place {
   std::string path;
   unsigned depth;
@@ -55,7 +55,7 @@ struct Place {
   Place inside() const { return {path, depth + 1}; }
 };
 
-/// A table that is followed: where it stands, and its vtable.
+/// A table that is followed: its position, and its vtable.
 struct Frame {
   const StructDef& def;
   std::size_t start;
@@ -94,7 +94,7 @@ class Walk {
     return number(bytes_.data() + position, width);
   }
 
-  /// What the offset at the position refers to.
+  /// The target of the offset at the position.
   std::size_t target(std::size_t position, const Place& place, Kind kind) {
     const std::size_t offset = verifier_.VerifyOffset(position);
     if (offset == 0) throw Fault{position, "the offset to " + name(place) + " points outside"};
@@ -154,7 +154,7 @@ class Walk {
     return word<std::uint16_t>(frame.vtable + field.value.offset, "the vtable");
   }
 
-  /// Returns the end of what belongs to the table.
+  /// Returns the end of the table's bytes.
   std::size_t field(const Frame& frame, const FieldDef& field, const Place& place) {
     const flatbuffers::Type& type = field.value.type;
     const std::uint16_t offset = fieldOffset(frame, field);
@@ -172,7 +172,7 @@ class Walk {
     return std::max(position + wordSize, vector(field, body, place.inside()));
   }
 
-  /// Only the compact encoding leaves something out, and no array and no nested record.
+  /// Only the compact encoding leaves fields out, and never arrays or nested records.
   std::size_t absent(const Frame& frame, const FieldDef& field, const Place& place) {
     if (full_ || isTable(field) || fixedCount(field)) {
       throw Fault{frame.vtable + field.value.offset, place.path + " is missing"};
@@ -190,7 +190,7 @@ class Walk {
     return position + width;
   }
 
-  /// Returns the end of the vector, in the full encoding of its tables, too.
+  /// Returns the end of the vector; in the full encoding, that of its tables.
   std::size_t vector(const FieldDef& field, std::size_t position, const Place& place) {
     const flatbuffers::Type element = field.value.type.VectorType();
     const bool ofTables = element.base_type == flatbuffers::BASE_TYPE_STRUCT;
@@ -216,7 +216,7 @@ class Walk {
       throw Fault{position, place.path + " has " + std::to_string(count) + " elements, not " +
                                 std::to_string(*expected)};
     }
-    if (!expected && full_) throw Fault{position, place.path + " stands in no full encoding"};
+    if (!expected && full_) throw Fault{position, place.path + " is not part of any full encoding"};
   }
 
   std::size_t tables(const StructDef& def, std::size_t first, std::uint32_t count,
@@ -246,7 +246,7 @@ class Walk {
     }
   }
 
-  /// The bytes before the vtable and at the end of the block, whose end is returned.
+  /// Adds the gaps before the vtable and at the end of the block, and returns that end.
   std::size_t openBytes(const Frame& frame, std::size_t end, const Place& place) {
     const std::size_t block = frame.start - wordSize;
     const std::size_t blockEnd = block + roundUp(frame.vtableEnd - block, 8);

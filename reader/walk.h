@@ -10,7 +10,7 @@
 
 namespace reader {
 
-/// What bytes of a message are.
+/// The kinds of a message's bytes.
 enum class Kind {
   table,   ///< no bytes: opens what belongs to a table
   vtable,  ///< no bytes: opens a table's vtable
@@ -29,16 +29,16 @@ enum class Kind {
   gap,          ///< left unwritten by the full encoding
 };
 
-/// The longest message, in bytes: what a service takes.
+/// The longest message that a service accepts, in bytes.
 inline constexpr std::size_t maxMessageBytes = 65 * 1024 * 1024;
 
-/// Some bytes of a message that belong together.
+/// Bytes of a message that belong together.
 struct Item {
   std::size_t position;
   std::size_t length;
   Kind kind;
   std::string path;   ///< the field, "f11[3].f0"; empty for the message itself
-  std::string value;  ///< what the bytes say
+  std::string value;  ///< the value of the bytes
   unsigned depth;     ///< in the tree that the items form in their order
   unsigned width;     ///< bytes of a vector's element, else 0
 };
@@ -49,27 +49,28 @@ struct Fault {
   std::string words;
 };
 
-/// Whether a message that was walked is in the full encoding: the compact one has a vtable before
-/// its table.
+/// Whether a walked message is in the full encoding: in the compact one, the vtable is before the
+/// table.
 bool isFull(Bytes message);
 
 /**
- * Follows every offset of a message and holds it to the method's request and to the rules of its
- * encoding: each byte belongs to exactly one item. Reads nothing before the FlatBuffers verifier
- * has found it inside the message. Takes time and memory for the fields, not for their bytes.
+ * Follows every offset of a message and checks it against the method's request and the rules of its
+ * encoding: each byte belongs to exactly one item. Reads only what the FlatBuffers verifier has
+ * found to be inside the message. Takes time and memory in proportion to the fields, not to their
+ * bytes.
  *
  * @param items gets all bytes of the message, as a tree
- * @return what is wrong first, or nothing
+ * @return the first fault, or nothing
  */
 std::optional<Fault> walk(const Schema::Method& method, Bytes message, std::vector<Item>& items);
 
-/// The items that have bytes, in the order of these.
+/// The items that have bytes, in the order of their bytes.
 std::vector<const Item*> byPosition(const std::vector<Item>& items);
 
-/// An unsigned number of so many bytes, at most 4.
+/// An unsigned number of width bytes, at most 4.
 std::uint32_t number(const std::uint8_t* bytes, std::size_t width);
 
-/// A position as it is shown everywhere: "+2D".
+/// A position as it is displayed: "+2D".
 std::string at(std::size_t position);
 
 }  // namespace reader

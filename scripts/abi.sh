@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Compares the library's binary interface, for x86-64 and AArch64, with the one that is kept in
+# Compares the library's binary interface, for x86-64 and AArch64, with the one stored in
 # abi/: records and functions by abidiff, the exports' order by diff. Installs what is missing (as
 # root).
-# usage: abi.sh [--update]     --update: keep the present interface: in abi/, with the layout of
+# usage: abi.sh [--update]     --update: store the present interface in abi/, with the layout of
 #                              records, and new exports with this version in debian/
 set -eu
 cd "$(dirname "$0")/.."
@@ -29,12 +29,12 @@ compare() {
     cp "$build/$types" "$build/$order" abi/
     return
   fi
-  # abidiff's status tells of any change, harmless or not, and of its own failures.
+  # abidiff's status reports any change, harmless or not, and its own failures.
   if abidiff --harmless --no-show-locs "abi/$types" "$build/$types" &&
     diff -u "abi/$order" "$build/$order"; then
-    echo "$1: the interface is as kept, $(wc -l <"abi/$order") exports"
+    echo "$1: the interface is as stored, $(wc -l <"abi/$order") exports"
   else
-    echo "$1: the interface is not as kept" >&2
+    echo "$1: the interface is not as stored" >&2
     failed=1
   fi
 }
@@ -65,6 +65,6 @@ if [ -n "$update" ]; then
   keep_symbols
 fi
 if [ $failed -ne 0 ]; then
-  echo "abi.sh: not the interface kept in abi/; if this is meant: scripts/abi.sh --update" >&2
+  echo "abi.sh: the interface differs from the one in abi/; if this is intended: scripts/abi.sh --update" >&2
   exit 1
 fi

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the library and a platform, sends requests of every method, and shows what went out.
+# Builds the library and a platform, sends requests of every method, and shows what was sent.
 # Installs what is missing (as root).
 # usage: demo.sh             with the loopback
 #        demo.sh service     over gRPC, to a service in another process

@@ -30,7 +30,7 @@ if grep -vE 'Member (f[0-9]+(\[[0-9]+\])?|head|MqcFesIntf_[A-Za-z0-9_]+\(.*\)) \
   echo "docs.sh: the site lacks the above" >&2
   exit 1
 fi
-# What doxygen does not understand of a table stands in the page as a command.
+# Parts of a table that doxygen does not understand remain in the page as commands.
 if grep -rlF '\ilinebr' build/reference/html --include='*.html'; then
   echo "docs.sh: a table in the above is broken" >&2
   exit 1

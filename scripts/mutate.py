@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Breaks the library and the platforms one token or statement at a time and sees that a test notices.
+"""Breaks the library and the platforms one token or statement at a time and checks that a test fails.
 
 usage: mutate.py [--file NAME] [--count N] [--seed S] [--jobs J] [--list]
 
@@ -227,7 +227,7 @@ class Results:
     def key(self, mutant):
         return f"{mutant[0]}:{mutant[1] + 1}: {mutant[2].strip()}"
 
-    def tell(self, mutant, result):
+    def report(self, mutant, result):
         if result == "none":
             known = (mutant[0], mutant[2].strip()) in self.equivalents
             result = "equivalent" if known else "survivor"
@@ -239,7 +239,7 @@ class Results:
     def add(self, mutant, result):
         with self.path.open("a") as file:
             file.write(f"{result}\t{self.key(mutant)}\n")
-        self.tell(mutant, result)
+        self.report(mutant, result)
 
 
 def run_all(chosen, results, jobs, contents):
@@ -287,7 +287,7 @@ def main():
     left = []
     for mutant in chosen:
         if results.key(mutant) in results.known:
-            results.tell(mutant, results.known[results.key(mutant)])
+            results.report(mutant, results.known[results.key(mutant)])
         else:
             left.append(mutant)
     if left:

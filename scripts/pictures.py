@@ -53,7 +53,7 @@ def meanings(inspect, cells):
     lines = re.findall(r"^  \+(\w+) +((?:[0-9A-F]{2} )+) *(.*)$", text, re.M)
     items = [(int(place, 16), len(codes.split()), words) for place, codes, words in lines]
     if sum(length for _, length, _ in items) != len(cells):
-        sys.exit("pictures.py: tarn-inspect does not tell every byte")
+        sys.exit("pictures.py: tarn-inspect does not show every byte")
     return items
 
 
@@ -83,7 +83,7 @@ def label(words):
 def svg(width, height, title, body):
     dark = "".join(f".{kind}{{fill:{colours[2]}}}" for kind, colours in KINDS.items())
     light = "".join(f".{kind}{{fill:{colours[1]}}}" for kind, colours in KINDS.items())
-    shown = min(width, 900)  # what has room beside the site's list of pages
+    shown = min(width, 900)  # what fits next to the site's list of pages
     return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{shown}" '
             f'height="{height * shown // width}" '
             f'viewBox="0 0 {width} {height}" role="img">\n<title>{escape(title)}</title>\n'

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Tells the share of test code, and fails when it is more than a third: code lines of C and C++, blank
+# Prints the share of test code, and fails when it is more than a third: code lines of C and C++, blank
 # lines and line comments aside, and for comparison those of scripts and Python with them.
 set -eu
 cd "$(dirname "$0")/.."

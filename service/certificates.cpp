@@ -16,7 +16,7 @@ std::string contents(const std::string& path) {
   return text;
 }
 
-/// Reading a pipe again would wait, or empty it.
+/// Reading a pipe again would block, or empty it.
 bool canBeReadAgain(const std::string& path) {
   std::error_code error;
   const auto status = std::filesystem::status(path, error);

@@ -9,8 +9,7 @@
 
 namespace service {
 
-/// What the files of --cert, --key and --ca hold; empty for what was not asked for or cannot be
-/// read.
+/// The contents of the files of --cert, --key and --ca; empty if not requested or not readable.
 struct Certificates {
   std::string cert, key, ca;
   bool operator==(const Certificates&) const = default;
@@ -18,25 +17,25 @@ struct Certificates {
 
 Certificates readCertificates(const Options& options);
 
-/// What is wrong with certificates that were read, with the file's name: one that is not there or
-/// damaged, or a key that is another certificate's. Nothing, where all is right.
+/// What is wrong with certificates that were read, with the file's name: a missing or damaged one,
+/// or a key of another certificate. Empty if nothing is.
 std::string faultOf(const Options& options, const Certificates& certificates);
 
-/// Sees that the files were replaced.
+/// Notices replaced files.
 class CertificateWatch {
  public:
   /// The options must outlive the watch.
   CertificateWatch(const Options& options, Certificates inUse)
       : options_(options), inUse_(std::move(inUse)), seen_(inUse_) {}
 
-  /// Looks at the files, to be called every few seconds. Returns other certificates than before,
-  /// once they are the same at two looks. What is wrong with them is reported, once.
+  /// Reads the files; to be called every few seconds. Returns changed certificates, once two reads
+  /// in a row agree. What is wrong with them is reported once.
   std::optional<Certificates> look();
 
  private:
   const Options& options_;
   Certificates inUse_;
-  Certificates seen_;  // by the last look
+  Certificates seen_;  // at the last read
   bool judged_ = true;
 };
 

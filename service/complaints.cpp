@@ -21,7 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using shared::report;
 
-/// A connection that may be in its handshake.
+/// A connection whose handshake may be in progress.
 struct Young {
   int socket;
   ino_t inode;
@@ -36,14 +36,14 @@ std::vector<std::string> waiting;  // complaints of handshakes
 std::vector<std::string> ended;    // peers whose connections ended since the first of these
 Clock::time_point waitingSince;
 
-std::atomic<int> bell = -1;  // rung by a complaint, once they are reported
+std::atomic<int> bell = -1;  // written to for each complaint, once they are reported
 
 ino_t inodeOf(int socket) {
   struct stat found {};
   return ::fstat(socket, &found) == 0 && S_ISSOCK(found.st_mode) ? found.st_ino : 0;
 }
 
-/// Drops what is in no handshake any more. With the mutex held.
+/// Drops connections whose handshake is over. With the mutex held.
 void sweep() {
   const Clock::time_point now = Clock::now();
   const auto isOver = [now](const Young& young) {
@@ -64,7 +64,7 @@ void onComplaint(std::string_view, std::string_view text) {
     if (!shared::isRepeated(text)) report("%.*s", static_cast<int>(text.size()), text.data());
     return;
   }
-  sweep();  // gRPC closes the connection behind this one's complaint
+  sweep();  // gRPC closes a connection after its complaint
   if (waiting.empty()) waitingSince = Clock::now();
   waiting.emplace_back(text);
   ::eventfd_write(bell, 1);

@@ -21,9 +21,9 @@ using std::chrono::milliseconds;
 constexpr rlim_t mostConnections = 4096;
 /// Descriptors for captures and for gRPC, where there are four times as many.
 constexpr rlim_t reserve = 64;
-/// How long nobody is accepted for want of something.
+/// How long no connection is accepted after a shortage.
 constexpr milliseconds pauseTime{50};
-/// How long a silent peer is not pushed out.
+/// How long a silent peer is safe from disconnection.
 constexpr milliseconds graceTime{100};
 constexpr std::chrono::minutes reportTime{1};
 
@@ -58,7 +58,7 @@ Said heard(int socket) {
   return size < 0 && (errno == EAGAIN || errno == EINTR) ? Said::nothing : Said::goodbye;
 }
 
-/// Whether accept failed for the connection's own sake.
+/// Whether accept failed because of the connection itself.
 bool isPeersFault(int error) {
   constexpr int faults[] = {EINTR,     ECONNABORTED, EPROTO,      EPERM,      ENETDOWN, ENOPROTOOPT,
                             EHOSTDOWN, EHOSTUNREACH, ENETUNREACH, EOPNOTSUPP, ENONET};
@@ -94,8 +94,8 @@ bool Gate::turn(std::initializer_list<int> others, milliseconds longest) {
                                  [this](int listener) { return accept(listener); });
 }
 
-/// Lets a peer in that has spoken, and lets one go that ended, must go or was silent too long.
-/// Returns whether it is silent no more.
+/// Admits a peer that has sent something, and drops one that ended, must make room or was silent
+/// too long. Returns whether it is no longer among the silent.
 bool Gate::settle(const Silent& silent, bool mustGo) {
   const Said said = heard(silent.socket);
   if (said == Said::something) {
@@ -124,7 +124,7 @@ bool Gate::makePlace() {
   }
 }
 
-/// Accepts whoever waits, as long as there are places.
+/// Accepts waiting connections as long as there are places.
 bool Gate::accept(int listener) {
   while (isReadable(listener)) {
     if (!makePlace()) {
@@ -146,7 +146,7 @@ bool Gate::accept(int listener) {
   return true;
 }
 
-/// A shortage is reported once until there has been none for a while.
+/// A shortage is reported once, and again only after a while without one.
 void Gate::pause(const char* reason) {
   const Clock::time_point now = Clock::now();
   if (now > reportedUntil_) shared::report("no connection is accepted: %s", reason);

@@ -9,21 +9,20 @@
 
 namespace service {
 
-/// Accepts connections, and lets in those whose peer has begun to speak: of HTTP/2 and of TLS it is
-/// the caller who does. Descriptors are always left for other things than connections: where they
-/// run short, the peer that was silent longest goes; while there is no silent one, others wait for
-/// a place.
+/// Accepts connections, and admits those whose peer has sent its first bytes: in HTTP/2 and TLS the
+/// caller sends first. Some descriptors are reserved for other uses: when they run short, the peer
+/// that was silent longest is disconnected; without a silent one, others wait for a place.
 class Gate {
  public:
-  /// The sockets listen and must outlive the gate. admit gets a connection's socket, to close it.
+  /// The sockets listen and must outlive the gate. admit takes over a connection's socket.
   Gate(const std::vector<int>& listeners, std::function<void(int socket)> admit);
   ~Gate();
   Gate(const Gate&) = delete;
   Gate& operator=(const Gate&) = delete;
 
-  /// Waits until somebody comes or speaks, or there is something to read from one of the others, at
-  /// most that long, and acts. Returns false, with a report, when no connection can be accepted any
-  /// more.
+  /// Waits at most that long for a connection, for bytes from a silent peer or for one of the
+  /// others to be readable, and acts. Returns false, with a report, when no connection can be
+  /// accepted any more.
   bool turn(std::initializer_list<int> others, std::chrono::milliseconds longest);
 
  private:

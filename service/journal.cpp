@@ -18,7 +18,7 @@ using reader::Bytes;
 
 static_assert(mqc::maxMessageBytes == reader::maxMessageBytes);
 
-// A line of JSON is five times as long, and nobody reads it.
+// Its line of JSON is five times as long, and nobody reads that.
 constexpr std::size_t longestShown = 65536;
 
 const char compact[] = "compact";
@@ -41,7 +41,7 @@ std::string timeOfDay() {
   return text;
 }
 
-/// A sequence number as it is shown: what a peer sent in its place is not.
+/// A sequence number as it is printed; anything else that a peer sent is not.
 std::string shownNumber(const std::string& sequence) {
   const bool isNumber =
       sequence.size() <= 20 && sequence.find_first_not_of("0123456789") == std::string::npos;
@@ -99,7 +99,7 @@ grpc::Status Journal::take(const reader::Schema::Method& method, const std::stri
 grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
   const std::lock_guard lock(mutex_);
   count(missing, 0);
-  lines_.add(timeOfDay() + ' ' + method.name + ": no message arrived whole");
+  lines_.add(timeOfDay() + ' ' + method.name + ": no complete message arrived");
   return grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, "no message");
 }
 
@@ -123,7 +123,7 @@ void Journal::count(const char* kind, std::size_t bytes) {
   count.bytes += bytes;
 }
 
-/// Reports where a row of failures begins, turns into other ones and ends.
+/// Reports the begin of a row of failures, a change of their reason, and their end.
 bool Journal::keep(const std::string& method, bool isFull, Bytes message) {
   const Bytes none;
   const int error =
@@ -152,7 +152,7 @@ std::string Journal::totals() {
                   std::uintmax_t{counts_[kind].messages}, std::uintmax_t{counts_[kind].bytes});
     text += row;
   }
-  std::snprintf(row, sizeof row, "\n%zu of %zu methods called, %ju calls of others",
+  std::snprintf(row, sizeof row, "\n%zu of %zu methods called, %ju calls of unknown methods",
                 methods_.size(), schema_.methods().size(),
                 std::uintmax_t{counts_[unknown].messages});
   text += row;

@@ -15,28 +15,28 @@
 
 namespace service {
 
-/// Takes what arrives: a line and a capture for each message, and totals. Any thread may call.
+/// Records what arrives: a line and a capture for each message, and totals. Safe from any thread.
 class Journal {
  public:
   /// All must outlive the journal.
   Journal(const reader::Schema& schema, const Options& options, Output& lines)
       : schema_(schema), options_(options), lines_(lines) {}
 
-  /// Opens the capture directory, if there is one; reports when it cannot be written.
+  /// Opens the capture directory, if one is set; reports when it cannot be written.
   bool open();
 
-  /// Takes a request. The sequence number is the caller's, as it was sent; status gets what to
-  /// reply with. Returns OK or the error to answer with.
+  /// Records a request. The sequence number is as the caller sent it; status is set to that of the
+  /// reply. Returns OK or the error to answer with.
   grpc::Status take(const reader::Schema::Method& method, const std::string& sequence,
                     reader::Bytes message, std::uint32_t& status);
-  /// Takes a call whose message did not arrive, and returns the error to answer with.
+  /// Records a call whose message did not arrive, and returns the error to answer with.
   grpc::Status takeNothing(const reader::Schema::Method& method);
-  /// Takes a call beside which too many are open, and returns the error to answer with.
+  /// Records a call beyond the limit of open calls, and returns the error to answer with.
   grpc::Status takeTooMany(const reader::Schema::Method& method);
-  /// Takes a call of something that is no method, and returns the error to answer with.
+  /// Records a call of an unknown method, and returns the error to answer with.
   grpc::Status takeUnknown(const std::string& path);
 
-  /// All that was taken, as lines without the last line end. Every call is counted once.
+  /// The totals, as lines without the last line end. Every call is counted once.
   std::string totals();
 
  private:
@@ -52,7 +52,7 @@ class Journal {
   const reader::Schema& schema_;
   const Options& options_;
   Output& lines_;
-  std::mutex mutex_;  // held while a capture and a line are made: both are in the same order
+  std::mutex mutex_;  // held while a capture and its line are made: both have the same order
   shared::Capture capture_;
   int captureError_ = 0;                          // of the last capture
   std::uint64_t notKept_ = 0;                     // in a row

@@ -34,7 +34,7 @@ void set(int socket, int level, int option) {
   ::setsockopt(socket, level, option, &on, sizeof on);
 }
 
-/// Returns a socket that listens, or -1 with errno set. Port 0 stands for the given one.
+/// Returns a socket that listens, or -1 with errno set. Port 0 stands for the passed one.
 int listenOn(const addrinfo& found, std::uint16_t port) {
   Address address{};
   std::memcpy(&address, found.ai_addr, found.ai_addrlen);

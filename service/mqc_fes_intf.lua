@@ -26,8 +26,8 @@ local damage = ProtoExpert.new("mqc.damaged", "damaged message", expert.group.MA
 local registered = {encoding}
 local tables = {}
 
--- A member as the schema has it: its id, its name and its type; of a vector the element's type, and how many
--- there are, nil for a caller's buffer.
+-- A member in the schema: id, name and type; of a vector, the type and number of the elements, nil for a
+-- caller's buffer.
 local function member(table_name, name, type_name, id, count)
   local element = type_name:match("^%[(.*)%]$")
   local filter = "mqc." .. table_name .. "." .. name
@@ -53,7 +53,7 @@ for name in service_schema:gmatch('include%s+"([^"]+)"') do read_tables(read_sch
 mqc.fields = registered
 mqc.experts = {damage}
 
--- Nothing may be added for bytes that are not there: Wireshark leaves the dissector then, past any pcall. And
+-- Nothing may be added for bytes outside the message: Wireshark then leaves the dissector, past any pcall. And
 -- what is added is bounded by the schema, whatever a message repeats or points at.
 
 -- Ends the message's display: it is damaged.
@@ -80,7 +80,7 @@ end
 local function show_vector(message, tree, m, at)
   local tvb, count = message.tvb, u32(message.tvb, at)
   if count ~= (m.count or count) then damaged("%s has %d elements, not %d", m.name, count, m.count) end
-  if not m.count and message.full then damaged("%s stands in no full encoding", m.name) end
+  if not m.count and message.full then damaged("%s is not part of any full encoding", m.name) end
   local width = widths[m.type] or 4
   local elements = bytes(tvb, at + 4, width * count)
   if m.type == "ubyte" then
@@ -97,7 +97,7 @@ local function show_vector(message, tree, m, at)
   end
 end
 
--- Only the compact encoding leaves something out, and no array and no nested record.
+-- Only the compact encoding leaves fields out, and never arrays or nested records.
 local function show_absent(message, tree, m)
   local is_scalar = not m.vector and widths[m.type]
   if message.full or m.count or not (is_scalar or m.vector) then damaged("%s is missing", m.name) end

@@ -1,14 +1,14 @@
 /**
  * @file mqc_service.h
- * @brief What a C++ service behind MqcFesIntf needs besides the code that flatc makes.
+ * @brief What a C++ service behind MqcFesIntf needs in addition to flatc's code.
  *
  *     flatc --cpp --grpc mqc_fes_intf.fbs mqc_reply.fbs mqc_fes_intf_service.fbs
  *
- * makes `MqcFesIntf::Service`, whose methods a service overrides. Compile every file, the made ones
- * included, with `-include mqc_service.h`: it turns off the check that flatc's code makes by
- * itself, which asks for aligned words that these messages do not have, and puts the tables'
- * namespace `mqc` in use, which flatc's code of a service leaves out. A source that includes
- * `mqc_fes_intf.h`, whose records have the tables' names, is therefore one without it.
+ * generates `MqcFesIntf::Service`, whose methods a service overrides. Compile every file, generated
+ * ones included, with `-include mqc_service.h`: the check in flatc's code, which it turns off,
+ * demands aligned words, which these messages do not have; and flatc's code of a service leaves out
+ * the tables' namespace `mqc`, which it puts in use. A source with it cannot include
+ * `mqc_fes_intf.h`, whose records have the tables' names.
  *
  *     grpc::Status sendRuleMac(grpc::ServerContext*,
  *                              const flatbuffers::grpc::Message<MQC_RuleMac>* request,
@@ -20,7 +20,7 @@
  *       return grpc::Status::OK;
  *     }
  *
- * Any thread may call any function at any time, an object given being its own.
+ * Any thread may call any function at any time, on objects of its own.
  */
 #ifndef MQC_SERVICE_H
 #define MQC_SERVICE_H
@@ -48,17 +48,17 @@
 
 namespace mqc {
 
-/// The longest message that a service takes, in bytes: a batch of 64 MiB and what is around it.
+/// The longest message that a service accepts, in bytes: a batch of 64 MiB and what is around it.
 inline constexpr int maxMessageBytes = 65 * 1024 * 1024;
 
-/// The threads of a service that answers in generated methods: more than a caller has calls under
-/// way, unless told otherwise. A call that finds all of them busy is answered with
-/// RESOURCE_EXHAUSTED; without a limit, a flood of slow calls gets a thread each.
+/// The threads of a service with generated methods: more than a caller's default in-flight limit. A
+/// call that finds all of them busy is answered with RESOURCE_EXHAUSTED; without a limit, each of a
+/// flood of slow calls would get a thread.
 inline constexpr int maxThreads = 2048;
 
-/// The memory, in bytes, that a service has for messages while they arrive and are handled: seven
-/// of the longest. When it runs short, calls are ended with RESOURCE_EXHAUSTED; without a limit, a
-/// few peers who stall in the middle of long messages take all of the machine's.
+/// The memory, in bytes, for messages while they arrive and are handled: seven of the longest. When
+/// it runs short, calls end with RESOURCE_EXHAUSTED; without a limit, a few peers that stall in the
+/// middle of long messages would take all of the machine's.
 inline constexpr std::size_t maxMemory = std::size_t{512} << 20;
 
 /// Checks messages of either encoding, no word of which is aligned.
@@ -73,9 +73,8 @@ inline flatbuffers::Verifier verifier(const std::uint8_t* bytes, std::size_t siz
  *
  * @param message the request, which owns the bytes
  * @return the request, valid as long as the message; nullptr when reading it would leave the
- * message. Other damage shows as other values (`tarn-inspect` and `tarn-serve` hold every byte to
- * its place). Any table or vector in it may be nullptr: the library always sends them, others need
- * not.
+ * message. Other damage appears as wrong values (`tarn-inspect` and `tarn-serve` check every byte's
+ * place). Any table or vector in it may be nullptr: the library always sends them, others need not.
  */
 template <class Request>
 const Request* parse(const flatbuffers::grpc::Message<Request>& message) {
@@ -83,7 +82,7 @@ const Request* parse(const flatbuffers::grpc::Message<Request>& message) {
   return check.template VerifyBuffer<Request>(nullptr) ? message.GetRoot() : nullptr;
 }
 
-/// What a damaged request is answered with.
+/// The answer to a damaged request.
 inline grpc::Status damaged() {
   return grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, "damaged request");
 }
@@ -98,7 +97,7 @@ inline flatbuffers::grpc::Message<MqcReply> reply(std::uint32_t status) {
 /// Applies maxMessageBytes, maxThreads and maxMemory to a server that is being built.
 inline void applyLimits(grpc::ServerBuilder& builder) {
   builder.SetMaxReceiveMessageSize(maxMessageBytes);
-  // A compressed message is unpacked, however large it becomes, before its size is looked at.
+  // A compressed message is unpacked, however large, before its size is checked.
   builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_DEFLATE, false);
   builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_GZIP, false);
   builder.SetResourceQuota(grpc::ResourceQuota("mqc").SetMaxThreads(maxThreads).Resize(maxMemory));

@@ -25,7 +25,7 @@ bool readStatus(const std::string& text, const reader::Schema& schema, Options& 
   const std::string method = forAll ? "" : text.substr(0, equals);
   std::uint32_t status = 0;
   if (!readNumber(forAll ? text : text.substr(equals + 1), status)) {
-    report("--status %s: no number of 32 bits", text.c_str());
+    report("--status %s: not a 32-bit number", text.c_str());
     return false;
   }
   if (forAll) {
@@ -54,21 +54,22 @@ bool checkListen(const Options& options) {
     report("--listen %s: neither unix:PATH nor HOST:PORT", listen.c_str());
     return false;
   }
-  // Whoever may send from elsewhere has a certificate.
+  // Callers on other machines need a certificate.
   if (isLoopback(listen.substr(0, colon)) || !options.ca.empty()) return true;
-  report("--listen %s: not a loopback address, which takes --cert, --key and --ca", listen.c_str());
+  report("--listen %s: not a loopback address: that requires --cert, --key and --ca",
+         listen.c_str());
   return false;
 }
 
 bool checkTogether(const Options& options) {
   if (options.help || options.version) return true;
   if (options.listen.empty()) {
-    report("--listen is missing; --help tells more");
+    report("--listen is missing; see --help");
     return false;
   }
   if (options.cert.empty() != options.key.empty() ||
       (options.cert.empty() && !options.ca.empty())) {
-    report("--cert and --key come together, and --ca with them");
+    report("--cert and --key require each other, and --ca both");
     return false;
   }
   return checkListen(options);
@@ -115,20 +116,20 @@ const char* const usage =
     "\n"
     "  --listen ADDRESS     unix:PATH, or HOST:PORT of a loopback address; of any address with "
     "--ca;\n"
-    "                       port 0 takes a free one\n"
-    "  --json               print the requests themselves, too, up to 64 KiB each\n"
+    "                       port 0 selects a free one\n"
+    "  --json               also print the requests themselves, up to 64 KiB each\n"
     "  --status N           answer every request with the status N (0)\n"
     "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
-    "  --capture DIR        keep every request that is answered as a file here, for tarn-inspect\n"
+    "  --capture DIR        keep every answered request as a file here, for tarn-inspect\n"
     "  --cert FILE          TLS: the service's certificate, PEM,\n"
     "  --key FILE           and its private key, PEM\n"
-    "  --ca FILE            take only clients with a certificate that this one signed, PEM\n"
+    "  --ca FILE            accept only clients with a certificate signed by this one, PEM\n"
     "  --help, --version\n"
     "\n"
     "A line shows time, method, bytes, encoding and the caller's sequence number. SIGINT or\n"
-    "SIGTERM ends the service, with totals; SIGHUP shows them. Certificates that are replaced\n"
-    "are used for new connections. It exits with 2 for wrong arguments, with 1 if it cannot serve\n"
-    "or lines were lost.\n";
+    "SIGTERM ends the service and prints totals; SIGHUP prints them. Replaced certificate files\n"
+    "are used for new connections. It exits with 2 for invalid arguments, with 1 if it could not\n"
+    "serve or lost lines of output.\n";
 
 std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema) {
   static const option known[] = {
@@ -142,7 +143,7 @@ std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& 
     if (!readOption(found, schema, options)) return std::nullopt;
   }
   if (optind < argc) {
-    report("%s: not an option; --help tells more", argv[optind]);
+    report("%s: unexpected argument; see --help", argv[optind]);
     return std::nullopt;
   }
   if (!checkTogether(options)) return std::nullopt;

@@ -10,7 +10,7 @@
 
 namespace service {
 
-/// What the command line says.
+/// The command line, read.
 struct Options {
   std::string listen;
   bool json = false;
@@ -23,8 +23,8 @@ struct Options {
   bool version = false;
 };
 
-/// Reads the command line. What makes no sense is told in one line on stderr, and there are no
-/// options.
+/// Reads the command line. Invalid arguments are reported in one line on stderr; the result is then
+/// empty.
 std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema);
 
 extern const char* const usage;

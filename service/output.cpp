@@ -21,7 +21,7 @@ std::uint64_t linesIn(std::string_view text) {
   return static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-/// Returns how much was written, -1 when nothing can be.
+/// Returns the number of bytes written, -1 when writing fails.
 ssize_t writeSome(int descriptor, std::string_view text) {
   for (;;) {
     const ssize_t written = ::write(descriptor, text.data(), text.size());
@@ -63,7 +63,7 @@ void Output::State::append(std::string_view line) {
   changed.notify_all();
 }
 
-/// Writes what is queued. What cannot be written is lost.
+/// Writes what is queued; what cannot be written is lost.
 void Output::State::write(std::unique_lock<std::mutex>& lock) {
   writing.swap(queued);
   lock.unlock();

@@ -9,8 +9,8 @@
 
 namespace service {
 
-/// Lines on their way to a descriptor, which a thread of its own writes: who adds one never waits
-/// for a reader. Any thread may call.
+/// Lines for a descriptor, written by a thread of its own, so that adding one never waits for a
+/// reader. Safe from any thread.
 class Output {
  public:
   explicit Output(int descriptor);
@@ -18,19 +18,19 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  /// Adds a line, or several, without the last line end. While 8 MiB wait to be written, or memory
-  /// is short, lines are dropped, and the next that is not is preceded by one that says how many.
+  /// Adds a line, or several, without the last line end. While 8 MiB wait to be written, or on
+  /// allocation failure, lines are dropped; before the next one, a line states how many.
   void add(std::string_view line) noexcept;
-  /// Adds lines however many wait.
+  /// Adds lines even if too many wait.
   void addLast(std::string_view lines);
 
-  /// Waits until everything is written, at most that long, and returns how many lines were lost
-  /// since the start, those that still wait included. Nothing may be added afterwards.
+  /// Waits at most that long until everything is written, and returns the number of lines lost
+  /// since the start, those still waiting included. Nothing may be added afterwards.
   std::uint64_t finish(std::chrono::milliseconds patience);
 
  private:
   struct State;
-  // Shared with the thread, which a write that does not return keeps.
+  // Shared with the thread, which may hang in a write.
   std::shared_ptr<State> state_;
 };
 

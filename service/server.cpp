@@ -10,11 +10,11 @@
 namespace service {
 namespace {
 
-/// Calls at a time: each has memory of its own, whether its message comes or not, and has to end
-/// with the service.
+/// Open calls: each takes memory, whether its message arrives or not, and has to end with the
+/// service.
 constexpr int mostCalls = 10'000;
 
-/// One call. The reactor is its own owner until gRPC has done with it.
+/// One call. The reactor owns itself until gRPC is done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
   Call(Journal& journal, const reader::Schema::Method& method, std::string sequence,
@@ -52,7 +52,7 @@ class Call final : public grpc::ServerGenericBidiReactor {
   grpc::ByteBuffer reply_;
 };
 
-/// A call that is not taken.
+/// A call that is refused.
 class Refusal final : public grpc::ServerGenericBidiReactor {
  public:
   explicit Refusal(const grpc::Status& status) { Finish(status); }
@@ -75,8 +75,8 @@ std::shared_ptr<grpc::ServerCredentials> credentials(const Certificates& certifi
   return grpc::SslServerCredentials(tls);
 }
 
-/// Nobody holds a place for ever: handshakes end, peers that died are found out, and connections
-/// end without a call being lost; who calls again connects again.
+/// No peer keeps a place for ever: handshakes time out, dead peers are detected, and connections
+/// end without losing a call; a peer that calls again connects again.
 void limitConnections(grpc::ServerBuilder& builder) {
   using std::chrono::milliseconds;
   const auto limit = [&builder](const char* name, milliseconds time) {
@@ -86,7 +86,7 @@ void limitConnections(grpc::ServerBuilder& builder) {
   limit(GRPC_ARG_KEEPALIVE_TIME_MS, keepaliveTime);
   limit(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, keepaliveTimeout);
   builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1);
-  // Not its time without a call: gRPC closes at its end, and a call that begins just then is lost.
+  // No limit on idle time: gRPC closes at its end, and a call that begins just then is lost.
   limit(GRPC_ARG_MAX_CONNECTION_AGE_MS, connectionAge);
   limit(GRPC_ARG_MAX_CONNECTION_AGE_GRACE_MS, connectionGrace);
 }

@@ -30,18 +30,18 @@ class Service final : public grpc::CallbackGenericService {
   std::atomic<int> open_ = 0;  ///< calls
 };
 
-/// Serves connections that it is given; it listens nowhere itself.
+/// Serves connections that are passed to it; does not listen itself.
 class Server {
  public:
   /// Both must outlive the server.
   Server(const reader::Schema& schema, Journal& journal) : service_(schema, journal) {}
 
-  /// Begins, over TLS where there are certificates. Returns whether gRPC could; where not, it has
-  /// complained.
+  /// Starts, over TLS if there are certificates. Returns false on failure, after a complaint of
+  /// gRPC's.
   bool start(const Certificates& certificates);
-  /// Takes a connected socket that does not block, and closes it at its end.
+  /// Takes over a connected, non-blocking socket.
   void take(int socket);
-  /// Ends: calls under way have that long.
+  /// Ends; calls in progress have that long.
   void end(std::chrono::milliseconds patience);
 
  private:

@@ -20,12 +20,12 @@ namespace {
 using shared::report;
 using Clock = std::chrono::steady_clock;
 
-/// Servers that wait for their connections to end: more only where certificates change every few
-/// seconds.
+/// Servers that wait for their connections to end; more are needed only if certificates change
+/// every few seconds.
 constexpr std::size_t mostFormer = 16;
 
-/// Servers, of which the last takes what comes. Connections that were there when certificates were
-/// renewed stay with the one before, which goes when the last of them has reached its age.
+/// Servers, of which the last takes new connections. Connections from before a renewal of the
+/// certificates stay with the former one, which ends when the last of them has reached its age.
 class Servers {
  public:
   Servers(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
@@ -58,7 +58,7 @@ bool Servers::start(const Certificates& certificates) {
 }
 
 void Servers::endFormer() {
-  constexpr auto age = connectionAge * 11 / 10 + connectionGrace + endTime;  // gRPC's, which varies
+  constexpr auto age = connectionAge * 11 / 10 + connectionGrace + endTime;  // gRPC varies the age
   while (!former_.empty() &&
          (former_.size() > mostFormer || Clock::now() - former_.front().since > age)) {
     former_.front().server->end(endTime);
@@ -71,7 +71,7 @@ void Servers::end() {
   current_->end(endTime);
 }
 
-/// What the service does between its start and its end, on one thread.
+/// The service's main loop, on one thread.
 class Loop {
  public:
   Loop(const Options& options, const Certificates& certificates, const Listener& listener,
@@ -145,7 +145,7 @@ bool serveUntilEnded(const reader::Schema& schema, const Options& options, const
   lines.add("listening on " + shared::printable(listener->bound()));
   const bool ended = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
   listener.reset();
-  Signals::letGo();  // a second signal ends what hangs
+  Signals::letGo();  // a second signal ends a service that hangs
   servers.end();
   lines.addLast(journal.totals());
   return ended;

@@ -8,8 +8,8 @@
 
 namespace service {
 
-/// Serves until a signal ends it, and adds totals to the lines. Returns false, with a report, where
-/// it cannot serve, or no longer.
+/// Serves until a signal ends it, and adds totals to the lines. Returns false, with a report, when
+/// it cannot serve, or not any longer.
 bool serveUntilEnded(const reader::Schema& schema, const Options& options, const Signals& signals,
                      Output& lines);
 

@@ -5,11 +5,11 @@
 
 namespace service {
 
-/// What somebody wants.
+/// What a signal asks for.
 enum class Wish { nothing, report, end };
 
-/// SIGINT, SIGTERM and SIGHUP, as something to read. Made before there are other threads, it leaves
-/// the signals to the one that reads.
+/// SIGINT, SIGTERM and SIGHUP as a descriptor. To be made before other threads are started: it
+/// blocks the signals, and one thread reads them.
 class Signals {
  public:
   Signals();
@@ -17,10 +17,10 @@ class Signals {
   Signals(const Signals&) = delete;
   Signals& operator=(const Signals&) = delete;
 
-  /// Can be read when a signal has come.
+  /// Readable when a signal has arrived.
   int descriptor() const { return descriptor_; }
-  /// What the next signal that has come wants. SIGHUP is the end where a terminal that the process
-  /// was started at, as one of its first three descriptors, has gone.
+  /// What the next signal asks for. SIGHUP means the end if a terminal among the process's first
+  /// three descriptors is gone.
   Wish next() const;
   /// From now on SIGINT and SIGTERM end the process at once.
   static void letGo();

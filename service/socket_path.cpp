@@ -25,8 +25,7 @@ int newSocket() {
   return ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
 }
 
-/// The error number of connecting to the path. A service that does not come to accept does not
-/// hold us up.
+/// The error number of connecting to the path. Does not wait for a service that does not accept.
 int connecting(const std::string& path) {
   const sockaddr_un address = addressOf(path);
   const int probe = newSocket();
@@ -38,7 +37,7 @@ int connecting(const std::string& path) {
   return error;
 }
 
-/// Opens a lock, which is an empty file; nobody's file is taken for one. Returns -1 with a fault.
+/// Opens a lock file, which is empty; any other file is refused. Returns -1 with a fault.
 int openLock(const std::string& path, std::string& fault) {
   const int file =
       ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
@@ -46,7 +45,7 @@ int openLock(const std::string& path, std::string& fault) {
   if (file < 0 || ::fstat(file, &found) != 0) {
     fault = path + ": " + std::strerror(errno);
   } else if (!S_ISREG(found.st_mode) || found.st_size != 0) {
-    fault = path + " is in the lock's place";
+    fault = path + " is not a lock file";
   } else {
     return file;
   }
@@ -58,7 +57,7 @@ std::string lockOf(const std::string& path) {
   return path + ".lock";
 }
 
-/// The path's inode, without following a link; 0 where there is none, or of another kind.
+/// The inode of the socket at the path, links not followed; 0 if there is none.
 ino_t inodeOf(const std::string& path, mode_t kind) {
   struct stat found {};
   return ::lstat(path.c_str(), &found) == 0 && (found.st_mode & S_IFMT) == kind ? found.st_ino : 0;
@@ -75,7 +74,7 @@ bool isSame(int file, const std::string& path) {
 SocketPath::~SocketPath() {
   if (inode_ != 0 && inodeOf(path_, S_IFSOCK) == inode_) ::unlink(path_.c_str());
   if (lock_ < 0) return;
-  ::unlink(lockOf(path_).c_str());  // whoever waits for this lock sees that it is no more
+  ::unlink(lockOf(path_).c_str());  // a process that waits for this lock notices its removal
   ::close(lock_);
 }
 
@@ -94,10 +93,10 @@ int SocketPath::listen(const std::string& path) {
   return -1;
 }
 
-/// Takes the lock, or says why not.
+/// Takes the lock, or returns why that failed.
 bool SocketPath::lock() {
   const std::string path = lockOf(path_);
-  // What its owner removed before it let it go is no lock.
+  // A file that its owner removed before unlocking it is not a lock.
   while (fault_.empty()) {
     const int file = openLock(path, fault_);
     if (file < 0) return false;
@@ -113,7 +112,7 @@ bool SocketPath::lock() {
   return false;
 }
 
-/// Removes what a service left behind that was killed.
+/// Removes the socket of a service that was killed.
 bool SocketPath::isFree() {
   struct stat found {};
   int error = ::lstat(path_.c_str(), &found) == 0 ? 0 : errno;

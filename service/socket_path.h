@@ -7,9 +7,9 @@
 
 namespace service {
 
-/// The path of a Unix socket, which at most one service has: it holds a lock on PATH.lock beside it
-/// while it serves. Both files go with the service; where it was killed they stay, and the next one
-/// takes them over. Links are not followed.
+/// The path of a Unix socket, used by one service at most, which holds a lock on PATH.lock while it
+/// serves. The service removes both files at its end; the next one takes over what a killed one
+/// left behind. Links are not followed.
 class SocketPath {
  public:
   SocketPath() = default;
@@ -17,9 +17,8 @@ class SocketPath {
   SocketPath(const SocketPath&) = delete;
   SocketPath& operator=(const SocketPath&) = delete;
 
-  /// Returns a socket that listens on the path and does not block, the caller's to close; -1 with a
-  /// fault where the path cannot be had: another service, locked or not, listens there, or it is no
-  /// socket's.
+  /// Returns a non-blocking socket that listens on the path, for the caller to close; -1 with a
+  /// fault if another service, locked or not, listens there, or the path is not a socket's.
   int listen(const std::string& path);
   const std::string& fault() const { return fault_; }
 

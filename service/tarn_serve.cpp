@@ -1,5 +1,4 @@
-// tarn-serve: a service behind MqcFesIntf that anybody can start. It answers every request and
-// tells of it.
+// tarn-serve: a service behind MqcFesIntf that answers and shows every request.
 
 #include <unistd.h>
 
@@ -24,10 +23,10 @@ namespace {
 constexpr int cannotServe = 1;
 constexpr int wrongArguments = 2;
 
-// Never destroyed: a thread of gRPC's may still report.
+// Never destroyed: a gRPC thread may still report.
 service::Output* reports = nullptr;
 
-/// Serves, with output that nobody waits for.
+/// Serves; nothing waits for the output.
 int serve(const reader::Schema& schema, const service::Options& options) {
   std::signal(SIGPIPE, SIG_IGN);  // reported at the end
   const service::Signals signals;

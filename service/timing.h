@@ -7,16 +7,15 @@ namespace service {
 
 /// How long a connection may be silent before its first byte, and how long its handshakes take.
 inline constexpr std::chrono::seconds handshakeTime{5};
-/// After this long without a word, a peer is asked whether it is there, and has that long to
-/// answer.
+/// After how much silence a peer is pinged, and how long it has to answer.
 inline constexpr std::chrono::seconds keepaliveTime{60};
 inline constexpr std::chrono::seconds keepaliveTimeout{20};
-/// How long a connection is kept, and how long calls have that are under way at its end.
+/// How long a connection is kept, and how long calls in progress at its end have.
 inline constexpr std::chrono::minutes connectionAge{5};
 inline constexpr std::chrono::seconds connectionGrace{30};
-/// How often files of certificates are looked at.
+/// How often certificate files are read.
 inline constexpr std::chrono::seconds watchTime{1};
-/// How long calls under way have at the end, and how long output that nobody reads.
+/// How long calls in progress have at the service's end, and how long unread output has.
 inline constexpr std::chrono::seconds endTime{1};
 inline constexpr std::chrono::seconds outputTime{3};
 

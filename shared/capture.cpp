@@ -17,11 +17,11 @@
 
 #include "shared/report.h"
 
-// Not with std::filesystem, which ends the process when memory ends.
+// Not with std::filesystem, which ends the process on allocation failure.
 namespace shared {
 namespace {
 
-/// A file under a name that no capture file has; gone at the end of its scope.
+/// A file under a temporary name, removed at the end of its scope.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& dir) : path_(dir) {}
@@ -32,7 +32,7 @@ class TemporaryFile {
   }
 
   int create(std::span<const u8> bytes);
-  /// Gives the file, where there is one, its name, which must be new.
+  /// Links the file, if there is one, to its final name, which must be new.
   int linkTo(const std::string& path) const {
     return !created_ || ::link(path_.c_str(), path.c_str()) == 0 ? 0 : errno;
   }

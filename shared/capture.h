@@ -16,16 +16,16 @@ class Capture {
  public:
   using Bytes = std::span<const u8>;
 
-  /// Sets the directory, NULL for none, and reports when it cannot be written. Without memory for
-  /// that nothing changes, which is reported, too.
+  /// Sets the directory, NULL for none, and reports when it cannot be written. An allocation
+  /// failure is reported, too, and changes nothing.
   TarnStatus setDir(const char* path) noexcept;
-  /// Writes the message's files, where a directory is set, and reports when that fails. An empty
-  /// encoding gets no file.
+  /// Writes the message's files, if a directory is set, and reports a failure. An empty encoding
+  /// gets no file.
   TarnStatus write(const char* method, Bytes compact, Bytes full) noexcept;
-  /// The same without a report; returns the error's number, 0 for none.
+  /// The same without a report; returns the error number, 0 for none.
   int tryWrite(const char* method, Bytes compact, Bytes full) noexcept;
 
-  // Nobody writes in between.
+  // No write happens in between.
   void lock() { mutex_.lock(); }
   void unlock() { mutex_.unlock(); }
 

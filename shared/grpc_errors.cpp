@@ -32,7 +32,7 @@ class Ear final : public absl::LogSink {
 };
 
 void listen() {
-  static Ear* const ear = new Ear;  // heard to the end of the process
+  static Ear* const ear = new Ear;  // in use to the end of the process
   absl::AddLogSink(ear);
   absl::SetStderrThreshold(absl::LogSeverityAtLeast::kFatal);
 }

@@ -13,7 +13,8 @@ struct Range {
   std::uint32_t first, last;
 };
 
-/// What a terminal does not show as itself: controls, marks of direction, lines, formats.
+/// Characters that a terminal does not show as themselves: controls, direction marks, line ends,
+/// formats.
 constexpr Range controls[] = {{0, 0x1F},        {0x7F, 0x9F},     {0xAD, 0xAD},
                               {0x61C, 0x61C},   {0x180E, 0x180E}, {0x200B, 0x200F},
                               {0x2028, 0x202E}, {0x2060, 0x206F}, {0xD800, 0xDFFF},
@@ -25,7 +26,7 @@ bool isControl(std::uint32_t character) {
   });
 }
 
-/// A character as printable() shows it.
+/// A character as printable() returns it.
 struct Shown {
   char bytes[12];
   std::size_t size;

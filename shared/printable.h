@@ -8,14 +8,13 @@
 
 namespace shared {
 
-/// Text from elsewhere, fit for one line of a terminal: of UTF-8, what controls a terminal, a line
-/// or the direction of writing becomes an escape, as \n, \x1B or \u{202E}; so does a byte that is
-/// no UTF-8. Text that has been through it stays as it is.
+/// Makes text from elsewhere fit for one line of a terminal: characters that control a terminal, a
+/// line or the writing direction become escapes such as \n, \x1B or \u{202E}; so do bytes that are
+/// not UTF-8. Its own result is returned unchanged.
 std::string printable(std::string_view text);
 
-/// The same into room that is given, which needs no memory; what does not fit is cut off and shown
-/// as
-/// "...". Returns the bytes written.
+/// The same into a buffer, without allocation; what does not fit is cut off and replaced by "...".
+/// Returns the bytes written.
 std::size_t showIn(std::span<char> room, std::string_view text) noexcept;
 
 }  // namespace shared

@@ -27,7 +27,7 @@ void Line::add(const char* format, ...) noexcept {
 void Line::addList(const char* format, std::va_list arguments) noexcept {
   const std::size_t room = longest - size_;
   const int length = std::vsnprintf(text_ + size_, room, format, arguments);
-  if (length < 0) return add("%s", format);  // its arguments have no text
+  if (length < 0) return add("%s", format);  // its arguments cannot be formatted
   size_ += std::min(static_cast<std::size_t>(length), room - 1);
 }
 
@@ -36,7 +36,7 @@ void Line::write() const noexcept {
   const std::size_t size = showIn({line, longest - 1}, {text_, size_});
   if (const auto sink = lineSink.load()) return sink({line, size});
   line[size] = '\n';
-  // Where stderr is closed or full there is nobody left to tell.
+  // If stderr is closed or full, there is nowhere left to report to.
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, size + 1);
 }
 

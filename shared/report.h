@@ -7,8 +7,8 @@
 
 namespace shared {
 
-/// A line for stderr. It needs no memory, so that the end of memory can be reported, too: what does
-/// not fit in is cut off and shown as "...".
+/// A line for stderr. It allocates nothing, so that allocation failures can be reported, too: what
+/// does not fit is cut off and replaced by "...".
 class Line {
  public:
   [[gnu::format(printf, 2, 3)]] void add(const char* format, ...) noexcept;
@@ -18,24 +18,24 @@ class Line {
   void write() const noexcept;
 
  private:
-  static constexpr std::size_t longest = 8'192;  // a path and what is said of it
+  static constexpr std::size_t longest = 8'192;  // a path and a message
 
   char text_[longest];
   std::size_t size_ = 0;
 };
 
-/// Has lines go to this function, printable and without their end, in place of stderr. Any thread
-/// may call it, then or later.
+/// Redirects lines from stderr to this function, printable and without their end. Any thread may
+/// call it, then or later.
 void writeLinesWith(void (*sink)(std::string_view line) noexcept) noexcept;
 
-/// Occupies those of the descriptors 0 to 2 that are closed, so that no file which is opened later
-/// gets the lines that are meant for them. What is written to them fails.
+/// Occupies those of the descriptors 0 to 2 that are closed, so that no file opened later gets
+/// lines meant for them. Writing to them fails.
 void holdStandardDescriptors() noexcept;
 
-/// Who reports: every library and program made with this code defines its own name.
+/// The name in front of each report: every library and program that uses this code defines its own.
 extern const char* const reporter;
 
-/// Tells the person at the workstation of a failure, as one line on stderr.
+/// Reports a failure in one line on stderr.
 [[gnu::format(printf, 1, 2)]] void report(const char* format, ...) noexcept;
 
 }  // namespace shared

@@ -1,8 +1,8 @@
 #ifndef STUBS_CALLS_H
 #define STUBS_CALLS_H
 
-// The three call variants, once for all methods. The arguments a caller gives come first, so that
-// an export only adds its method's own and jumps.
+// The three call variants, once for all methods. The caller's arguments come first, so that an
+// export only adds its method's own and jumps.
 
 #include "mqc_fes_intf.h"
 

@@ -1,4 +1,4 @@
-// What the codec can do beyond what the messages ask of it, and the byte order it does not run on.
+// The codec beyond what the messages need, and the byte order other than the host's.
 
 #include <gtest/gtest.h>
 
@@ -72,7 +72,7 @@ std::pair<model::Picture, model::Picture> encoded(const Record& record) {
 }  // namespace
 
 // Element tables differ in length with their values; a nested table follows them all. In the full
-// encoding one whose size is no multiple of 4 has its vtable behind a gap, as a message has.
+// encoding one whose size is not a multiple of 4 has its vtable behind a gap, as a message has.
 TEST(Codec, EveryKindAsWorkedByHand) {
   const sample::Outer record = {.f0 = 0,
                                 .f1 = {{0x0102, {1, 2, 3}}, {0, {4, 5, 6}}},

@@ -1,5 +1,5 @@
-// What an encoder does with its arguments before it encodes, how it finds the log function, and
-// what the shared object leaves behind. Every test runs in a process of its own, since the look-up
+// An encoder's tests of its arguments, its look-up of the log function, and what the shared object
+// leaves behind when unloaded. Every test runs in a process of its own, since the look-up
 // happens once in a process.
 
 #include <dlfcn.h>
@@ -107,7 +107,7 @@ TEST(Contract, BadArgumentsAreLoggedAsTheyAre) {
     expect("nonNull, 0, nonNull");
     EXPECT_EQ(expected, platform.logged);
     u32 four = 4;
-    EXPECT_EQ(66u, pack(out, &four, &request)) << "only 4 bytes of capacity are asked for";
+    EXPECT_EQ(66u, pack(out, &four, &request)) << "only 4 bytes of capacity are required";
     EXPECT_EQ(4u, four) << "the capacity is read, never written";
   });
 }
@@ -144,8 +144,8 @@ TEST(Contract, LogFunctionIsLookedUpOnceUnderARace) {
   });
 }
 
-// Nothing but the library itself makes what one thread looked up known to the other: a thread
-// sanitizer sees any weaker order.
+// Only the library itself publishes one thread's look-up to the other: a thread sanitizer detects
+// any weaker order.
 TEST(Contract, LogFunctionIsKnownToAThreadThatComesLater) {
   inItsOwnProcess([] {
     loadLogFunction();

@@ -18,23 +18,21 @@ block testing.md c | diff - "$source/examples/caller_test.c" ||
 
 ! grep -nE '@[A-Z]+@' "$source"/*.md "$source"/docs/*.md ||
   { echo "a placeholder is left in the documents" >&2; exit 1; }
-methods=$(tarn-inspect --methods | wc -l)
-! grep -noE '[0-9]+ (methods|(asynchronous )?calls|functions|exports)' "$source"/README.md "$source"/docs/architecture.md |
-  grep -vE ":($methods (methods|asynchronous calls)|$((3 * methods)) calls|$((4 * methods)) (functions|exports))$" ||
-  { echo "these are not $methods methods, $((3 * methods)) calls, $((4 * methods)) functions" >&2; exit 1; }
-"$send_all" | tail -n 1 | grep -qxFf - "$source/README.md" ||
-  { echo "README.md tells other totals than $("$send_all" | tail -n 1)" >&2; exit 1; }
+! grep -nE '[0-9]+ (methods|(asynchronous )?calls|functions|exports)' "$source"/README.md "$source"/docs/architecture.md ||
+  { echo "the above changes with every new method" >&2; exit 1; }
+! grep -E '^send\w+ +[0-9]' "$source/README.md" | grep -vxFf <("$send_all") ||
+  { echo "README.md shows other rows than the demo" >&2; exit 1; }
 # The sizes in the docstrings of the requests are those of the roll call; two methods may share one.
 awk '/^[^#]/ {full = $8 == 0 ? "" : sprintf(", full %d (buffer %d)", $7, $8)
   most = $6 == $5 ? $5 : $5 " to " $6
   printf "`%s`: %d bytes; compact %s%s", $1, $2, most, full; print full == "" ? "" : "."}
-  ' "$source/tests/methods.txt" >told
+  ' "$source/tests/methods.txt" >sizes
 sed 's/^ \* / /' "$source/include/mqc_fes_intf.h" | tr -s '\n ' '  ' |
   sed -E 's/`(\w+)` and `(\w+)`(: [^.]*\.)/`\1`\3 `\2`\3/g' >header
 while read -r line; do
   grep -qF "$line" header ||
-    { echo "mqc_fes_intf.h does not tell: $line" >&2; exit 1; }
-done <told
+    { echo "mqc_fes_intf.h lacks: $line" >&2; exit 1; }
+done <sizes
 # What a team writes into the schema is in the catalogue.
 cp -r "$source/schema" .
 sed -i 's,^table MQC_notify_save_acl_res {,/// What is asked\n&\n/// Where | why\n,' schema/mqc_fes_intf.fbs

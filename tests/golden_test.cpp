@@ -3,13 +3,13 @@
 //
 //     METHOD...                    sends the same bytes by each of these methods
 //       record  f0=7 f1=4142,30*00 head=1,0,3      members that are not zero
-//       size    66                                 what the compact size query tells
+//       size    66                                 the result of the compact size query
 //       compact 16000000 . 1200 3700 ...           as wire.h's expand() reads it
 //       full    04000000 . C4FFFFFF ...
 //
 // where an array or a nested record lists its values from the first on, bytes in hexadecimal pairs,
-// words as numbers, "n*" before what comes n times. "f3=" lends no bytes, "f3_len=7" tells a length
-// without bytes or another one. A line that is indented further goes on.
+// words as numbers, "n*" before what comes n times. "f3=" lends no bytes, "f3_len=7" sets a length
+// without bytes or another one. A line that is indented further continues the one before.
 
 #include <gtest/gtest.h>
 
@@ -114,8 +114,8 @@ std::string compare(Golden golden, const methods::Method& method) try {
   const Record record(*method.request, golden.text["record"]);
   wire::Encoders encoders(method);
   if (const std::string size = golden.text["size"]; !size.empty()) {
-    const u32 told = encoders.desc.pack(nullptr, record.data());
-    if (told != std::stoul(size)) return "size query tells " + std::to_string(told);
+    const u32 query = encoders.desc.pack(nullptr, record.data());
+    if (query != std::stoul(size)) return "size query returns " + std::to_string(query);
     if (!golden.text.contains("compact")) return "";
   }
   std::string wrong = encoders.run(record.data());

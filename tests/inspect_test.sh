@@ -56,7 +56,7 @@ refuses 2 'value is empty' --output '' $rule
 refuses 2 '--bogus\\x1B: no such option' $'--bogus\e' $rule
 refuses 2 'no such option' --method
 refuses 2 'no such method' --method sendNothing $rule
-refuses 2 'its method is not known' -
+refuses 2 'unknown method' -
 refuses 2 'named twice' --method sendRuleMac - -
 status=0
 "$inspect" $rule >/dev/full 2>said || status=$?

@@ -22,17 +22,17 @@ extern "C" const char* __tsan_default_options() {
 
 extern "C" [[gnu::weak]] void __asan_init();
 
-/// In a child, gets a byte for each callback that runs.
+/// In a child, receives a byte for each callback that runs.
 static int report = -1;
 
-// What the parent's other threads had is lost in a child.
+// Memory of the parent's other threads is lost in a child.
 extern "C" int __lsan_is_turned_off() {
   return report >= 0;
 }
 
 namespace {
 
-/// Runs it on another thread and waits, but not for ever.
+/// Runs it on another thread and waits for a limited time.
 void elsewhere(std::function<void()> run) {
   std::packaged_task<void()> task(std::move(run));
   std::future<void> done = task.get_future();
@@ -44,7 +44,7 @@ void elsewhere(std::function<void()> run) {
   thread.join();
 }
 
-/// What an asynchronous call's callback was told.
+/// The result that an asynchronous call's callback received.
 struct Ending {
   std::atomic<int> count = 0;
   std::atomic<u32> status = 0;
@@ -68,7 +68,7 @@ void set(std::atomic<bool>& flag) {
   flag.notify_all();
 }
 
-void tell(u32, void*) {
+void countCallback(u32, void*) {
   set(hasBegun);
   mayTell.wait(false);
   if (write(report, "+", 1) != 1) _exit(9);
@@ -108,17 +108,17 @@ std::size_t toldIn(void (*run)()) {
 
 void endWithPending() {
   mayTell = false;
-  for (int i = 0; i < 3; ++i) post(tell);
+  for (int i = 0; i < 3; ++i) post(countCallback);
   std::atexit([] { set(mayTell); });
 }
 
 void endInAFork() {
   mayTell = false;
-  for (int i = 0; i < 2; ++i) post(tell);
+  for (int i = 0; i < 2; ++i) post(countCallback);
   hasBegun.wait(false);
   const bool isChild = forkForAMinute() == 0;
   set(mayTell);
-  if (isChild) return post(tell);
+  if (isChild) return post(countCallback);
   wait(nullptr);
 }
 
@@ -127,29 +127,29 @@ const struct {
   void (*run)();
   std::size_t callbacks;
   bool takesASecond;
-  bool forks = false;  // with other threads about, which qemu does not survive
+  bool forks = false;  // while other threads run, which qemu does not survive
 } endings[] = {
     {"waits for what is pending", endWithPending, 3, false},
     {"not for ever; then none begins",
      [] {
        post([](u32, void*) { pause(); });
-       post(tell);
+       post(countCallback);
      },
      0, true},
     {"none begins later",
      [] {
        std::atexit([] {
-         post(tell);
+         post(countCallback);
          usleep(50'000);
          if (TarnLoopback_drain() != TARN_STATUS_DEADLOCK) _exit(6);
        });
-       post(tell);
+       post(countCallback);
      },
      1, false},
     {"a callback ends the process",
      [] {
        post([](u32, void*) {
-         post(tell);
+         post(countCallback);
          std::exit(7);
        });
        pause();
@@ -161,7 +161,7 @@ const struct {
        post([](u32, void*) {
          if (forkForAMinute() != 0) return static_cast<void>(wait(nullptr));
          post([](u32, void*) {
-           tell(0, nullptr);
+           countCallback(0, nullptr);
            std::exit(0);
          });
        });
@@ -186,7 +186,7 @@ TEST(PlatformDeathTest, ExitWaitsAWhileForCallbacksAndThenLetsNoneBegin) {
   }
 }
 
-// Before other tests: its threads ask for the first completion at once.
+// Before other tests: its threads request the first completion at once.
 TEST_F(Platform, ServesManyThreads) {
   constexpr int threads = 8, calls = 25;
   Ending ending;
@@ -213,7 +213,7 @@ TEST_F(Platform, ServesManyThreads) {
   const auto callInAChild = [] {
     TarnLoopback_setCaptureDir(nullptr);
     for (int i = 0; i < 3; ++i) {
-      post(tell);
+      post(countCallback);
       TarnLoopback_drain();
     }
   };
@@ -249,7 +249,8 @@ TEST_F(Platform, DeliversEveryVariantToTheReceiver) {
     EXPECT_EQ(compact.size(), 70u);
     ASSERT_EQ(full.size(), 88u);
     EXPECT_EQ(full[8], 1u) << "f0 is the table's first field";
-    EXPECT_EQ(Bytes(full.end() - 6, full.end()), Bytes(6)) << "bytes that the encoder leaves open";
+    EXPECT_EQ(Bytes(full.end() - 6, full.end()), Bytes(6))
+        << "bytes that the encoder leaves unwritten";
     EXPECT_EQ(TarnLoopback_delivered(message.variant), 1u);
   }
   EXPECT_EQ(TarnLoopback_delivered(static_cast<TarnVariant>(3)), 0u);
@@ -266,7 +267,8 @@ TEST_F(Platform, HandlesKeepTheirOptions) {
   for (int i : {0, 1}) handles[i] = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, &options[i]);
   TarnLoopback_setHandleAvailable(0);
   for (int i : {0, 1}) {
-    EXPECT_EQ(RPC_IdlMsgOnewayCall(handles[i], &request, &method, &desc), 0u) << "once given";
+    EXPECT_EQ(RPC_IdlMsgOnewayCall(handles[i], &request, &method, &desc), 0u)
+        << "a handle stays valid";
     EXPECT_EQ(inbox.seen.at(static_cast<std::size_t>(i)).message.opt, &options[i]);
   }
 }
@@ -274,13 +276,13 @@ TEST_F(Platform, HandlesKeepTheirOptions) {
 // In order, once each, with the status of the moment of the call, on a thread of their own; a drain
 // waits for the last callback's return.
 TEST_F(Platform, AsyncCallsComplete) {
-  static std::vector<std::pair<u32, void*>> told;
+  static std::vector<std::pair<u32, void*>> results;
   static std::thread::id thread;
-  told.clear();
+  results.clear();
   const auto callback = [](u32 status, void* userData) {
     if ((status & 0xFF) == 19) std::this_thread::sleep_for(std::chrono::milliseconds(30));
     thread = std::this_thread::get_id();
-    told.emplace_back(status, userData);
+    results.emplace_back(status, userData);
   };
   std::vector<std::pair<u32, void*>> expected;
   Bytes data(20);
@@ -291,7 +293,7 @@ TEST_F(Platform, AsyncCallsComplete) {
   }
   TarnLoopback_setCompletionStatus(99);
   EXPECT_EQ(TarnLoopback_drain(), 0u);
-  EXPECT_EQ(told, expected);
+  EXPECT_EQ(results, expected);
   EXPECT_NE(thread, std::this_thread::get_id());
   EXPECT_EQ(TarnLoopback_drain(), 0u) << "with nothing pending";
 }
@@ -353,13 +355,13 @@ TEST_F(Platform, HoldsNoLockWhileAReceiverOrCallbackRuns) {
   EXPECT_EQ(received, 8);
 }
 
-/// Goes a step and waits until the other has gone its own; orders nothing else between the two.
+/// Takes a step and waits until the other has taken its own; orders nothing else between the two.
 void step(std::atomic<int>& steps, int until) {
   steps.fetch_add(1, std::memory_order_relaxed);
   while (steps.load(std::memory_order_relaxed) < until) std::this_thread::yield();
 }
 
-// Thread sanitizers see what the platform's locks miss.
+// Thread sanitizers detect what the platform's locks do not cover.
 TEST_F(Platform, ReceiverMayBeTakenAwayWhileItRuns) {
   std::atomic<int> steps = 0;
   std::thread taker([&steps] {
@@ -367,8 +369,8 @@ TEST_F(Platform, ReceiverMayBeTakenAwayWhileItRuns) {
     TarnLoopback_setReceiver(nullptr, nullptr);
     step(steps, 3);
   });
-  const auto receiver = [](const TarnMessage*, void* told) -> u32 {
-    step(*static_cast<std::atomic<int>*>(told), 3);
+  const auto receiver = [](const TarnMessage*, void* counter) -> u32 {
+    step(*static_cast<std::atomic<int>*>(counter), 3);
     return 7;
   };
   TarnLoopback_setReceiver(receiver, &steps);

@@ -1,5 +1,5 @@
-// What the loopback does when there is no memory or no thread. Not with sanitizers, whose functions
-// these are.
+// The loopback on allocation failure, or when no thread can be started. Not with sanitizers, which
+// replace the same functions.
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -12,8 +12,7 @@
 #include "platform.h"
 #include "tarn/rpc.h"
 
-/// How many allocations the thread has left before one fails; negative: no end. None is larger than
-/// 1 GiB.
+/// The thread's allocations before one fails; negative: unlimited. None is larger than 1 GiB.
 thread_local long memory = -1;
 
 extern "C" void* __libc_malloc(std::size_t size);
@@ -25,7 +24,7 @@ extern "C" void* malloc(std::size_t size) {
   return bytes != nullptr ? std::memset(bytes, 0xEE, size) : nullptr;  // nothing is zero by chance
 }
 
-/// How many threads were asked for, and whether there is one.
+/// The number of threads requested, and whether one can be had.
 std::atomic<int> threads = 0;
 bool noThread = false;
 
@@ -75,8 +74,8 @@ TEST_F(Platform, DeliversWholeOrNotAtAllWhenMemoryEnds) {
     EXPECT_EQ(TarnLoopback_delivered(TARN_VARIANT_ASYNC), completed) << left;
   }
   const std::string start = "tarn_loopback: sendClassifierTemplate: no memory for an encoding of ";
-  const std::set<std::string> told(writing.heard.begin(), writing.heard.end());
-  EXPECT_EQ(told,
+  const std::set<std::string> lines(writing.heard.begin(), writing.heard.end());
+  EXPECT_EQ(lines,
             (std::set<std::string>{start + "70 bytes\n", start + "88 bytes\n", noMemoryFor(dir)}));
 }
 
@@ -116,7 +115,7 @@ TEST_F(Platform, LogsWithoutMemory) {
   EXPECT_EQ(complaintOf(0, write), "-/- level 1 code 2 -:3 " + large + "4\n");
 }
 
-// With the bytes that guard it, the encoding is more than 32 bits can count.
+// With its guard bytes, the encoding is longer than 32 bits can count.
 TEST_F(Platform, RefusesAnEncodingOfFourGigabytes) {
   const u8 bytes[8] = {};
   MQC_BrkBatchMsg batch = {0, 0, 0, sizeof bytes, bytes};

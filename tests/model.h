@@ -1,9 +1,8 @@
 #ifndef TESTS_MODEL_H
 #define TESTS_MODEL_H
 
-// What has to stand where in an encoding, item by item, told from the record and its slot list
-// alone: the witness of every byte's place that the encoders are held against. It has nothing of
-// codec/ but the slot lists.
+// The expected bytes of an encoding and their places, item by item, derived from the record and its
+// slot list alone: the encoders are compared with it. It uses nothing of codec/ but the slot lists.
 
 #include <algorithm>
 #include <cstdint>
@@ -18,7 +17,7 @@ using methods::Kind;
 using methods::Slot;
 using methods::Table;
 
-/// Bytes, or open where the encoding says none.
+/// Bytes, or open where the encoding leaves them unwritten.
 using Picture = std::vector<std::int16_t>;
 constexpr std::int16_t open = -1;
 
@@ -36,7 +35,7 @@ class Encoding {
     }
   }
 
-  /// Which item the byte belongs to.
+  /// The item that the byte belongs to.
   std::string meaning(std::size_t at) const {
     if (at >= bytes.size()) return "behind the end";
     const auto behind = std::ranges::upper_bound(items_, at, {}, &Item::at);
@@ -84,7 +83,7 @@ class Encoding {
     slot_ = none;
   }
 
-  /// Returns where the offsets of the fields stand.
+  /// Returns the position of the fields' offsets.
   std::size_t vtable(const Table& info, std::size_t tableSize,
                      const std::vector<std::size_t>& offsets) {
     table_ = &info;
@@ -104,14 +103,14 @@ class Encoding {
     }
   }
 
-  /// Returns where the first element's offset stands.
+  /// Returns the position of the first element's offset.
   std::size_t elementOffsets(const Slot& slot) {
     const std::size_t first = put("count", slot.count, 4) + 4;
     for (u32 n = 0; n < slot.count; ++n) put("element offset", 0, 4);
     return first;
   }
 
-  /// Writes the tables of a slot; their offsets stand at and behind the given place.
+  /// Writes the tables of a slot; their offsets are at and behind the passed position.
   template <class Write>
   void tables(const Slot& slot, const u8* member, std::size_t at, Write write) {
     for (u32 n = 0; n < slot.count; ++n, at += 4) {
@@ -182,8 +181,7 @@ class Encoding {
   u32 slot_ = none;
 };
 
-/// The first difference, marked among its neighbours, with what stands there; nothing if there is
-/// none.
+/// The first difference, marked among its neighbours, with its item; empty if there is none.
 inline std::string difference(const Picture& expected, const Picture& actual,
                               const Encoding& meanings) {
   if (expected == actual) return "";

@@ -1,4 +1,4 @@
-// Records of every method encoded, and both encodings held against the model, byte by byte.
+// Encodes records of every method, and compares both encodings with the model, byte by byte.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Runs for every method; tells of a method once, by the first record that goes wrong.
+/// Runs for every method; reports a method once, with the first record that fails.
 template <class Run>
 void forEachMethod(Run run) {
   for (const methods::Method& method : methods::all) {
@@ -47,8 +47,8 @@ TEST(Model, SeveralThreadsAtOnce) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// From 65,511 bytes with all scalars, and from 65,523 with none, the table outgrows what its 16
-// bits can tell.
+// From 65,511 bytes with all scalars, and from 65,523 with none, the table outgrows its 16-bit
+// size.
 TEST(Model, BuffersOfAllLengths) {
   wire::Encoders encoders(*methods::find("ProcMqcBatchMsg"));
   std::vector<u32> lengths = {0, 1, 2, 3, 255, 256, 32'767, 32'768, 70'000, 1u << 20};

@@ -1,7 +1,8 @@
 #ifndef TESTS_PLATFORM_H
 #define TESTS_PLATFORM_H
 
-// What tests of a platform share: what is written to stderr and to files, and a directory each.
+// Shared by tests of platforms: what is written to stderr and to files, and a directory for each
+// test.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@
 namespace fs = std::filesystem;
 using Bytes = std::vector<u8>;
 
-/// What the process's write does and has seen.
+/// What the process's write does and has recorded.
 struct Writing {
   std::atomic<bool> listens = false;  ///< to stderr
   std::vector<std::string> heard;     ///< a write each
@@ -47,7 +48,7 @@ inline u32 receive(const TarnMessage* m, void* userData) {
   return inbox.answer;
 }
 
-/// Runs something that must fail and tell so in one line, of one write, which is returned.
+/// Runs something that must fail and report so in one line, of one write, which is returned.
 template <class Run>
 std::string complaintOf(u32 status, Run run) {
   writing.heard.clear();

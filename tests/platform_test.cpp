@@ -1,5 +1,5 @@
-// What every platform is made of, by way of the loopback: memory functions, log lines, the check of
-// encoders, captures.
+// The common parts of platforms, tested through the loopback: memory functions, log lines, the
+// check of encoders, captures.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -34,7 +34,7 @@ extern "C" ssize_t write(int file, const void* bytes, size_t size) {
   return syscall(SYS_write, file, bytes, taken);
 }
 
-// A file that is there belongs to somebody else.
+// An existing file belongs to somebody else.
 extern "C" int open(const char* path, int flags, ...) {
   EXPECT_TRUE((flags & O_CREAT) == 0 || (flags & O_EXCL) != 0) << path;
   EXPECT_NE(flags & O_CLOEXEC, 0) << path;
@@ -150,7 +150,7 @@ TEST_F(Platform, ForeignTextIsShownOnOneLine) {
   }
 }
 
-/// What the scripted encoders do; without changes they keep their contract.
+/// What the scripted encoders do; by default they keep their contract.
 struct Script {
   u32 query = 20, length = 20, written = 20, root = 16;
   u32 fullSize = 16, result = 0, fullWritten = 16, fullRoot = 12;
@@ -187,9 +187,9 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
   const std::pair<const char*, Script> rows[] = {
       {"compact size query failed", {.query = 0}},
       {"compact encoder failed", {.length = 0}},
-      {"compact encoding has 21 bytes, its size query told 20", {.length = 21}},
-      {"compact encoding has 12 bytes, its size query told 20", {.length = 12, .root = 8}},
-      {"compact encoding has 20 bytes, its size query told 29",
+      {"compact encoding has 21 bytes, its size query returned 20", {.length = 21}},
+      {"compact encoding has 12 bytes, its size query returned 20", {.length = 12, .root = 8}},
+      {"compact encoding has 20 bytes, its size query returned 29",
        {.query = 29, .hasFull = false, .hasGetter = false}},
       {"compact encoder wrote past its buffer", {.written = 21}},
       {"compact root offset points outside", {.root = 17}},
@@ -198,13 +198,13 @@ TEST_F(Platform, RefusesEncodersThatBreakTheirContract) {
       {"compact root offset points outside", {.root = 0x10000 + 16}},
       {"compact root offset points outside", {.root = 0x1000000 + 16}},
       {"compact root offset points outside", {.query = 3, .length = 3, .written = 3}},
-      {"full size is no multiple of 8: 0", {.fullSize = 0}},
-      {"full size is no multiple of 8: 20", {.fullSize = 20}},
+      {"full size is not a multiple of 8: 0", {.fullSize = 0}},
+      {"full size is not a multiple of 8: 20", {.fullSize = 20}},
       {"full encoder failed: 65536", {.result = 65536}},
       {"full encoder wrote past its buffer", {.fullWritten = 17}},
       {"full root offset points outside", {.fullRoot = 13}},
-      {"full encoder and size getter come together or not at all", {.hasFull = false}},
-      {"full encoder and size getter come together or not at all", {.hasGetter = false}},
+      {"full encoder without size getter, or the reverse", {.hasFull = false}},
+      {"full encoder without size getter, or the reverse", {.hasGetter = false}},
   };
   for (const auto& [complaint, faulty] : rows) {
     EXPECT_EQ(complaintOf(TARN_STATUS_ENCODING, [&row = faulty] { return sendScripted(row); }),

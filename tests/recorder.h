@@ -1,9 +1,9 @@
 #ifndef TESTS_RECORDER_H
 #define TESTS_RECORDER_H
 
-// A platform that only writes down what the library asks of it. A test program that compiles
-// recorder.cpp gives the library these functions in place of the platform's; recorder_log.cpp, the
-// log function, comes apart, since a process may lack it.
+// A platform that only records what the library asks of it. A test program that compiles
+// recorder.cpp has these functions in place of the platform's; the log function is apart, in
+// recorder_log.cpp, since a process may lack it.
 
 #include <cstring>
 #include <string>
@@ -18,7 +18,7 @@ inline bool operator==(const IdlMsgDesc& a, const IdlMsgDesc& b) {
 
 namespace recorder {
 
-/// A method's descriptor, no slot of which is left as it was.
+/// A method's descriptor, every slot of which has been written.
 inline IdlMsgDesc describe(void (*setIdl)(IdlMsgDesc*)) {
   IdlMsgDesc desc;
   std::memset(&desc, 0xA5, sizeof desc);
@@ -48,7 +48,7 @@ struct Cleared {
   bool operator==(const Cleared&) const = default;
 };
 
-/// What was asked since the last reset, and what to answer.
+/// The requests since the last reset, and the answers.
 struct Platform {
   void* handle = this;
   u32 status = 0;

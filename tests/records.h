@@ -70,7 +70,7 @@ struct Word {
   u32 width;
 };
 
-/// Where the values of a record lie, those of nested records included.
+/// The positions of a record's values, those of nested records included.
 struct Values {
   std::vector<Word> scalars;
   std::vector<Word> elements;  ///< of arrays
@@ -91,7 +91,7 @@ inline void collect(const Table& table, u32 base, Values& values) {
   }
 }
 
-/// The same numbers on every machine.
+/// Random numbers, the same on every machine.
 class Random {
  public:
   explicit Random(u64 seed) : state_(seed) {}

@@ -37,14 +37,14 @@ std::vector<Row> readRows() {
   return rows;
 }
 
-/// A method under test: its row, exports and descriptor, and a recorder that has heard nothing.
+/// A method under test: its row, exports and descriptor, and a recorder without records.
 struct Case {
-  Case(const Row& told, const methods::Functions& found)
-      : row(told), exports(found), desc(recorder::describe(found.setIdl)) {
+  Case(const Row& line, const methods::Functions& found)
+      : row(line), exports(found), desc(recorder::describe(found.setIdl)) {
     platform = {};
   }
 
-  /// A record all of whose bytes are the given one, but with no buffer behind the batch request.
+  /// A record with all bytes set to one value, but with no buffer behind the batch request.
   const void* record(u8 byte) {
     record_.assign(row.recordSize, byte);
     if (row.fullSize == 0) std::memset(&record_[offsetof(MQC_BrkBatchMsg, f3)], 0, 8);
@@ -174,7 +174,7 @@ TEST(RollCall, OnlyOnewayRefusesNull) {
     EXPECT_EQ(0u, exports.async(nullptr, nullptr, nullptr, nullptr));
     EXPECT_EQ(2u, platform.sent.size());
     EXPECT_EQ(22u, exports.oneway(nullptr, nullptr));
-    EXPECT_EQ(3u, platform.addresses.size()) << "the handle is asked for all the same";
+    EXPECT_EQ(3u, platform.addresses.size()) << "the handle is requested all the same";
     platform.handle = nullptr;
     EXPECT_EQ(22u, exports.oneway(record, nullptr));
     EXPECT_EQ(2u, platform.sent.size());

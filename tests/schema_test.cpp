@@ -1,5 +1,5 @@
-// The schema for stock FlatBuffers readers: it says what the slot lists and the roll call say, and
-// what flatc makes of it reads both encodings of every method.
+// The schema for stock FlatBuffers readers: it agrees with the slot lists and the roll call, and
+// the code that flatc generates from it reads both encodings of every method.
 
 #include <flatbuffers/flatbuffers.h>
 #include <flatbuffers/minireflect.h>
@@ -19,7 +19,7 @@ using methods::Kind;
 using methods::Slot;
 using methods::Table;
 
-/// Tables' fields as the schema tells them, without its line breaks.
+/// Tables' fields as the schema has them, without its line breaks.
 using Tables = std::map<std::string, std::string>;
 
 void addSlotList(Tables& tables, const Table& info) {
@@ -91,7 +91,7 @@ struct Stock {
 constexpr Stock stockTables[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
 #undef ROW
 
-/// A record as FlatBuffers shows a table: all its values, or those alone that are not zero.
+/// A record as FlatBuffers shows a table: all its values, or only those that are not zero.
 std::string shown(const Table& info, const u8* record, bool zeros) {
   std::string fields;
   for (const Slot& slot : info.slots) {

@@ -1,5 +1,5 @@
-// A slot list that does not tell its record must not compile. tests/CMakeLists.txt has the cases,
-// one compilation each, and the words that refuse them.
+// A slot list that does not fit its record must not compile. tests/CMakeLists.txt has the cases,
+// one compilation each, and the expected errors.
 
 #include "codec/full.h"
 

@@ -7,7 +7,7 @@
 
 #include <cstdarg>
 
-/// What the C library's open does, for a test's own open, which stands before it.
+/// The C library's open, for a test's own open, which replaces it.
 inline int systemOpen(const char* path, int flags, va_list rest) {
   const mode_t mode = va_arg(rest, mode_t);
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));

@@ -1,8 +1,8 @@
 #ifndef TESTS_WIRE_H
 #define TESTS_WIRE_H
 
-// Runs encoders the way a runtime would, on memory of exactly the size or guarded, and tells what
-// is wrong with what they wrote. No test framework is needed.
+// Runs encoders the way a runtime would, on memory of exactly the size or guarded, and returns what
+// is wrong with their output. Needs no test framework.
 
 #if __has_include(<valgrind/memcheck.h>)
 #include <valgrind/memcheck.h>
@@ -37,7 +37,7 @@ inline std::vector<std::string> items(const std::string& list, char separator) {
   return all;
 }
 
-/// The number that a text tells, of base 16 two digits; throws where it tells none.
+/// The number in a text, of base 16 two digits; throws if there is none.
 inline u32 number(const std::string& text, int base) {
   char* end = nullptr;
   const unsigned long value = std::strtoul(text.c_str(), &end, base);
@@ -45,7 +45,7 @@ inline u32 number(const std::string& text, int base) {
   throw std::invalid_argument("no number: " + text);
 }
 
-/// What text like "0C00 . 32*00 3*--" tells: pairs in groups of any length, "." between fields,
+/// The bytes in text like "0C00 . 32*00 3*--": pairs in groups of any length, "." between fields,
 /// "--" for a byte that is not written.
 inline Picture expand(const std::string& text) {
   Picture picture;
@@ -60,7 +60,7 @@ inline Picture expand(const std::string& text) {
 
 /// A method's encoders at work. Each record is encoded twice: as it is over bytes 00, and with
 /// other bytes in its padding over bytes FF at an odd address. What then differs was not written,
-/// or was made of padding. Under valgrind the padding is undefined besides.
+/// or was made of padding. Under valgrind the padding is also undefined.
 class Encoders {
  public:
   explicit Encoders(const methods::Method& method)
@@ -69,14 +69,14 @@ class Encoders {
       : table(request), padding_(request.recordSize, 0x5A) {
     setIdl(&desc);
     records::collect(request, 0, values);
-    const auto tell = [this](u32 from, u32 size) { std::fill_n(&padding_[from], size, u8{0}); };
-    for (const auto& [offset, width] : values.scalars) tell(offset, width);
-    for (const auto& [offset, width] : values.elements) tell(offset, width);
-    for (const records::Slot& slot : values.buffers) tell(slot.offset, slot.size);
+    const auto clear = [this](u32 from, u32 size) { std::fill_n(&padding_[from], size, u8{0}); };
+    for (const auto& [offset, width] : values.scalars) clear(offset, width);
+    for (const auto& [offset, width] : values.elements) clear(offset, width);
+    for (const records::Slot& slot : values.buffers) clear(slot.offset, slot.size);
   }
 
-  /// Encodes and returns what breaks the encoders' contract, nothing when all is well. Bytes of the
-  /// encodings are then to be had below.
+  /// Encodes and returns what breaks the encoders' contract, or nothing. The members below then
+  /// have the bytes of the encodings.
   std::string run(const u8* record) {
     plain_.assign(record, record + table.recordSize);
     noisy_ = plain_;
@@ -89,7 +89,7 @@ class Encoders {
     return std::equal(plain_.begin(), plain_.end(), record) ? error : "record changed";
   }
 
-  /// run(), and what differs from the model in either encoding.
+  /// Like run(), and returns differences of either encoding from the model.
   std::string check(const u8* record) {
     using model::Encoding;
     const std::string error = run(record);
@@ -118,7 +118,8 @@ class Encoders {
     const u32 length = desc.pack(&cursor, plain_.data());
     cursor.buf = overFF.data() + 1;
     if (desc.pack(&cursor, noisy_.data()) != length) return "length varies with padding";
-    if (length + lengthOfEmptyBuffer() != query) return "length is not what the size query told";
+    if (length + lengthOfEmptyBuffer() != query)
+      return "length is not what the size query returned";
     look(over00, overFF, length, compact);
     if (!isUntouched(overFF, query + 1)) return "compact encoder writes past the end";
     return capacity == query ? "" : "capacity changed";

@@ -6,7 +6,7 @@
 
 namespace {
 
-// A size with the top bit set is a negative number that somebody converted.
+// A size with the top bit set is a converted negative number.
 constexpr std::size_t rsizeMax = SIZE_MAX >> 1;
 
 bool isUsable(const void* dest, std::size_t max) {

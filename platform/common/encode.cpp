@@ -14,7 +14,7 @@ constexpr std::size_t guardSize = 64;
 constexpr u8 guardByte = 0xA5;
 constexpr u32 wordSize = 4;
 
-// What the size query counts for an empty buffer that the encoder then leaves out.
+// Bytes that the size query counts for an empty buffer and the encoder does not write.
 constexpr u32 emptyBufferSize = 8;
 
 TarnStatus refuse(const char* method, const std::string& fault) {
@@ -27,7 +27,7 @@ TarnStatus noMemory(const char* method, u32 size) {
   return TARN_STATUS_NO_RESOURCES;
 }
 
-// Only a message with a buffer can have been empty of it, and it has no full encoding.
+// Only a message with a buffer may be shorter, when that is empty, and it has no full encoding.
 bool lengthFits(u32 length, u32 queried, const IdlMsgDesc& desc) {
   if (length == queried) return true;
   return desc.packFull == nullptr && queried - length == emptyBufferSize;
@@ -38,7 +38,7 @@ TarnStatus checkCompact(const char* method, const IdlMsgDesc& desc, u32 length, 
   if (length == 0) return refuse(method, "compact encoder failed");
   if (!lengthFits(length, out.size(), desc)) {
     return refuse(method, "compact encoding has " + std::to_string(length) +
-                              " bytes, its size query told " + std::to_string(out.size()));
+                              " bytes, its size query returned " + std::to_string(out.size()));
   }
   out.shrink(length);
   if (!out.rootInside()) return refuse(method, "compact root offset points outside");
@@ -72,7 +72,7 @@ bool Encoding::rootInside() const {
 TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void* req,
                          Encoding& out) {
   if ((desc.packFull == nullptr) != (desc.fullSize == nullptr)) {
-    return refuse(method, "full encoder and size getter come together or not at all");
+    return refuse(method, "full encoder without size getter, or the reverse");
   }
   u32 capacity = desc.pack(nullptr, req);
   if (capacity == 0) return refuse(method, "compact size query failed");
@@ -85,7 +85,7 @@ TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void*
 TarnStatus encodeFull(const char* method, const IdlMsgDesc& desc, const void* req, Encoding& out) {
   const u32 size = desc.fullSize();
   if (size == 0 || size % 8 != 0) {
-    return refuse(method, "full size is no multiple of 8: " + std::to_string(size));
+    return refuse(method, "full size is not a multiple of 8: " + std::to_string(size));
   }
   if (!out.allocate(size, 0)) return noMemory(method, size);
   const u32 result = desc.packFull(out.bytes(), req);

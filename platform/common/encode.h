@@ -9,12 +9,12 @@
 
 namespace platform {
 
-/// An output buffer of exactly the size an encoder was promised, with guard bytes behind it.
+/// An output buffer of exactly the promised size, with guard bytes behind it.
 class Encoding {
  public:
-  /// Makes a buffer whose bytes are all fill; tells whether there was memory for it.
+  /// Makes a buffer whose bytes are all fill; returns false on allocation failure.
   bool allocate(u32 size, u8 fill);
-  /// Drops the bytes behind length, once written.
+  /// Drops the bytes behind length, after the encoding.
   void shrink(u32 length) { size_ = length; }
 
   bool guardIntact() const;
@@ -23,7 +23,7 @@ class Encoding {
 
   u8* bytes() const { return bytes_.get(); }
   u32 size() const { return size_; }
-  /// Gives the bytes away; the first size() of them are the encoding.
+  /// Hands the bytes over; the first size() of them are the encoding.
   std::unique_ptr<u8[]> take() { return std::move(bytes_); }
 
  private:
@@ -32,7 +32,7 @@ class Encoding {
   u32 allocated_ = 0;
 };
 
-/// Whether a call's arguments are all there.
+/// Whether all arguments of a call are present.
 inline bool isComplete(const void* handle, const void* req, const MethodId* method,
                        const IdlMsgDesc* desc) {
   return handle != nullptr && req != nullptr && method != nullptr &&

@@ -72,7 +72,7 @@ void Call::expire() {
 u32 Call::outcome() const {
   try {
     if (!status_.ok()) {
-      // gRPC's word for a call that was ended at its deadline is that it was cancelled.
+      // gRPC reports a call that was ended at its deadline as cancelled.
       const bool late = expired_ && status_.error_code() == grpc::StatusCode::CANCELLED;
       const auto code = late ? grpc::StatusCode::DEADLINE_EXCEEDED : status_.error_code();
       return transportFailure(path_.c_str(), code, late ? "" : status_.error_message());

@@ -17,33 +17,33 @@ namespace delivery {
 
 class Channel;
 
-/// Deadlines hold whatever happens to the wall clock, by which gRPC waits.
+/// Deadlines do not depend on the wall clock, by which gRPC waits.
 using Clock = std::chrono::steady_clock;
 
-/// Who is to learn that a call has ended.
+/// Who is notified when a call has ended.
 struct Ending {
   bool isWaitedFor;
   RpcAsyncCallback callback;  ///< may be NULL
   void* userData;
 };
 
-/// A request and its reply. Lives until gRPC has ended it and whoever waited has gone.
+/// A request and its reply. Lives until gRPC has ended it and nobody waits for it.
 class Call {
  public:
   static std::shared_ptr<Call> make(Channel& channel, const MethodId& method,
                                     Clock::time_point latest, const Ending& end);
 
-  /// Hands the request to gRPC; the poller ends the call. Throws when there is no memory.
+  /// Hands the request to gRPC; the poller ends the call. Throws on allocation failure.
   static void start(const std::shared_ptr<Call>& call, const grpc::ByteBuffer& request);
 
   /// Waits for the end; false when the deadline passes first.
   bool wait();
   /// The deadline has passed: gRPC ends the call at once.
   void expire();
-  /// How it ended, which is a failure's text for this thread, too.
+  /// Returns how it ended, and sets this thread's failure text.
   u32 outcome() const;
 
-  /// Called by the poller: wakes who waits, or hands the call to the callbacks, or is done with it.
+  /// Called by the poller: wakes the waiting thread, hands the call to the callbacks, or drops it.
   void end();
 
   Channel& channel;
@@ -55,7 +55,7 @@ class Call {
  private:
   Call(Channel& to, const MethodId& method, Clock::time_point latest, const Ending& whose);
 
-  // gRPC's queue orders what caller and poller do; the lock shows that to ThreadSanitizer.
+  // gRPC's queue orders caller and poller; the lock shows that to ThreadSanitizer.
   void keep(std::list<std::shared_ptr<Call>>& self);
   std::list<std::shared_ptr<Call>> release();
   void wake();
@@ -67,7 +67,7 @@ class Call {
   grpc::Status status_;
   std::atomic<bool> expired_ = false;
 
-  /// The call itself while gRPC has it, in a list so that it joins another without memory.
+  /// The call itself while gRPC has it; in a list so that it moves to another without allocation.
   std::list<std::shared_ptr<Call>> self_;
 
   std::mutex mutex_;

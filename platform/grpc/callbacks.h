@@ -5,15 +5,15 @@
 
 namespace delivery {
 
-/// Runs the callbacks of calls that have ended, one after the other, on a thread of its own: a
-/// callback that hangs holds up no call that somebody waits for.
+/// Runs the callbacks of ended calls, one after the other, on a thread of its own: a callback that
+/// hangs does not delay synchronous calls.
 class Callbacks {
  public:
-  /// Takes the one call of the list, which has ended.
+  /// Takes over the only call of the list, which has ended.
   void post(std::list<std::shared_ptr<Call>>& one) noexcept;
-  /// Waits until all calls made so far that nobody waits for have ended.
+  /// Waits until all asynchronous and one-way calls made so far have ended.
   u32 drain(Clock::time_point until);
-  /// Lets what was handed over end, for a second at most; after that no callback begins.
+  /// Waits for at most a second until all calls have ended; after that no callback begins.
   void atExit();
 
   void run();
@@ -22,7 +22,7 @@ class Callbacks {
   std::shared_ptr<Call> take();
   void finish(std::shared_ptr<Call> call);
   bool mayBegin();
-  /// Lets no other callback begin.
+  /// Prevents further callbacks.
   void silence();
   static void drop(std::list<std::shared_ptr<Call>>& calls);
 
@@ -32,8 +32,8 @@ class Callbacks {
   bool silent_ = false;
 };
 
-/// The one of the process, its thread started; throws when there is none. Never destroyed: its
-/// thread outlives exit().
+/// The process's only one, its thread running; throws when no thread can be started. Never
+/// destroyed: its thread outlives exit().
 Callbacks& callbacks();
 
 }  // namespace delivery

@@ -24,7 +24,7 @@ grpc::ChannelArguments argumentsOf(const Settings& settings) {
   grpc::ChannelArguments arguments;
   arguments.SetMaxReceiveMessageSize(maxReplyBytes);
   arguments.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, leastBackoffMs);
-  // Its name notwithstanding: how long an attempt to connect may take, TLS handshake included.
+  // Despite its name: how long an attempt to connect may take, TLS handshake included.
   arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, connectMs);
   arguments.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, mostBackoffMs);
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, keepaliveMs);
@@ -38,8 +38,7 @@ std::shared_ptr<grpc::ChannelCredentials> credentialsOf(const Settings& settings
   return grpc::SslCredentials({settings.ca, settings.key, settings.cert});
 }
 
-/// Makes the process ready, and a channel that is known to it. No lock is held: gRPC takes its
-/// time.
+/// Prepares the process, makes a channel and adds it to the list. Holds no lock: gRPC may be slow.
 Channel* made(Settings settings) {
   makeReady();
   auto channel = std::make_unique<Channel>(std::move(settings));
@@ -55,7 +54,7 @@ Channel::Channel(Settings settings) : settings_(std::move(settings)) {
   LogOfThread log;
   const auto channel =
       grpc::CreateCustomChannel(settings_.target, credentialsOf(settings_), argumentsOf(settings_));
-  // A channel whose target gRPC cannot read is born failed.
+  // A channel whose target gRPC cannot parse has failed from the start.
   if (channel->GetState(false) != GRPC_CHANNEL_IDLE) {
     throw SetupError("gRPC refuses the target '" + settings_.target + "'" + log.reason());
   }
@@ -63,7 +62,7 @@ Channel::Channel(Settings settings) : settings_(std::move(settings)) {
 }
 
 bool Channel::hasRoom(u64 bytes) const {
-  // A message that is alone is taken however large: it would find no more room later.
+  // A single message is accepted whatever its size: there would be no more room later.
   const bool fits = bytes_ == 0 || bytes_ + bytes <= settings_.maxBytes;
   return places_ < settings_.maxInFlight && fits;
 }
@@ -103,7 +102,7 @@ void Channel::leave(std::shared_ptr<Call> call) {
   auto watched = deadlines_.extract(key);
   lock.unlock();
   if (!watched.empty()) watched.mapped().reset();
-  call.reset();  // who waited finds nothing left of it, unless the watchdog is just ending it
+  call.reset();  // before the wake-up: only the watchdog may still hold the call
   lock.lock();
   underWay_.erase(key.second);
   left_.notify_all();
@@ -132,7 +131,7 @@ bool Channel::waitForCalls(u64 last, Clock::time_point until) {
 Channel* defaultChannel() {
   static std::atomic<Channel*> kept = nullptr;
   if (Channel* const channel = kept.load()) return channel;
-  // Of several that are made at once the first stays; the others lie idle.
+  // Of several made at once the first is used; the others stay idle.
   Channel* const channel = made(settingsOfEnvironment());
   Channel* earlier = nullptr;
   return kept.compare_exchange_strong(earlier, channel) ? channel : earlier;

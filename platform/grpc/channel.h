@@ -10,8 +10,8 @@
 
 namespace delivery {
 
-/// The way to a service, and its calls that nobody waits for. A handle is a channel's address;
-/// channels are never destroyed.
+/// A connection to a service, and its asynchronous and one-way calls. A handle is a channel's
+/// address; channels are never destroyed.
 class Channel {
  public:
   /// Throws a SetupError when gRPC refuses the target.
@@ -20,14 +20,14 @@ class Channel {
   const Settings& settings() const { return settings_; }
   grpc::GenericStub& stub() { return *stub_; }
 
-  // A call that nobody waits for takes a place and its bytes, gives each back when it can, and
-  // leaves when nothing is left of it.
+  // An asynchronous or one-way call takes a place and its bytes, returns each as early as possible,
+  // and leaves when it is destroyed.
 
-  /// Numbers the call; false when too many are under way.
+  /// Numbers the call; false when the in-flight limit is reached.
   bool enter(const std::shared_ptr<Call>& call);
   void givePlaceBack();
   void giveBytesBack(u64 bytes);
-  /// Gives a reference to the call up, and forgets its number; no harm where it has left already.
+  /// Drops a reference to the call, and its number; may be repeated.
   void leave(std::shared_ptr<Call> call);
 
   /// Ends the calls whose deadline has passed, and returns the earliest of those that remain.
@@ -53,15 +53,15 @@ class Channel {
   std::map<Key, std::shared_ptr<Call>> deadlines_;  // of calls that have not been ended
 };
 
-/// The channel of calls without an option, made from the environment where there is none yet.
+/// The channel of calls without an option, made from the environment at the first.
 Channel* defaultChannel();
 Channel* openChannel(const TarnGrpcOptions& options);
-/// The channel that TarnGrpc_open gave; throws a SetupError for anything else.
+/// The channel that TarnGrpc_open returned; throws a SetupError for anything else.
 Channel* openedChannel(void* opt);
-/// The first of all channels; it and its next ones stay.
+/// The head of the list of channels, which only grows.
 Channel* firstChannel();
 
-/// The number of a call, one more than that of the process's call before.
+/// The number of a call, one more than that of the process's previous call.
 u64 nextSequence();
 u64 lastSequence();
 

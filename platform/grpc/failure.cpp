@@ -12,7 +12,7 @@ const char* const shared::reporter = "tarn_grpc";
 namespace delivery {
 namespace {
 
-/// An array, which is there as long as the thread: exit() destroys objects, and calls go on.
+/// An array, valid as long as the thread: exit() destroys objects while calls go on.
 thread_local char lastText[1024] = "";
 
 void keep(std::string_view text) {
@@ -22,7 +22,7 @@ void keep(std::string_view text) {
 /// By gRPC's codes.
 constexpr const char* transportTexts[] = {
     "a service's status",
-    "CANCELLED: the service or the connection gave the call up",
+    "CANCELLED: the service or the connection cancelled the call",
     "UNKNOWN: the service failed without saying how",
     "INVALID_ARGUMENT: the service refuses the message",
     "DEADLINE_EXCEEDED: no answer within the deadline",
@@ -31,7 +31,7 @@ constexpr const char* transportTexts[] = {
     "PERMISSION_DENIED: the service refuses this client",
     "RESOURCE_EXHAUSTED: a message or reply too large, or the service overloaded",
     "FAILED_PRECONDITION: the service refuses the message",
-    "ABORTED: the service gave the call up",
+    "ABORTED: the service aborted the call",
     "OUT_OF_RANGE: the service refuses the message",
     "UNIMPLEMENTED: the service has no such method",
     "INTERNAL: the service or the connection broke gRPC's rules",
@@ -50,13 +50,13 @@ const char* textOf(u32 status) {
     case TARN_STATUS_NO_RESOURCES:
       return "no memory";
     case TARN_GRPC_BUSY:
-      return "busy: the limit of calls or bytes under way is reached";
+      return "busy: the limit of calls or bytes in flight is reached";
     case TARN_STATUS_INVALID:
       return "no handle, no request, or another argument is missing";
     case TARN_STATUS_DEADLOCK:
-      return "a callback asked to wait for callbacks";
+      return "a callback tried to wait for callbacks";
     case TARN_GRPC_GARBAGE:
-      return "the service's reply is no MqcReply";
+      return "the service's reply is not an MqcReply";
     case TARN_STATUS_ENCODING:
       return "an encoder broke its contract";
     default:

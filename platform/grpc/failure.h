@@ -10,16 +10,16 @@
 
 namespace delivery {
 
-/// A set-up that cannot work; what() says why.
+/// A set-up that cannot work; what() states why.
 class SetupError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The text of TarnGrpc_lastError, a thread's own.
+// The text of TarnGrpc_lastError, one for each thread.
 
-/// Keeps what a status means, and more where there is more to say; returns the status.
+/// Keeps a status's meaning and any details; returns the status.
 u32 failure(const char* who, u32 status, std::string_view more = "") noexcept;
-/// The same for a code of gRPC's.
+/// The same for a gRPC code.
 inline u32 transportFailure(const char* who, grpc::StatusCode code,
                             std::string_view more = "") noexcept {
   return failure(who, TARN_GRPC_TRANSPORT + static_cast<u32>(code), more);

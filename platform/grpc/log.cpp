@@ -10,7 +10,7 @@ namespace {
 
 thread_local LogOfThread* kept = nullptr;
 
-/// Why a handshake failed is in the failure of each call that needs the connection.
+/// The reason of a failed handshake is in the failure of each call that needs the connection.
 bool isReportedByCalls(std::string_view file) {
   return file.ends_with("ssl_transport_security.cc");
 }

@@ -6,10 +6,10 @@
 
 namespace delivery {
 
-/// Takes gRPC's log of the process: its errors go through the reporter, each once in a row.
+/// Takes over gRPC's log in this process: its errors are reported, a repeated one once.
 void takeLog();
 
-/// Keeps what gRPC logs on this thread instead, while it lives.
+/// While it lives, keeps what gRPC logs on this thread instead.
 class LogOfThread {
  public:
   LogOfThread();

@@ -5,7 +5,7 @@
 
 namespace delivery {
 
-/// Ends calls as gRPC reports them, on a thread of its own, which runs nothing of the program's.
+/// Ends calls as gRPC reports them, on a thread of its own, which runs no code of the program.
 class Poller {
  public:
   grpc::CompletionQueue& queue() { return queue_; }
@@ -15,8 +15,8 @@ class Poller {
   grpc::CompletionQueue queue_;
 };
 
-/// The one of the process, its thread started; throws when there is none. Never destroyed: its
-/// thread outlives exit().
+/// The process's only one, its thread running; throws when no thread can be started. Never
+/// destroyed: its thread outlives exit().
 Poller& poller();
 
 }  // namespace delivery

@@ -9,7 +9,7 @@
 namespace delivery {
 namespace {
 
-/// The schema's table MqcReply, as its one reader here needs it.
+/// The schema's table MqcReply, reduced to what is read here.
 struct MqcReply : private flatbuffers::Table {
   static constexpr flatbuffers::voffset_t statusField = 4;
 
@@ -20,7 +20,7 @@ struct MqcReply : private flatbuffers::Table {
   u32 status() const { return GetField<u32>(statusField, 0); }
 };
 
-/// Bytes of a reply where words may be read: on the way they lie at any address.
+/// The bytes of a reply, aligned so that words may be read; gRPC's may lie at any address.
 class Aligned {
  public:
   explicit Aligned(const grpc::ByteBuffer& reply) : words_((reply.Length() + 7) / 8) {

@@ -9,7 +9,7 @@
 
 namespace delivery {
 
-/// The status in a service's reply; none when the bytes are no MqcReply.
+/// The status in a service's reply; none when the bytes are not an MqcReply.
 std::optional<u32> statusIn(const grpc::ByteBuffer& reply);
 
 }  // namespace delivery

@@ -1,4 +1,4 @@
-// The RPC runtime: every call goes to a service over gRPC. No exception leaves it.
+// The RPC runtime: sends every call to a service over gRPC. Lets no exception out.
 
 #include <new>
 
@@ -23,12 +23,12 @@ u32 encodeFor(const Channel& channel, const MethodId& method, const IdlMsgDesc& 
   const u32 size = encoding.size();
   const auto free = [](void* bytes) { delete[] static_cast<u8*>(bytes); };
   const grpc::Slice slice(encoding.bytes(), size, free);
-  static_cast<void>(encoding.take().release());  // the slice has them
+  static_cast<void>(encoding.take().release());  // the slice owns them
   request = grpc::ByteBuffer(&slice, 1);
   return TARN_STATUS_OK;
 }
 
-/// A call as its sender has it: the channel, the method, when it must have ended.
+/// A call to be sent: the channel, the method, the deadline.
 struct Sending {
   Channel& channel;
   const MethodId& method;
@@ -65,7 +65,7 @@ u32 handOver(const Sending& sending, const grpc::ByteBuffer& request, RpcAsyncCa
   return TARN_STATUS_OK;
 }
 
-/// Tests the arguments, encodes, and lets send do the rest with the request.
+/// Tests the arguments, encodes, and passes the request to send.
 template <class Send>
 u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsgDesc* desc,
              Send send) noexcept {
@@ -87,7 +87,7 @@ u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsg
   }
 }
 
-/// What make returns, NULL with a line on stderr where it throws.
+/// Returns make's result; NULL, with a line on stderr, if it throws.
 template <class Make>
 void* madeBy(Make make) noexcept {
   try {
@@ -102,7 +102,7 @@ void* madeBy(Make make) noexcept {
 }  // namespace delivery
 
 void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt) {
-  // At once: another thread may have held a lock when the process was forked. Any handle serves.
+  // First of all: another thread may have held a lock when the process was forked. Any handle does.
   if (delivery::isForked()) return addr;
   return delivery::madeBy([&]() -> void* {
     if (opt != nullptr) return delivery::openedChannel(opt);

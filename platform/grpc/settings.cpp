@@ -26,7 +26,7 @@ constexpr Range bytesRange = {1, u64{1} << 40, 256 << 20};
 constexpr std::size_t mostPemBytes = 1 << 20;
 constexpr Range flagRange = {0, 1, 0};
 
-/// What complaints call the settings: variables of the environment or members of the options.
+/// The settings' names in messages: environment variables or members of the options.
 struct Names {
   const char *target, *deadline, *maxInFlight, *maxBytes, *full, *wait, *ca, *cert, *key,
       *serverName;
@@ -54,7 +54,8 @@ u64 orDefault(const char* name, const Range& range, u64 value) {
   return value == 0 ? range.otherwise : inRange(name, range, value, std::to_string(value));
 }
 
-/// A program that runs with another user's rights does not obey the environment of who started it.
+/// A program that runs with another user's rights ignores the environment of the user who started
+/// it.
 const char* valueOf(const char* variable) {
   return ::secure_getenv(variable);
 }
@@ -80,7 +81,7 @@ std::string textOf(const char* name, const char* text) {
   refuse(name, "is '" + std::string(path) + "'" + why);
 }
 
-/// A file that is open as long as this.
+/// A file that is open as long as this object lives.
 struct OpenFile {
   explicit OpenFile(const char* path) : number(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
   OpenFile(const OpenFile&) = delete;
@@ -91,15 +92,14 @@ struct OpenFile {
   const int number;
 };
 
-/// gRPC would go ahead with a file that cannot be read, as if it were empty. A pipe could have no
-/// end.
+/// gRPC would treat an unreadable file as empty. A pipe might never end.
 std::string contentOf(const char* name, const char* path) {
   const OpenFile file(path);
   struct stat found {};
   if (file.number < 0 || ::fstat(file.number, &found) != 0) {
     refuseFile(name, path, std::string(": ") + std::strerror(errno));
   }
-  if (!S_ISREG(found.st_mode)) refuseFile(name, path, ", which is no regular file");
+  if (!S_ISREG(found.st_mode)) refuseFile(name, path, ", which is not a regular file");
   std::string content(mostPemBytes + 1, '\0');
   std::size_t size = 0;
   ssize_t taken = 0;
@@ -111,7 +111,7 @@ std::string contentOf(const char* name, const char* path) {
   return content;
 }
 
-/// What is in a PEM file, empty where none is named; faultOf says what is wrong with it.
+/// The contents of a PEM file, empty where none is named; faultOf returns what is wrong with them.
 template <class FaultOf>
 std::string pemOf(const char* name, const char* path, FaultOf faultOf) {
   if (path == nullptr) return {};
@@ -124,10 +124,11 @@ std::string pemOf(const char* name, const char* path, FaultOf faultOf) {
 void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& names) {
   settings.serverName = textOf(names.serverName, options.serverName);
   if ((options.cert == nullptr) != (options.key == nullptr)) {
-    refuse(options.cert == nullptr ? names.cert : names.key, "is missing: the two come together");
+    refuse(options.cert == nullptr ? names.cert : names.key,
+           "is missing: certificate and key are used together");
   }
   if (options.ca == nullptr && (options.cert != nullptr || options.serverName != nullptr)) {
-    refuse(names.ca, "is missing: certificates and server names need it");
+    refuse(names.ca, "is missing: certificates and server names require it");
   }
   settings.ca = pemOf(names.ca, options.ca, shared::certificatesFault);
   settings.cert = pemOf(names.cert, options.cert, shared::ownCertificatesFault);

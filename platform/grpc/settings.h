@@ -8,7 +8,7 @@
 
 namespace delivery {
 
-/// How a channel is made, checked: numbers in range, files read.
+/// A channel's settings, checked: numbers in range, files read.
 struct Settings {
   std::string target;
   std::chrono::milliseconds deadline;

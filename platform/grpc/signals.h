@@ -6,9 +6,9 @@
 
 namespace delivery {
 
-/// Blocks the calling thread's signals while it lives. A thread takes the mask of the one that
-/// starts it, and gRPC starts threads wherever it is called: so the program's signals reach its own
-/// threads alone. A fault's signal stays: nobody else can take it.
+/// Blocks the calling thread's signals while it lives. A thread inherits the mask of the thread
+/// that starts it, and gRPC starts threads in any call: so signals reach the program's own threads
+/// alone. Fault signals stay unblocked: they belong to the thread that faults.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

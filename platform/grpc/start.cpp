@@ -24,10 +24,10 @@ namespace {
 std::atomic<bool> started = false;
 std::atomic<bool> forked = false;
 
-// Registered when the library is loaded, and without a lock: no fork waits for anything here.
+// Registered when the library is loaded, and takes no lock: a fork never waits here.
 const int watched = pthread_atfork(nullptr, nullptr, [] { forked = started.load(); });
 
-/// What gRPC opens as it starts: it aborts where it cannot.
+/// Descriptors that gRPC opens as it starts; it aborts if it cannot.
 constexpr std::size_t descriptors = 8;
 
 void checkDescriptors() {
@@ -42,8 +42,7 @@ void checkDescriptors() {
   }
 }
 
-/// gRPC aborts where it knows none of the strategies in the variable, and later where it takes
-/// "none".
+/// gRPC aborts if it knows none of the strategies in the variable, and later if it selects "none".
 void checkPollStrategy() {
   const char* const variable = "GRPC_POLL_STRATEGY";
   const char* const value = ::secure_getenv(variable);
@@ -53,7 +52,7 @@ void checkPollStrategy() {
   for (std::size_t end = 0; end != rest.npos; rest.remove_prefix(std::min(rest.size(), end + 1))) {
     end = rest.find(',');
     if (std::find(known.begin(), known.end(), rest.substr(0, end)) == known.end()) {
-      throw SetupError(std::string(variable) + " is '" + value + "', not of all, epoll1 and poll");
+      throw SetupError(std::string(variable) + " is '" + value + "', not one of all, epoll1, poll");
     }
   }
 }
@@ -75,7 +74,7 @@ void makeReady() {
   poller();
   callbacks();
   watchdog();
-  static const int registered = std::atexit(atExit);  // once, however often the rest is tried
+  static const int registered = std::atexit(atExit);  // once, even if the rest is tried again
   if (registered != 0) throw std::bad_alloc();
   ready = true;
 }

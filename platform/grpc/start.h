@@ -10,21 +10,21 @@
 
 namespace delivery {
 
-/// Starts gRPC and the runtime's threads, unless they are; throws when that fails, and is tried
-/// again by the next call.
+/// Starts gRPC and the runtime's threads once; throws when that fails, and the next call tries
+/// again.
 void makeReady();
 
 /// Whether this is a child of a process that had begun to use gRPC.
 bool isForked();
 
-/// The one Runner of the process, whose run() is on a thread of its own. Nobody joins it: a
-/// callback that hangs, or that calls exit(), must not hang the exit. Throws a SetupError when
-/// there is no thread.
+/// The process's only Runner, whose run() is on a thread of its own. It is never joined: a callback
+/// that hangs, or calls exit(), must not hang the exit. Throws a SetupError when no thread can be
+/// started.
 template <class Runner>
 Runner* withThread() {
   const SignalsBlocked blocked;
   static Runner* const runner =
-      new Runner;  // stays where there is no thread: gRPC would wait for its own
+      new Runner;  // kept even without a thread: to destroy it, gRPC would wait for its own
   try {
     std::thread(&Runner::run, runner).detach();
   } catch (const std::system_error& error) {

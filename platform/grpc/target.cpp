@@ -8,7 +8,7 @@
 namespace delivery {
 namespace {
 
-/// Drops a beginning; whether it was there.
+/// Drops a prefix; returns whether it was there.
 bool drop(std::string_view& text, std::string_view beginning) {
   if (text.substr(0, beginning.size()) != beginning) return false;
   text.remove_prefix(beginning.size());
@@ -20,7 +20,7 @@ struct Address {
   std::string_view port;
 };
 
-/// A colon that is not within an IPv6 address parts the two.
+/// A colon outside an IPv6 address separates the two.
 Address parted(std::string_view text) {
   const std::size_t colon = text.rfind(':');
   const std::size_t bracket = text.rfind(']');
@@ -41,7 +41,7 @@ bool isPort(std::string_view text) {
 std::string targetFault(const std::string& target) {
   std::string_view rest = target;
   if (drop(rest, "unix:") || drop(rest, "unix-abstract:")) {
-    // A target is a URI, whose path ends there: another socket would be called than the one named.
+    // A target is a URI, whose path ends there: a socket of another name would be called.
     if (rest.find_first_of("?#") != rest.npos) return "whose path has a '?' or '#'";
     return rest.empty() ? "which has no path" : "";
   }

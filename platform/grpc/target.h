@@ -5,9 +5,8 @@
 
 namespace delivery {
 
-/// What is wrong with a target, as in "which has no host"; empty when nothing is that can be seen
-/// here: gRPC takes a port modulo 65536, and what else is wrong shows when it
-/// connects.
+/// What is wrong with a target, as in "which has no host"; empty if nothing is. Checks ports, too,
+/// which gRPC takes modulo 65536; other faults appear when it connects.
 std::string targetFault(const std::string& target);
 
 }  // namespace delivery

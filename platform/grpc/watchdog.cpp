@@ -34,10 +34,10 @@ void Watchdog::watch(Clock::time_point deadline) {
 void Watchdog::run() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    // Looks at the channels when the earliest deadline has come, be there a call left or not: so a
-    // call whose deadline is not the earliest need not wake anybody.
+    // Checks the channels at the earliest deadline, even if its call has ended: so a call whose
+    // deadline is not the earliest need not wake this thread.
     while (Clock::now() < next_.load()) earlier_.wait_until(lock, next_.load());
-    next_ = Clock::time_point::max();  // a deadline that is watched meanwhile is not missed
+    next_ = Clock::time_point::max();  // a deadline added meanwhile is not lost
     lock.unlock();
     const Clock::time_point next = expireCalls();
     lock.lock();

@@ -5,11 +5,11 @@
 
 namespace delivery {
 
-/// Ends calls that nobody waits for at their deadlines, on a thread of its own: gRPC's own
-/// deadlines come late when the wall clock is set back.
+/// Ends asynchronous and one-way calls at their deadlines, on a thread of its own: gRPC's own
+/// deadlines are late when the wall clock is set back.
 class Watchdog {
  public:
-  /// Wakes up in time for a deadline.
+  /// Adds a deadline to watch.
   void watch(Clock::time_point deadline);
 
   void run();
@@ -20,8 +20,8 @@ class Watchdog {
   std::atomic<Clock::time_point> next_ = Clock::time_point::max();  ///< changed under the mutex
 };
 
-/// The one of the process, its thread started; throws when there is none. Never destroyed: its
-/// thread outlives exit().
+/// The process's only one, its thread running; throws when no thread can be started. Never
+/// destroyed: its thread outlives exit().
 Watchdog& watchdog();
 
 }  // namespace delivery

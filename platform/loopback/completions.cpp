@@ -48,7 +48,7 @@ TarnStatus Completions::drain() {
 }
 
 void Completions::startAfresh() {
-  // What other threads waited for, they wait for no more.
+  // The parent's waiting threads do not exist in the child.
   new (&posted_) std::condition_variable;
   new (&done_) std::condition_variable;
   pending_.clear();

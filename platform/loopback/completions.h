@@ -20,14 +20,14 @@ class Completions {
     u32 status;
   };
 
-  /// Starts the thread unless it runs, and reports when that fails.
+  /// Starts the thread unless it runs; a failure is reported.
   TarnStatus start();
-  /// Hands the thread a callback, alone in its list; start() has succeeded.
+  /// Hands the thread the only callback of the list; start() has succeeded.
   void post(std::list<Completion> one, u32 status) noexcept;
-  /// Waits for all that was posted so far.
+  /// Waits for all callbacks posted so far.
   TarnStatus drain();
 
-  // For a fork. The child, still locked, starts afresh: what was pending is its parent's affair.
+  // For a fork. The child, still locked, starts empty: pending callbacks are its parent's.
   void lock() { mutex_.lock(); }
   void unlock() { mutex_.unlock(); }
   void startAfresh();
@@ -35,7 +35,7 @@ class Completions {
  private:
   void run();
   Completion take();
-  /// Waits a while for all that was posted so far; after that no callback begins.
+  /// Waits a while for all callbacks posted so far; after that no callback begins.
   void atExit();
 
   bool onWorker() const { return worker_ == std::this_thread::get_id(); }
@@ -48,7 +48,7 @@ class Completions {
   u64 doneCount_ = 0;
   std::thread::id worker_;  ///< none until it was started
   bool exitIsWatched_ = false;
-  bool closed_ = false;  ///< no callback begins
+  bool closed_ = false;  ///< no callback begins any more
 };
 
 }  // namespace loopback

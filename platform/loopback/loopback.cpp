@@ -33,7 +33,7 @@ void State::unlock() {
 namespace {
 
 // A lock that another thread held would stay locked in the child. Registered when the library is
-// loaded, and so without fail: the C library has room for the first handlers.
+// loaded, which cannot fail: the C library has room for the first handlers.
 [[maybe_unused]] const int watched =
     pthread_atfork([] { state().lock(); }, [] { state().unlock(); },
                    [] {

@@ -1,4 +1,4 @@
-// The RPC runtime, as a loopback within the process.
+// The RPC runtime, a loopback within the process.
 
 #include <new>
 #include <utility>
@@ -48,7 +48,7 @@ u32 completionStatus() {
   return state().settings.completionStatus;
 }
 
-/// An asynchronous call; what its completion needs is there before anything is delivered.
+/// An asynchronous call; all that its completion needs is allocated before anything is delivered.
 u32 sendAndPost(void* handle, const void* req, const MethodId* method, const IdlMsgDesc* desc,
                 const AsyncCallCtx& ctx) try {
   std::list<Completions::Completion> completion = {{ctx.cb, ctx.userData, 0}};

@@ -11,7 +11,7 @@
 
 namespace loopback {
 
-/// What TarnLoopback_reset sets back.
+/// What TarnLoopback_reset restores.
 struct Settings {
   TarnReceiver receiver = nullptr;
   void* receiverData = nullptr;
@@ -21,9 +21,9 @@ struct Settings {
   std::array<u64, 3> delivered{};  ///< by TarnVariant
 };
 
-/// All that the loopback keeps. No lock is held while a callback runs, nor two by a call.
+/// The loopback's state. No lock is held while a callback runs, and no call holds two.
 struct State {
-  // A fork holds all locks.
+  // A fork takes all locks.
   void lock();
   void unlock();
 
@@ -32,12 +32,12 @@ struct State {
 
   std::mutex mutex;  ///< guards what follows
   Settings settings;
-  /// One element per option ever given; a handle is the element's address, which stays.
+  /// One element per option ever passed; a handle is the element's address, which does not change.
   std::set<void*> options;
 };
 
-/// The one state of the process. It takes no memory to be made, and is never destroyed: the worker
-/// thread and calls outlive exit().
+/// The process's only state. Made without allocation and never destroyed: the worker thread and
+/// calls outlive exit().
 State& state();
 
 }  // namespace loopback

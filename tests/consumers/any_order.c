@@ -1,4 +1,4 @@
-/* A program that names nothing of its platform: the linker must keep it wherever it stands. */
+/* A program that refers to no symbol of its platform, which the linker must keep in any order. */
 #include "mqc_fes_intf.h"
 
 int main(void) {

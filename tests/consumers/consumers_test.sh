@@ -17,7 +17,7 @@ lay_out development
 if CXX="$CXX" cmake -S "$here/find_package" -B "$work/without" \
   ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} \
   "-DCMAKE_PREFIX_PATH=$work/first" >"$work/log" 2>&1; then
-  fail "find_package gives the component tarn_loopback where it is not installed"
+  fail "find_package finds the component tarn_loopback, which is not installed"
 fi
 grep -q 'its component tarn_loopback is not installed' "$work/log" ||
   { cat "$work/log" >&2; fail "find_package does not say which component is missing"; }

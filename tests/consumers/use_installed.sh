@@ -18,7 +18,7 @@ mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
 run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
 
-# build SOURCE NAME...: with what pkg-config tells
+# build SOURCE NAME...: with the flags from pkg-config
 build() {
   local source=$1 flags
   flags=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --cflags --libs "${@:2}")
@@ -50,11 +50,11 @@ done
 version=$(sed -n 's/^ *VERSION //p' "$here/../../CMakeLists.txt")
 for file in "$lib"/pkgconfig/tarn_*.pc; do
   module=$(basename "$file" .pc)
-  told=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --modversion "$module")
-  [ "$told" = "$version" ] || { echo "$module.pc tells $told, not $version" >&2; exit 1; }
+  found=$(PKG_CONFIG_LIBDIR=$lib/pkgconfig pkg-config --modversion "$module")
+  [ "$found" = "$version" ] || { echo "$module.pc has version $found, not $version" >&2; exit 1; }
 done
 
-# What a find_package() that asks for a version is answered.
+# The versions that find_package() accepts.
 major=${version%%.*}
 for asked in 0.9:FALSE "$major.0:TRUE" "$version:TRUE" "$major.99:FALSE" "$((major + 1)).0:FALSE"; do
   cat >"$work/asks.cmake" <<END
@@ -63,17 +63,32 @@ string(REGEX MATCH "^[0-9]+" PACKAGE_FIND_VERSION_MAJOR \${PACKAGE_FIND_VERSION}
 set(CMAKE_SIZEOF_VOID_P 8)
 include($lib/cmake/tarn_cli_mqc/tarn_cli_mqc-config-version.cmake)
 if(NOT "\${PACKAGE_VERSION_COMPATIBLE}" STREQUAL "${asked#*:}")
-  message(FATAL_ERROR "find_package of version ${asked%:*} is answered '\${PACKAGE_VERSION_COMPATIBLE}'")
+  message(FATAL_ERROR "find_package of version ${asked%:*}: '\${PACKAGE_VERSION_COMPATIBLE}'")
 endif()
 END
   cmake -P "$work/asks.cmake"
 done
 
+# build_with_cmake SOURCE_DIR BUILD_DIR [OPTION]...
+build_with_cmake() {
+  cmake -S "$1" -B "$2" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
+    ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} "-DCMAKE_PREFIX_PATH=$prefix" "${@:3}" >"$work/log" 2>&1 &&
+    cmake --build "$2" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
+}
+
+# readme LANGUAGE: the block in that language that README.md shows
+readme() { awk -v open="^\`\`\`$1\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} on' "$here/../../README.md"; }
+
+echo "the program in README.md:"
+mkdir "$work/readme"
+readme c >"$work/readme/caller.c"
+readme cmake >"$work/readme/CMakeLists.txt"
+build_with_cmake "$work/readme" "$work/readme/build" \
+  "-DCMAKE_C_FLAGS=-std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror"
+run "$work/readme/build/caller" | diff - <(printf '%s: status 0\n' synchronous asynchronous)
+
 echo "find_package:"
-cmake -S "$here/find_package" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_SKIP_RPATH=ON \
-  ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} \
-  "-DCMAKE_PREFIX_PATH=$prefix" >"$work/log" 2>&1 &&
-  cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
+build_with_cmake "$here/find_package" "$work/build"
 mkdir "$work/kept"
 run "$work/build/caller" "$work/kept"
 run "$work/build/platform_first"
@@ -92,10 +107,10 @@ echo "tarn-serve:"
 mkdir "$work/served"
 export TARN_GRPC_TARGET=unix:$work/socket TARN_GRPC_WAIT=1
 LD_LIBRARY_PATH=$lib "$prefix/bin/tarn-serve" --listen "$TARN_GRPC_TARGET" \
-  --capture "$work/served" >"$work/told" &
+  --capture "$work/served" >"$work/lines" &
 service=$!
 run "$work/build/grpc"
 build any_order tarn_cli_mqc tarn_grpc
 run "$work/any_order"
-grep qos_group_port "$work/told"
+grep qos_group_port "$work/lines"
 run "$prefix/bin/tarn-inspect" "$work"/served/*-qos_group_port.compact.bin | grep -c '"f[0-4]": 0'

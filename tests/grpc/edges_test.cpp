@@ -26,8 +26,7 @@ std::atomic<bool> isRead = false;
 
 }  // namespace
 
-// What the runtime sees of the clock, of a program with another user's rights, and of too few
-// threads.
+// Replacements that show the runtime another clock, another user's rights, or too few threads.
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
   const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
   if (clock == CLOCK_REALTIME) time->tv_sec += clockAhead;
@@ -69,7 +68,7 @@ TEST_F(GrpcEdges, PollStrategyThatAbortsIsRefused) {
       setenv("GRPC_POLL_STRATEGY", strategy, 1);
       EXPECT_EQ(open(), nullptr);
       EXPECT_EQ(TarnGrpc_lastError(), "GRPC_POLL_STRATEGY is '" + std::string(strategy) +
-                                          "', not of all, epoll1 and poll");
+                                          "', not one of all, epoll1, poll");
       setenv("GRPC_POLL_STRATEGY", "epoll1,poll", 1);
       EXPECT_EQ(call(open()), unavailable);
     });
@@ -85,7 +84,7 @@ TEST_F(GrpcEdges, ProgramsOfOtherUsersRightsDoNotObeyTheEnvironment) {
   });
 }
 
-/// Whether each thread of the process but this one blocks what a program waits for.
+/// Whether each thread of the process except this one blocks what a program waits for.
 void expectSignalsBlocked() {
   const std::string self = std::to_string(gettid());
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -128,7 +127,7 @@ TEST_F(GrpcEdges, FilesThatAreReadHoldUpNobodyElse) {
       EXPECT_EQ(call(opt), unavailable);
       inChild([&] { EXPECT_EQ(call(isDefault ? nullptr : opt), TARN_GRPC_FORKED); });
       unsetenv("TARN_GRPC_CA");
-      EXPECT_EQ(call(nullptr), unavailable) << "made beside the slow one";
+      EXPECT_EQ(call(nullptr), unavailable) << "made while the other is slow";
     });
   }
 }
@@ -138,11 +137,11 @@ TEST_F(GrpcEdges, PipesAreRefusedAtOnce) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   inChild([&] {
     EXPECT_EQ(open({.ca = pipe.c_str()}), nullptr);
-    EXPECT_EQ(TarnGrpc_lastError(), "ca is '" + pipe + "', which is no regular file");
+    EXPECT_EQ(TarnGrpc_lastError(), "ca is '" + pipe + "', which is not a regular file");
   });
 }
 
-// OpenSSL would clear up before a handler that is older than its first use.
+// OpenSSL would clean up before a handler that is older than its first use.
 TEST_F(GrpcEdges, ExitHandlersMaySetUpTls) {
   static const std::string pem = dir / "damaged.pem";
   std::ofstream(pem) << "-----BEGIN CERTIFICATE-----\n";
@@ -160,7 +159,7 @@ TEST_F(GrpcEdges, ExitHandlersMaySetUpTls) {
   EXPECT_EQ(exitStatus(child), 0);
 }
 
-/// What a child may do whose parent has done something.
+/// What a child may do after its parent has done something.
 template <class Before>
 void expectOfChild(u32 status, Before before) {
   inChild([&] {

@@ -1,9 +1,9 @@
-// Hands messages over and ends at once. A callback that runs writes a byte to the file TOLD. The
-// process FROZEN is let go on when the platform has done with the exit.
-// usage: exiting return|callback|fork TOLD [FROZEN]
+// Hands messages over and ends at once. A callback that runs writes a byte to the file RAN. The
+// process FROZEN is continued when the platform is done with the exit.
+// usage: exiting return|callback|fork RAN [FROZEN]
 //
-// Or ends while calls fail, for want of a service: in an exit handler, or in a callback beside
-// other threads. usage: exiting handler|failing
+// Or ends while calls fail for lack of a service: in an exit handler, or in a callback while other
+// threads call. usage: exiting handler|failing
 
 #include <fcntl.h>
 #include <signal.h>
@@ -24,17 +24,17 @@ namespace {
 
 constexpr MQC_ClassifierTemplate request{};
 
-int told;
+int ran;
 pid_t frozen = 0;
 
-void tell(u32, void*) {
-  if (write(told, "+", 1) != 1) _exit(1);
+void record(u32, void*) {
+  if (write(ran, "+", 1) != 1) _exit(1);
 }
 
 void send(int pairs) {
   for (int i = 0; i < pairs; ++i) {
     if (MqcFesIntf_sendClassifierTemplate_oneway(&request, nullptr) != 0) _exit(2);
-    if (MqcFesIntf_sendClassifierTemplate_async(&request, tell, nullptr, nullptr) != 0) _exit(2);
+    if (MqcFesIntf_sendClassifierTemplate_async(&request, record, nullptr, nullptr) != 0) _exit(2);
   }
 }
 
@@ -69,7 +69,7 @@ int endWhileCallsFail(bool inHandler) {
 int main(int argc, char** argv) {
   const std::string way = argv[1];
   if (argc == 2) return endWhileCallsFail(way == "handler");
-  told = open(argv[2], O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  ran = open(argv[2], O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (argc > 3) {
     frozen = atoi(argv[3]);
     atexit([] {

@@ -23,7 +23,7 @@ void sendThrice(void* opt, const methods::Method& method, const void* record) {
   EXPECT_EQ(exports.oneway(record, opt), 0u);
 }
 
-/// The encoding as a service must get it: what an encoder leaves open is 0.
+/// The encoding as a service must receive it: bytes that an encoder leaves unwritten are 0.
 std::string expected(const methods::Method& method, const u8* record, bool full) {
   wire::Encoders encoders(method);
   EXPECT_EQ(encoders.run(record), "") << method.name;
@@ -65,7 +65,7 @@ TEST_F(Grpc, EveryMethodArrivesByteForByte) {
   }
 }
 
-// Larger than gRPC takes without being told to.
+// Larger than gRPC accepts by default.
 TEST_F(Grpc, LargeBatchArrives) {
   serve("0");
   const std::vector<u8> large(8 << 20, 0x5A);
@@ -198,9 +198,9 @@ TEST_F(Grpc, BusyPastTheCap) {
   EXPECT_EQ(oneway(opt), 0u);
   EXPECT_EQ(endings.call(2, request, opt), TARN_GRPC_BUSY);
   EXPECT_STREQ(TarnGrpc_lastError(),
-               "sendClassifierTemplate: busy: the limit of calls or bytes under way is reached");
+               "sendClassifierTemplate: busy: the limit of calls or bytes in flight is reached");
   EXPECT_EQ(oneway(opt), TARN_GRPC_BUSY);
-  void* const small = open({.maxBytes = 2 * 70});  // a message that is alone may be larger
+  void* const small = open({.maxBytes = 2 * 70});  // a single message may be larger
   for (const u32 status : {0u, 0u, u32{TARN_GRPC_BUSY}}) EXPECT_EQ(oneway(small), status);
   void* const tiny = open({.maxBytes = 1});
   for (const u32 status : {0u, u32{TARN_GRPC_BUSY}}) EXPECT_EQ(oneway(tiny), status);
@@ -217,7 +217,7 @@ TEST_F(Grpc, BusyPastTheCap) {
     EXPECT_EQ(TarnGrpc_drain(minute), 0u);
   }
   EXPECT_EQ(endings.once(0), 3);
-  EXPECT_EQ(oneway(small) + oneway(tiny), 0u) << "bytes are given back";
+  EXPECT_EQ(oneway(small) + oneway(tiny), 0u) << "bytes are returned";
   EXPECT_EQ(TarnGrpc_drain(minute), 0u);
   EXPECT_EQ(received().size(), 13u + taken);
 }
@@ -326,21 +326,21 @@ TEST_F(Grpc, ExitSendsWhatWasHandedOver) {
       ASSERT_LT(tries, 40) << "the second of an exit is used up each time";
       const std::size_t before = received().size();
       const auto begin = std::chrono::steady_clock::now();
-      EXPECT_EQ(exitStatus(start({EXITING, row.way, dir / "told"})), 0) << row.way;
+      EXPECT_EQ(exitStatus(start({EXITING, row.way, dir / "ran"})), 0) << row.way;
       const auto time = std::chrono::steady_clock::now() - begin;
       EXPECT_GE(time, std::chrono::milliseconds(row.ms)) << row.way;
       if (time >= std::chrono::seconds(1)) {
-        sleep(1);  // what was under way may still arrive
+        sleep(1);  // calls in flight may still arrive
         continue;
       }
       EXPECT_EQ(received().size() - before, row.messages) << row.way;
-      EXPECT_EQ(std::filesystem::file_size(dir / "told"), row.callbacks) << row.way;
+      EXPECT_EQ(std::filesystem::file_size(dir / "ran"), row.callbacks) << row.way;
       --left;
     }
   }
   freeze();
-  EXPECT_EQ(exitStatus(start({EXITING, "return", dir / "told", std::to_string(service())})), 0);
-  EXPECT_EQ(std::filesystem::file_size(dir / "told"), 0u) << "answers that come too late";
+  EXPECT_EQ(exitStatus(start({EXITING, "return", dir / "ran", std::to_string(service())})), 0);
+  EXPECT_EQ(std::filesystem::file_size(dir / "ran"), 0u) << "answers that come too late";
   unsetenv("TARN_GRPC_TARGET");
 }
 

@@ -19,7 +19,7 @@
 
 #include "tarn/grpc.h"
 
-/// Starts a program and gives its process id.
+/// Starts a program and returns its process id.
 inline pid_t start(std::vector<std::string> words) {
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
@@ -35,7 +35,7 @@ inline int exitStatus(pid_t pid) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + status;
 }
 
-/// Runs the body in a new process, where it has to hold.
+/// Runs the body in a new process, where its expectations must hold.
 template <class Body>
 void inChild(Body body) {
   const pid_t child = fork();
@@ -79,7 +79,7 @@ class ServiceTest : public testing::Test {
     kill(pid_, SIGKILL);
     waitpid(std::exchange(pid_, 0), nullptr, 0);
   }
-  /// Stops it, and waits until it stands: a signal is under way for a while.
+  /// Stops it, and waits until it has stopped: a signal takes a while to arrive.
   void freeze() const {
     int status = 0;
     kill(pid_, SIGSTOP);
@@ -95,7 +95,7 @@ class ServiceTest : public testing::Test {
     return TarnGrpc_open(&options);
   }
 
-  /// What the service got, in the order of the calls.
+  /// What the service received, in the order of the calls.
   std::vector<Message> received() const {
     std::vector<Message> all;
     std::ifstream in(dir / "received");
@@ -118,7 +118,7 @@ class ServiceTest : public testing::Test {
   pid_t pid_ = 0;
 };
 
-/// What the callbacks of asynchronous calls were told.
+/// The results that the callbacks of asynchronous calls received.
 class Endings {
  public:
   explicit Endings(std::size_t calls) : cells_(calls) {}
@@ -129,7 +129,7 @@ class Endings {
     };
     return MqcFesIntf_sendClassifierTemplate_async(&request, note, &cells_[i], opt);
   }
-  /// How many calls ended once, with the status.
+  /// The number of calls that ended once, with the status.
   long once(u32 status) const { return std::count(cells_.begin(), cells_.end(), once_ | status); }
 
  private:

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""A service that keeps what it gets and answers as it is told; without generated code.
+"""A service that keeps what it receives and answers as instructed; without generated code.
 
 usage: service.py DIR ANSWER [CERTIFICATE]
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Runs what must give no handle and say why in one line, which is returned.
+/// Runs what must return no handle and state the reason in one line, which is returned.
 template <class Make>
 std::string complaintOf(Make make) {
   testing::internal::CaptureStderr();
@@ -59,12 +59,13 @@ TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
       {"FULL", "2", "TARN_GRPC_FULL is '2', not a whole number from 0 to 1"},
       {"WAIT", "yes", "TARN_GRPC_WAIT is 'yes'"},
       {"CA", missing, "TARN_GRPC_CA is '" + shown + "': No such file or directory"},
-      {"CA", dir, "TARN_GRPC_CA is '" + dir.string() + "', which is no regular file"},
+      {"CA", dir, "TARN_GRPC_CA is '" + dir.string() + "', which is not a regular file"},
       {"CA", "/proc/self/comm", "TARN_GRPC_CA is '/proc/self/comm', which holds no certificate"},
       {"CA", large, "TARN_GRPC_CA is '" + large + "', which holds more than 1 MiB"},
-      {"CERT", "/", "TARN_GRPC_KEY is missing: the two come together"},
-      {"KEY", "/", "TARN_GRPC_CERT is missing: the two come together"},
-      {"SERVER_NAME", "mqc.test", "TARN_GRPC_CA is missing: certificates and server names need it"},
+      {"CERT", "/", "TARN_GRPC_KEY is missing: certificate and key are used together"},
+      {"KEY", "/", "TARN_GRPC_CERT is missing: certificate and key are used together"},
+      {"SERVER_NAME", "mqc.test",
+       "TARN_GRPC_CA is missing: certificates and server names require it"},
   };
   EXPECT_EQ(complaintOf([] { return handle(); }),
             "TARN_GRPC_TARGET is missing: there is no service to call");
@@ -72,7 +73,7 @@ TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
     const std::string variable = "TARN_GRPC_" + row.variable;
     setenv("TARN_GRPC_TARGET", target.c_str(), 1);
     setenv(variable.c_str(), row.value.c_str(), 1);
-    errno = EIO;  // of something that failed before
+    errno = EIO;  // of an earlier failure
     const std::string complaint = complaintOf([] { return handle(); });
     const bool isAll = complaint.ends_with(row.complaint);
     const bool isValue = row.complaint.back() == '\'' && complaint.starts_with(row.complaint);

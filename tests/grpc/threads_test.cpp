@@ -1,4 +1,4 @@
-// The delivery where threads cannot be had. Not with sanitizers, whose function this is.
+// The delivery when no thread can be started. Not with sanitizers, which replace the same function.
 
 #include <dlfcn.h>
 #include <pthread.h>

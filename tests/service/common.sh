@@ -63,7 +63,7 @@ documented() {
       fail "$option is not in the manual page of $program"
   done
   grep -q "VERSION $("$1" --version | sed -n "s/^$program //p")$" "$source/CMakeLists.txt" ||
-    fail "$program tells another version"
+    fail "$program has another version"
 }
 
 # inspected FILE...: what tarn-inspect shows of them, a line of JSON each

@@ -82,7 +82,7 @@ faulty = [
      "f0 has 31 elements, not 32"),
     (acl, struct.pack("<I2Hi", 8, 4, 4, 4), "a vtable of 4 bytes, that of MQC_reset_aclfail_record has 6"),
     (batches := "ProcMqcBatchMsg_request", struct.pack("<Ii6I6H", 4, -28, 1, 2, 3, 4, 0, 4, 12, 28, 4, 8, 12, 16),
-     "f3 stands in no full encoding"),
+     "f3 is not part of any full encoding"),
     ("notify_save_acl_res_cmd_request", struct.pack("<Ii4H", 4, -4, 6, 4, 0, 0), "f0 is missing"),
     *((batches, message, "points outside") for message in (batch[:-1], batch[:12], b"", b"\xff" * 90)),
     (reply := "sendRuleMac_response", struct.pack("<I4Hi", 12, 99, 4, 0, 0, 8), "points outside"),
@@ -95,6 +95,6 @@ whole = [
 ]
 cases = [(name, message, "[damaged message: " + words + "]") for name, message, words in faulty] + whole
 for (name, _, words), lines in zip(cases, dissected([("mqc_" + name, message) for name, message, _ in cases])):
-    told = re.findall("damaged message|Malformed Packet", " ".join(lines))
-    if words not in map(str.strip, lines) or told != ["damaged message"] * (2 * (words[1] == "d")):
+    damage = re.findall("damaged message|Malformed Packet", " ".join(lines))
+    if words not in map(str.strip, lines) or damage != ["damaged message"] * (2 * (words[1] == "d")):
         sys.exit(f"{name}, {words}: {lines}")

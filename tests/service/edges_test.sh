@@ -121,7 +121,7 @@ end USR1
 expect 0 "a terminal that closed"
 grep -q "^1 of $methods methods called" shown || fail "a terminal that closed: $(cat shown)"
 
-# Captures that fail: refused, told once, counted apart.
+# Captures that fail: refused, reported once, counted separately.
 rm kept/*
 serve out --listen "$address" --capture kept
 answered "captures"
@@ -131,7 +131,7 @@ mv moved kept
 answered "captures again"
 end TERM
 sed 's/.*: //' out.err | diff - <(echo 'No such file or directory; requests are refused'
-  echo 'written again; 3 requests were refused') || fail "captures that fail are told otherwise"
+  echo 'written again; 3 requests were refused') || fail "failing captures are reported otherwise"
 size=$(stat -c %s "$good")
 for line in "compact 2 $((2 * size))" "not kept 3 $((3 * size))" " sendRuleMac 2"; do
   sed 's/  */ /g' out | grep -qxF -- "$line" || fail "the totals lack '$line': $(cat out)"

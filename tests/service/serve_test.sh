@@ -6,7 +6,7 @@ source=$1 tarn_serve=$2 send_all=$3
 . "$source/tests/service/common.sh"
 capture_all
 
-# Every message: answered, told of, shown and kept as it was.
+# Every message: answered, listed, shown and kept unchanged.
 mkdir kept
 serve out --listen "unix:$work/socket" --json --capture kept --status 7 \
   --status sendRuleMac=4294967295
@@ -57,7 +57,7 @@ end TERM
 [ ! -e socket ] && [ ! -e socket.lock ] || fail "the socket is left behind"
 sum() { cat "$@" | wc -c; }
 for line in "compact $methods $(sum kept/*.compact.bin)" "full $fulls $(sum kept/*.full.bin)" \
-  "damaged 5 68157589" "missing 2 0" "$methods of $methods methods called, 2 calls of others" " sendRuleMac 2"; do
+  "damaged 5 68157589" "missing 2 0" "$methods of $methods methods called, 2 calls of unknown methods" " sendRuleMac 2"; do
   sed 's/  */ /g' out | grep -qxF -- "$line" || fail "the totals lack '$line': $(tail -n 64 out)"
 done
 
@@ -98,17 +98,17 @@ while IFS='|' read -r expected words arguments; do
 done <<END
 2|listen is missing|
 2|no such option|--listen $socket --bogus
-2|not an option|--listen $socket more
+2|unexpected argument|--listen $socket more
 2|neither unix|--listen 127.0.0.1
 2|neither unix|--listen 127.0.0.1:65536
 2|not a loopback|--listen 0.0.0.0:0
 2|not a loopback|--listen 127.example.org:0
 2|not a loopback|--listen 0.0.0.0:0 --cert a --key b
-2|come together|--listen $socket --cert a
-2|come together|--listen $socket --ca a
+2|require each other|--listen $socket --cert a
+2|require each other|--listen $socket --ca a
 2|no method is called sendNothing|--listen $socket --status sendNothing=1
-2|32 bits|--listen $socket --status 4294967296
-2|32 bits|--listen $socket --status sendRuleMac=
+2|not a 32-bit|--listen $socket --status 4294967296
+2|not a 32-bit|--listen $socket --status sendRuleMac=
 1|absent: cannot be read|--listen $socket --cert absent --key expected
 1|expected: holds no certificate|--listen $socket --cert expected --key expected
 1|No such file|--listen $socket --capture absent
@@ -117,7 +117,7 @@ done <<END
 1|in use|--listen unix:$work/socket.link
 1|in use|--listen unix:$work/held
 1|link.lock: |--listen unix:$work/link
-1|file.lock is in the lock's place|--listen unix:$work/file
+1|file.lock is not a lock file|--listen unix:$work/file
 END
 [ -L socket.link ] && [ -L link.lock ] && cmp expected file.lock || fail "a file was taken for a socket or a lock"
 end KILL
@@ -160,4 +160,4 @@ wait "${callers[@]}"
 end TERM
 ls order | sed -E 's/[0-9]+-(.*)\.(.*)\.bin/\1 \2/' >kept_order
 awk '$5 ~ /^#/ {print $2, $4}' out | diff - kept_order >/dev/null || fail "captures are in another order than lines"
-echo "messages are told, shown and kept; what cannot be served is refused"
+echo "messages are listed, shown and kept; what cannot be served is refused"

@@ -28,9 +28,9 @@ int memset_s(void* dest, size_t max, int value, size_t count);
 /**
  * Copies count bytes from src to dest, which must not overlap.
  *
- * @param dest  where to, not NULL
+ * @param dest  the destination, not NULL
  * @param max   capacity of dest in bytes
- * @param src   where from, not NULL
+ * @param src   the source, not NULL
  * @param count bytes to copy, at most max
  * @return 0; on a violation not 0, with all max bytes at dest cleared where dest and max are valid
  */

@@ -1,6 +1,6 @@
 /**
  * @file log.h
- * @brief The platform's log function. Processes without one are allowed: it is looked up by name.
+ * @brief The platform's log function. A process may lack it: it is looked up by name.
  */
 #ifndef TARN_LOG_H
 #define TARN_LOG_H
@@ -20,17 +20,17 @@ extern "C" {
 /**
  * Writes one log record.
  *
- * @param module   who logs
+ * @param module   the logging module
  * @param level    severity, in the platform's numbers
  * @param code     error number
  * @param text     free text; the encoders pass an empty one
  * @param line     source line
  * @param function function name
  * @param format   printf format of the message; its arguments follow
- * @return the platform's; ignored by the encoders
+ * @return defined by the platform; ignored by the encoders
  *
  * The platforms made here write the record to stderr as one line of at most 8 KiB and return 0. A
- * NULL pointer is as good as no text, and whatever controls a terminal is shown escaped.
+ * NULL pointer counts as an empty text, and control characters are escaped.
  */
 typedef u32 (*KvrOsalLogWriteFn)(const LogModule* module, u32 level, u32 code, const char* text,
                                  u32 line, const char* function, const char* format, ...);

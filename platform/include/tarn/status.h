@@ -1,6 +1,6 @@
 /**
  * @file status.h
- * @brief The statuses that the platforms made here share.
+ * @brief The statuses that this project's platforms share.
  */
 #ifndef TARN_STATUS_H
 #define TARN_STATUS_H
@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-/** Statuses of a platform's own. A call that returns one of its errors delivered nothing. */
+/** A platform's own statuses. A call that returns one of these errors delivered nothing. */
 typedef enum TarnStatus {
   TARN_STATUS_OK = 0,
   TARN_STATUS_CAPTURE = 5,       /**< The capture directory cannot be written. */
