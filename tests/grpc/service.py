@@ -1,4 +1,3 @@
-#!/usr/bin/python3
 """A service that keeps what it gets and answers as it is told; without generated code.
 
 usage: service.py DIR ANSWER [CERTIFICATE]
