@@ -9,9 +9,10 @@ function(tarn_option name default words)
   endif()
 endfunction()
 
-# tarn_part(<result> <what> <option> [<variable> <package>]...): whether it is built. Each variable that is
-# false is for want of the package, and one line names them: an error where the option is ON.
+# tarn_part(<result> <what> <option> [<variable> <package>]...): whether it is built. A variable that is false
+# lacks its package; one line names all that lack, an error where the option is ON.
 function(tarn_part result what option)
+  # Every test: that takes every part, but for libraries of another machine.
   if(TARN_TESTS STREQUAL "ON" AND ${option} STREQUAL "AUTO" AND NOT CMAKE_CROSSCOMPILING)
     set(option TARN_TESTS)
   endif()
@@ -28,13 +29,14 @@ function(tarn_part result what option)
   if(${option} AND missing STREQUAL "")
     set(${result} ON PARENT_SCOPE)
   elseif(${option} STREQUAL "ON")
-    message(SEND_ERROR " ${option}=ON, but ${what} needs ${packages} (Debian): install what is missing, or say -D${option}=AUTO")
+    message(SEND_ERROR " ${option}=ON, but ${what} needs ${packages} (Debian): "
+                       "install what is missing, or say -D${option}=AUTO")
   elseif(${option})
     message(STATUS "Left out: ${what}, which needs ${packages} (Debian)")
   endif()
 endfunction()
 
-# What is meant for developers of this tree is not for one that takes it in.
+# Programs and tests are not for a project that takes this tree in, unless it asks for them.
 if(PROJECT_IS_TOP_LEVEL)
   set(default AUTO)
 else()
