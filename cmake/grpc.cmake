@@ -13,22 +13,30 @@ macro(tarn_check_program variable libraries source)
   unset(CMAKE_REQUIRED_LIBRARIES)
 endmacro()
 
-set(grpc_libraries grpc++ grpc gpr absl_synchronization ssl crypto)
-option(TARN_WITH_GRPC "Deliver over gRPC, where its packages are" ON)
-if(TARN_WITH_GRPC)
-  tarn_check_program(
-    TARN_HAS_GRPC "${grpc_libraries}"
-    "#include <flatbuffers/flatbuffers.h>
-    #include <grpcpp/generic/generic_stub.h>
-    #include <openssl/ssl.h>
-    int main() { grpc::CompletionQueue queue; SSL_CTX_free(nullptr); }")
-else()
-  set(TARN_HAS_GRPC OFF)
+set(tls_libraries ssl crypto)
+set(grpc_libraries grpc++ grpc gpr absl_synchronization)
+if(TARN_GRPC OR TARN_SERVICE OR TARN_TOOLS)
+  tarn_check_program(TARN_FINDS_FLATBUFFERS flatbuffers
+                     "#include <flatbuffers/idl.h>
+                     int main() { flatbuffers::Parser parser; }")
 endif()
+if(TARN_GRPC OR TARN_SERVICE)
+  tarn_check_program(TARN_FINDS_TLS "${tls_libraries}"
+                     "#include <openssl/ssl.h>
+                     int main() { SSL_CTX_free(nullptr); }")
+  tarn_check_program(TARN_FINDS_GRPC "${grpc_libraries}"
+                     "#include <grpcpp/generic/generic_stub.h>
+                     int main() { grpc::CompletionQueue queue; }")
+endif()
+set(grpc_needs TARN_FINDS_GRPC libgrpc++-dev TARN_FINDS_TLS libssl-dev TARN_FINDS_FLATBUFFERS
+               libflatbuffers-dev)
 
-if(TARN_HAS_GRPC)
+find_program(TARN_FLATC flatc)
+tarn_part(TARN_HAS_GRPC tarn_grpc TARN_GRPC ${grpc_needs})
+tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatbuffers-dev)
+tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs} TARN_FLATC flatbuffers-compiler)
+
+if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)
   add_library(grpc_and_tls INTERFACE)
-  target_link_libraries(grpc_and_tls INTERFACE ${grpc_libraries})
-else()
-  message(STATUS "tarn_grpc is left out: libgrpc++-dev, libflatbuffers-dev or libssl-dev is missing, or TARN_WITH_GRPC is off")
+  target_link_libraries(grpc_and_tls INTERFACE ${grpc_libraries} ${tls_libraries})
 endif()

@@ -1,14 +1,28 @@
 # What `cmake --install` lays out, by component.
 include(CMakePackageConfigHelpers)
 
-# Nothing installed names the prefix: each file finds the others from where it lies itself.
+# Nothing installed names the prefix: each file finds the others from where it lies itself; only absolute
+# places are named.
 set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tarn_cli_mqc)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-set(data_dir ${CMAKE_INSTALL_DATADIR}/tarn_cli_mqc)
 set(platform_header_dir ${CMAKE_INSTALL_INCLUDEDIR}/tarn)
-file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${pkgconfig_dir} /prefix)
-string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
 set(generated ${PROJECT_BINARY_DIR}/installed)
+
+# pc_place(<result> <folder>): as .pc files name it
+function(pc_place result folder)
+  if(NOT IS_ABSOLUTE "${folder}")
+    string(PREPEND folder "\${prefix}/")
+  endif()
+  set(${result} ${folder} PARENT_SCOPE)
+endfunction()
+pc_place(pc_libdir ${CMAKE_INSTALL_LIBDIR})
+pc_place(pc_includedir ${CMAKE_INSTALL_INCLUDEDIR})
+pc_place(pc_datadir ${data_dir})
+set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+if(NOT IS_ABSOLUTE "${pkgconfig_dir}")
+  file(RELATIVE_PATH up /prefix/${pkgconfig_dir} /prefix)
+  string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${up}")
+endif()
 
 # runtime
 install(
@@ -50,7 +64,9 @@ if(TARGET tarn_inspect)
 endif()
 
 # for services
-install(FILES service/mqc_service.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+if(TARGET tarn_grpc)
+  install(FILES service/mqc_service.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+endif()
 install(FILES service/mqc_fes_intf.lua DESTINATION ${data_dir}/service COMPONENT development)
 
 # serve

@@ -53,7 +53,7 @@ CONFIGURE = ["cmake", "-G", "Ninja", "-S", ".", "-DCMAKE_C_COMPILER=clang",
              "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_BUILD_TYPE=None",
              "-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=0",
              "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_PROJECT_INCLUDE=cmake/mutants.cmake"]
-FOLDERS = {"plain": [], "thread": ["-DTARN_SANITIZE=thread", "-DTARN_WITH_GRPC=OFF"]}
+FOLDERS = {"plain": [], "thread": ["-DTARN_SANITIZE=thread", "-DTARN_GRPC=OFF"]}
 NOT_BUILT_HERE = re.compile(r"(docs|debian|bench|abi|examples|fuzz|inspect|reader|service|\.ci)/|.*\.md$|"
                             r"scripts/(?!mutate)")
 # A template that no longer ends takes all memory.

@@ -4,7 +4,7 @@
 # meanings.
 # usage: docs_test.sh SOURCE_DIR SEND_ALL TARN_INSPECT CATALOGUE CXX
 set -eu
-source=$1 send_all=$2 tarn_inspect=$3 catalogue=$4 cxx=$5
+source=$1 send_all=$2 tarn_inspect=$3 catalogue=$4 cxx=$5 python=${PYTHON:-python3}
 PATH=${tarn_inspect%/*}:$PATH
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -55,7 +55,7 @@ mkdir captured
 
 expected='head.f0 67305985, f3 37, f1 19 1a 1b 1c 1d 1e'
 for file in captured/0016-sendRuleMac.{compact,full}.bin; do
-  for reader in ./read '/usr/bin/python3 read.py'; do
+  for reader in ./read "$python read.py"; do
     found=$($reader "$file")
     [ "$found" = "$expected" ] || { echo "$reader $file: $found, expected $expected" >&2; exit 1; }
   done
@@ -77,6 +77,6 @@ status=0
 [ "$status" -eq 1 ] || { echo "the C++ reader ends with $status on an empty table" >&2; exit 1; }
 # The accessors alone would read the whole message in it.
 { cat captured/0016-sendRuleMac.full.bin; echo; } >longer.bin
-! /usr/bin/python3 read.py longer.bin 2>/dev/null ||
+! "$python" read.py longer.bin 2>/dev/null ||
   { echo "the Python reader takes bytes behind a message" >&2; exit 1; }
 echo "both readers read both encodings"

@@ -8,7 +8,7 @@ capture_all
 for form in --json --annotate --html; do
   "$inspect" $form "${first[@]}" >"shown$form" || fail "a captured message is refused"
 done
-/usr/bin/python3 "$source/tests/inspect_test.py" "$inspect" "$source/schema" "${first[@]}" || exit 1
+"$python" "$source/tests/inspect_test.py" "$inspect" "$source/schema" "${first[@]}" || exit 1
 
 rule=all/0016-sendRuleMac.compact.bin
 "$inspect" $rule | grep -q '"f1": \[ 25, 26, 27, 28, 29, 30 \]' || fail "JSON lacks the MAC address"

@@ -3,7 +3,7 @@
 # consumers against it.
 # usage: consumers_test.sh BUILD_DIR LIBDIR      with the environment that use_installed.sh takes
 set -eu
-export CMAKE_GENERATOR=Ninja # make need not be there
+export CMAKE_GENERATOR=${CMAKE_GENERATOR:-Ninja} # make need not be there
 [ $# -eq 2 ] || { echo "usage: consumers_test.sh BUILD_DIR LIBDIR" >&2; exit 2; }
 build=$1 libdir=$2
 here=$(cd "$(dirname "$0")" && pwd)

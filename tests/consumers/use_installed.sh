@@ -4,7 +4,7 @@
 # usage: use_installed.sh PREFIX LIBDIR
 # environment: CC CXX; for a cross build TOOLCHAIN (a CMake file) and EMULATOR (a command)
 set -eu
-export CMAKE_GENERATOR=Ninja # make need not be there
+export CMAKE_GENERATOR=${CMAKE_GENERATOR:-Ninja} # make need not be there
 [ $# -eq 2 ] && [ -d "$1/$2" ] || { echo "usage: use_installed.sh PREFIX LIBDIR" >&2; exit 2; }
 prefix=$1 lib=$1/$2
 here=$(cd "$(dirname "$0")" && pwd)

@@ -1,4 +1,3 @@
-#!/usr/bin/python3
 """A service that keeps what it receives and answers as instructed; without generated code.
 
 usage: service.py DIR ANSWER [CERTIFICATE]

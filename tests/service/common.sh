@@ -1,6 +1,7 @@
 # shellcheck shell=bash
 # Sourced by tests of the programs: captures of every method, services that are started and always ended.
 
+python=${PYTHON:-python3}
 read -r methods fulls < <(awk '/^[^#]/ {++m; f += $7 > 0} END {print m, f}' "$source/tests/methods.txt")
 messages=$((methods + fulls))
 work=$(mktemp -d)
@@ -76,8 +77,8 @@ block() {
     on {block = block $0 "\n"}' "$source/docs/delivery.md"
 }
 
-peer=(/usr/bin/python3 "$source/tests/service/peer.py")
-call() { /usr/bin/python3 "$source/tests/service/call.py" "$@"; }
+peer=("$python" "$source/tests/service/peer.py")
+call() { "$python" "$source/tests/service/call.py" "$@"; }
 
 # capture_all: messages of every method in both encodings, in the folder all; one of each in $first
 capture_all() {

@@ -6,5 +6,5 @@ source=$1 tarn_serve=$2 send_all=$3
 . "$source/tests/service/common.sh"
 capture_all
 inspected "${first[@]}" >inspected
-/usr/bin/python3 "$source/tests/service/dissector_test.py" "$source" inspected "${first[@]}" || exit 1
+"$python" "$source/tests/service/dissector_test.py" "$source" inspected "${first[@]}" || exit 1
 echo "messages are shown field by field, damaged ones as such"

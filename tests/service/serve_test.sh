@@ -24,7 +24,7 @@ done
 grep -E '^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ' out | sed -E 's/^[^ ]+ //; s/ \{.*//; s/ +/ /g' |
   diff expected - || fail "not a line for each message"
 inspected kept/*.bin >inspected
-grep -o '{.*' out | /usr/bin/python3 -c 'import json, sys
+grep -o '{.*' out | "$python" -c 'import json, sys
 sys.exit([*map(json.loads, sys.stdin)] != [*map(json.loads, open("inspected"))])' ||
   fail "--json shows other messages than tarn-inspect"
 
@@ -62,7 +62,7 @@ for line in "compact $methods $(sum kept/*.compact.bin)" "full $fulls $(sum kept
 done
 
 # Whatever is damaged in a message, it is answered or refused, and the service goes on.
-/usr/bin/python3 - all/*-act_redirect_nhp.*.bin all/*-match_all_oper.*.bin <<'END'
+"$python" - all/*-act_redirect_nhp.*.bin all/*-match_all_oper.*.bin <<'END'
 import os, random, sys
 random.seed(20261)
 os.mkdir("damaged")
@@ -137,7 +137,7 @@ end TERM
 serve out --listen localhost:0
 refuses 1 'in use' --listen "$address"
 end TERM
-start full /usr/bin/python3 -c 'import socket, time
+start full "$python" -c 'import socket, time
 listener, waiting = socket.socket(socket.AF_UNIX), socket.socket(socket.AF_UNIX)
 listener.bind("full.socket")
 listener.listen(0)

@@ -16,7 +16,7 @@ for folder in ours theirs; do (
 serve out --listen localhost:0 --ca ours/ca.pem --cert ours/service.pem --key ours/service.key
 # answer CA CERTIFICATE: what a caller who trusts the one and shows the other gets
 answer() {
-  env "TARN_GRPC_CA=$1" ${2:+"TARN_GRPC_CERT=$2.pem" "TARN_GRPC_KEY=$2.key"} /usr/bin/python3 \
+  env "TARN_GRPC_CA=$1" ${2:+"TARN_GRPC_CERT=$2.pem" "TARN_GRPC_KEY=$2.key"} "$python" \
     "$source/tests/service/call.py" "$address" "${first[0]}"
 }
 [ "$(answer ours/ca.pem ours/caller)" = 'sendClassifierTemplate 0' ] || fail "a good caller is refused"

@@ -5,7 +5,6 @@ set -eu
 source=$1 tarn_serve=$2 send_all=$3
 . "$source/tests/service/common.sh"
 skip() { echo "SKIPPED, nothing was tested: $*"; exit 77; }
-command -v tshark >/dev/null || skip "tshark is not installed"
 serve out --listen 127.0.0.1:0 --status 9
 port=${address##*:}
 start captured tshark -l -i lo -f "tcp port $port" -w calls.pcapng -P -a duration:60

@@ -1,0 +1,51 @@
+# Parts that a build may leave out. TARN_<PART> is ON, OFF, or AUTO: built where all is there that it needs.
+
+# tarn_option(<name> <default> <words>)
+function(tarn_option name default words)
+  set(${name} ${default} CACHE STRING "${words}: ON, OFF, or AUTO, where all is there that it needs")
+  set_property(CACHE ${name} PROPERTY STRINGS AUTO ON OFF)
+  if(NOT "${${name}}" MATCHES "^(ON|OFF|AUTO)$")
+    message(FATAL_ERROR " ${name}=${${name}}: the value is ON, OFF or AUTO")
+  endif()
+endfunction()
+
+# tarn_part(<result> <what> <option> [<variable> <package>]...): whether it is built. A variable that is false
+# lacks its package; one line names all that lack, an error where the option is ON.
+function(tarn_part result what option)
+  # Every test: that takes every part, but for libraries of another machine.
+  if(TARN_TESTS STREQUAL "ON" AND ${option} STREQUAL "AUTO" AND NOT CMAKE_CROSSCOMPILING)
+    set(option TARN_TESTS)
+  endif()
+  set(needs ${ARGN})
+  set(missing "")
+  while(needs)
+    list(POP_FRONT needs variable package)
+    if(NOT ${variable})
+      list(APPEND missing ${package})
+    endif()
+  endwhile()
+  set(${result} OFF PARENT_SCOPE)
+  list(JOIN missing ", " packages)
+  if(${option} AND missing STREQUAL "")
+    set(${result} ON PARENT_SCOPE)
+  elseif(${option} STREQUAL "ON")
+    message(SEND_ERROR " ${option}=ON, but ${what} needs ${packages} (Debian): "
+                       "install what is missing, or say -D${option}=AUTO")
+  elseif(${option})
+    message(STATUS "Left out: ${what}, which needs ${packages} (Debian)")
+  endif()
+endfunction()
+
+# Programs and tests are not for a project that takes this tree in, unless it asks for them.
+if(PROJECT_IS_TOP_LEVEL)
+  set(default AUTO)
+else()
+  set(default OFF)
+endif()
+tarn_option(TARN_GRPC AUTO "Delivery over gRPC")
+tarn_option(TARN_TOOLS ${default} "tarn-inspect")
+tarn_option(TARN_SERVICE ${default} "tarn-serve")
+tarn_option(TARN_TESTS ${default} "Tests; ON: every test, and where no other machine is built for every part")
+if(DEFINED BUILD_TESTING AND NOT BUILD_TESTING)
+  set(TARN_TESTS OFF)
+endif()
