@@ -19,6 +19,11 @@ case $preset in
     ;;
 esac
 
-cmake --preset "$preset" >/dev/null
+say() { echo "--- $* ($SECONDS s)"; }
+say "configuring build/$preset"
+quietly cmake --preset "$preset"
+say building
 cmake --build --preset "$preset"
+say testing
 ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --progress --no-tests=error
+say done
