@@ -25,5 +25,6 @@ quietly cmake --preset "$preset"
 say building
 cmake --build --preset "$preset"
 say testing
-ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --progress --no-tests=error
+# Most tests wait for something most of the time.
+ctest --test-dir "build/$preset" --parallel $((2 * $(nproc))) --output-on-failure --progress --no-tests=error
 say done
