@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (std::size_t from = 0; from < reply.size(); from += step) {
     slices.emplace_back(&reply[from], std::min(step, reply.size() - from));
   }
-  const auto status = platform::statusIn(grpc::ByteBuffer(slices.data(), slices.size()));
+  const auto status = delivery::statusIn(grpc::ByteBuffer(slices.data(), slices.size()));
   flatbuffers::Verifier verifier(reply.data(), reply.size());
   const bool isWhole = verifier.VerifyBuffer<mqc::MqcReply>(nullptr);
   require(status.has_value() == isWhole, "a damaged reply is accepted, or a whole one is not");

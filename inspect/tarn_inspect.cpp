@@ -1,12 +1,13 @@
 // tarn-inspect: shows captured messages, and refuses anything that is not a whole message.
 
+#include <regex.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <regex>
 
 #include "inspect/forms.h"
 #include "inspect/options.h"
@@ -57,16 +58,27 @@ struct Named {
   std::string encoding;  ///< empty: unknown
 };
 
+/// The C library's: <regex> takes seconds to compile.
+regex_t nameForm() {
+  regex_t form;
+  regcomp(&form, "^[0-9]+-([[:alnum:]_]+)\\.(compact|full)\\.bin$", REG_EXTENDED);
+  return form;
+}
+
 bool readName(const Options& options, const std::string& path, Named& name) {
   if (!options.method.empty()) {
     name = {options.method, ""};
     return true;
   }
-  static const std::regex form(R"([0-9]+-(\w+)\.(compact|full)\.bin)");
+  static const regex_t form = nameForm();
   const std::string file = path.substr(path.rfind('/') + 1);
-  std::smatch parts;
-  if (file.size() > NAME_MAX || !std::regex_match(file, parts, form)) return false;
-  name = {parts[1], parts[2]};
+  regmatch_t parts[3];
+  if (file.size() > NAME_MAX || regexec(&form, file.c_str(), 3, parts, 0) != 0) return false;
+  const auto part = [&](const regmatch_t& found) {
+    return file.substr(static_cast<std::size_t>(found.rm_so),
+                       static_cast<std::size_t>(found.rm_eo - found.rm_so));
+  };
+  name = {part(parts[1]), part(parts[2])};
   return true;
 }
 

@@ -13,8 +13,10 @@ case $* in
 esac
 
 build() {
+  echo "--- configuring"
   quietly cmake --preset demo
-  quietly cmake --build --preset demo
+  echo "--- building: half a minute of processor time"
+  cmake --build --preset demo
 }
 title() { printf '\n=== %s\n\n' "$*"; }
 

@@ -50,6 +50,9 @@ g++-aarch64-linux-gnu libc6:arm64 qemu-user"
 }
 
 rm -rf "$out"
+keep_bare & # waits for the network while packages are built
+bare_kept=$!
+trap wait EXIT
 copy_source "$out/source"
 cd "$out/source"
 step "packages for amd64, and the source package"
@@ -62,7 +65,7 @@ step lintian
 lintian --allow-root --fail-on error,warning --display-info --pedantic --info "$out"/*.changes
 
 step "a root to install them in"
-keep_bare
+wait "$bare_kept"
 cp -a "$bare" "$root"
 copy_source "$root/source"
 mkdir "$root/packages"

@@ -19,6 +19,12 @@ case $preset in
     ;;
 esac
 
-cmake --preset "$preset" >/dev/null
+say() { echo "--- $* ($SECONDS s)"; }
+say "configuring build/$preset"
+quietly cmake --preset "$preset"
+say building
 cmake --build --preset "$preset"
-ctest --test-dir "build/$preset" --parallel "$(nproc)" --output-on-failure --progress --no-tests=error
+say testing
+# Most tests wait for something most of the time.
+ctest --test-dir "build/$preset" --parallel $((2 * $(nproc))) --output-on-failure --progress --no-tests=error
+say done

@@ -17,7 +17,6 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <regex>
 
 #include "wire.h"
 
@@ -68,7 +67,10 @@ class Record {
  public:
   Record(const methods::Table& table, const std::string& members)
       : table_(table), bytes_(table.recordSize) {
-    const std::string joined = std::regex_replace(members, std::regex(", +"), ",");
+    std::string joined;  // lists go on behind a comma, on the next line, too
+    for (const char c : members) {
+      if (c != ' ' || !joined.ends_with(',')) joined += c;
+    }
     for (const std::string& member : wire::split(joined, ' ')) set(member);
   }
   const u8* data() const { return bytes_.data(); }
