@@ -46,7 +46,7 @@ TESTS_OF = [
       for name in ("capture", "printable", "report")],
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
-    ("platform/grpc/*", ["setup_test", "edges_test", "grpc_test"]),
+    ("platform/grpc/*", ["setup_test", "edges_test", "grpc_test", "threads_test"]),
 ]
 # Fast to build: nothing is optimized.
 CONFIGURE = ["cmake", "-G", "Ninja", "-S", ".", "-DCMAKE_C_COMPILER=clang",
