@@ -143,13 +143,12 @@ bool serveUntilEnded(const reader::Schema& schema, const Options& options, const
   Servers servers(schema, journal);
   if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
   lines.add("listening on " + shared::printable(listener->bound()));
-  const bool endedWell =
-      Loop(options, certificates, *listener, servers).run(signals, journal, lines);
+  const bool well = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
   listener.reset();
   Signals::letGo();  // a second signal ends a service that hangs
   servers.end();
   lines.addLast(journal.totals());
-  return endedWell;
+  return well;
 }
 
 }  // namespace service
