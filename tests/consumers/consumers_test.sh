@@ -26,4 +26,7 @@ for component in loopback grpc serve; do lay_out $component; done
 mv "$work/first" "$work/elsewhere"
 absolute=$(grep -rlIF -e "$work" -e "$build" "$work/elsewhere") &&
   fail "an absolute path in $absolute"
+for program in "$build"/bin/tarn-*; do
+  [ ! -e "$program" ] || [ -e "$work/elsewhere/bin/${program##*/}" ] || fail "${program##*/} is not installed"
+done
 "$here/use_installed.sh" "$work/elsewhere" "$libdir"

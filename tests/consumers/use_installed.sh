@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the consumers against an installed tree, wherever it lies, and runs them; then has the
-# installed tarn-inspect, which a cross build may leave out, show what the loopback captured.
+# installed programs, which a build may leave out, show what the loopback captured, and serve.
 # usage: use_installed.sh PREFIX LIBDIR
 # environment: CC CXX; for a cross build TOOLCHAIN (a CMake file) and EMULATOR (a command)
 set -eu
@@ -94,7 +94,7 @@ run "$work/build/caller" "$work/kept"
 run "$work/build/platform_first"
 run "$work/build/platform_last"
 
-[ -z "${EMULATOR:-}" ] || [ -e "$prefix/bin/tarn-inspect" ] || exit 0
+[ -e "$prefix/bin/tarn-inspect" ] || exit 0
 echo "tarn-inspect:"
 sent=$work/captured/0001-sendClassifierTemplate.compact.bin
 run "$prefix/bin/tarn-inspect" "$sent" >"$work/json"
@@ -102,7 +102,7 @@ run "$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
 grep '"f6": 287454020' "$work/json"
 grep 'f6: uint 287454020 (0x11223344)' "$work/annotated"
 
-[ -z "${EMULATOR:-}" ] && [ -e "$prefix/bin/tarn-serve" ] || exit 0
+[ -z "${EMULATOR:-}" ] && [ -e "$prefix/bin/tarn-serve" ] && [ -e "$lib/libtarn_grpc.so" ] || exit 0
 echo "tarn-serve:"
 mkdir "$work/served"
 export TARN_GRPC_TARGET=unix:$work/socket TARN_GRPC_WAIT=1
