@@ -49,7 +49,7 @@ CODEC_INLINE u32 bufferLength(const u8* record) {
   return load<u32>(record + S::offset);
 }
 
-/// Whether a slot that is no scalar is in the table.
+/// Whether a slot other than a scalar is in the table.
 template <class S>
 CODEC_INLINE bool isPresent(const u8* record) {
   if constexpr (S::kind == Kind::buffer) {

@@ -175,6 +175,21 @@ class Catalogue {
   std::string methods_;
 };
 
+/// Returns what is wrong, or nothing.
+std::string fill(Catalogue& catalogue, reader::Schema& schema, const char* dir) {
+  std::string fault = schema.load(dir);
+  if (!fault.empty()) return fault;
+  const auto& found = schema.methods();
+  if (found.size() != methods::all.size()) return "roll call and schema differ in length";
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    const Method& method = methods::all[i];
+    if (!catalogue.add(method, *found[i])) {
+      return std::string("roll call and schema differ at ") + method.name;
+    }
+  }
+  return "";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -183,16 +198,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   reader::Schema schema(-1);
-  std::string fault = schema.load(argv[1]);
   Catalogue catalogue;
-  const auto& found = schema.methods();
-  if (found.size() != methods::all.size()) fault = "roll call and schema differ in length";
-  for (std::size_t i = 0; fault.empty() && i < found.size(); ++i) {
-    if (!catalogue.add(methods::all[i], *found[i])) {
-      fault = "roll call and schema differ at " + std::string(methods::all[i].name);
-    }
-  }
-  if (!fault.empty()) {
+  if (const std::string fault = fill(catalogue, schema, argv[1]); !fault.empty()) {
     std::fprintf(stderr, "catalogue: %s\n", fault.c_str());
     return 1;
   }

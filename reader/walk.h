@@ -30,7 +30,7 @@ enum class Kind {
 };
 
 /// The longest message that a service accepts, in bytes.
-inline constexpr std::size_t maxMessageBytes = 65 * 1024 * 1024;
+inline constexpr std::size_t maxMessageBytes = std::size_t{65} << 20;
 
 /// Bytes of a message that belong together.
 struct Item {

@@ -123,7 +123,7 @@ void Journal::count(const char* kind, std::size_t bytes) {
   count.bytes += bytes;
 }
 
-/// Reports the begin of a row of failures, a change of their reason, and their end.
+/// Reports the beginning of a row of failures, a change of their reason, and their end.
 bool Journal::keep(const std::string& method, bool isFull, Bytes message) {
   const Bytes none;
   const int error =

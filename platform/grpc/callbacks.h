@@ -13,7 +13,8 @@ class Callbacks {
   void post(std::list<std::shared_ptr<Call>>& one) noexcept;
   /// Waits until all asynchronous and one-way calls made so far have ended.
   u32 drain(Clock::time_point until);
-  /// Waits for at most a second until all calls have ended; after that no callback begins.
+  /// Waits for at most a second until all asynchronous and one-way calls have ended; after that no
+  /// callback begins.
   void atExit();
 
   void run();

@@ -51,10 +51,10 @@
  * their own, in which all signals but those of faults (SIGSEGV and the like) are blocked: signals
  * reach the program's own threads. Callbacks run with that mask.
  *
- * **Process exit.** A normal exit waits for at most a second until all calls have ended; after that
- * no callback begins, and one that has begun goes on. A callback may end the process: no other
- * callback begins then. Exit handlers may make calls, if they were registered after the program had
- * begun.
+ * **Process exit.** A normal exit waits for at most a second until all asynchronous and one-way
+ * calls have ended; after that no callback begins, and one that has begun goes on. A callback may
+ * end the process: no other callback begins then. Exit handlers may make calls, if they were
+ * registered after the program had begun.
  *
  * **fork.** A child of a process whose first set-up had passed its checks has no channel: its calls
  * return TARN_GRPC_FORKED at once; the parent's calls are not affected. Let the child `exec`.
@@ -62,8 +62,8 @@
  * **Log.** The runtime takes over gRPC's log: all gRPC errors of the process go to stderr like the
  * runtime's own lines, a repeated one once.
  *
- * **Memory.** On allocation failure in the runtime, calls return TARN_STATUS_NO_RESOURCES; on
- * allocation failure in gRPC, gRPC ends the process.
+ * **Memory.** On allocation failure in the runtime, calls return TARN_STATUS_NO_RESOURCES, and a
+ * set-up yields no handle; on allocation failure in gRPC, gRPC ends the process.
  */
 #ifndef TARN_GRPC_H
 #define TARN_GRPC_H
