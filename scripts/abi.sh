@@ -17,7 +17,7 @@ compare() {
   local build=build/abi/$1 library types=libtarn_cli_mqc.$1.abi order=libtarn_cli_mqc.exports
   library=$build/libtarn_cli_mqc.so
   # The types are read from the debugging information, in which this tree has no place of its own.
-  quietly cmake --preset "$2" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF \
+  quietly cmake --preset "$2" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARN_TESTS=OFF \
     "-DCMAKE_CXX_FLAGS=-ffile-prefix-map=$PWD=."
   quietly cmake --build "$build" --target tarn_cli_mqc records
   abidw --no-corpus-path --no-comp-dir-path --no-show-locs --exported-interfaces-only \

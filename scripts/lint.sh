@@ -10,7 +10,7 @@ git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
 scripts/layers.sh
 
 # Each source by itself: it includes what it needs.
-cmake --preset clang -DBUILD_TESTING=OFF -DCMAKE_UNITY_BUILD=OFF -B build/lint >/dev/null
+cmake --preset clang -DTARN_TESTS=OFF -DCMAKE_UNITY_BUILD=OFF -B build/lint >/dev/null
 cmake --build build/lint --target mqc_reply_header >/dev/null
 git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'methods/*.cpp' 'shared/*.cpp' 'platform/*.cpp' 'reader/*.cpp' \
   'inspect/*.cpp' 'service/*.cpp' 'docs/*.cpp' 'examples/*.c' |

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <future>
 #include <thread>
 #include <utility>
@@ -19,7 +18,6 @@
 extern "C" const char* __tsan_default_options() {
   return "die_after_fork=0:atexit_sleep_ms=0";
 }
-
 extern "C" [[gnu::weak]] void __asan_init();
 
 /// In a child, receives a byte for each callback that runs.
@@ -33,9 +31,9 @@ extern "C" int __lsan_is_turned_off() {
 namespace {
 
 /// Runs it on another thread and waits for a limited time.
-void elsewhere(std::function<void()> run) {
-  std::packaged_task<void()> task(std::move(run));
-  std::future<void> done = task.get_future();
+void elsewhere(void (*run)()) {
+  std::packaged_task<void()> task(run);
+  const std::future<void> done = task.get_future();
   std::thread thread(std::move(task));
   if (done.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
     std::fputs("a call from another thread hangs\n", stderr);
@@ -61,7 +59,7 @@ u32 sendAsync(Ending& ending) {
   return MqcFesIntf_sendClassifierTemplate_async(&request, complete, &ending, nullptr);
 }
 
-std::atomic<bool> mayTell = true, hasBegun = false;
+std::atomic<bool> mayReport = true, hasBegun = false;
 
 void set(std::atomic<bool>& flag) {
   flag = true;
@@ -70,7 +68,7 @@ void set(std::atomic<bool>& flag) {
 
 void countCallback(u32, void*) {
   set(hasBegun);
-  mayTell.wait(false);
+  mayReport.wait(false);
   if (write(report, "+", 1) != 1) _exit(9);
 }
 
@@ -86,7 +84,7 @@ pid_t forkForAMinute() {
 }
 
 /// Runs it in a process of its own, which exits with 7, and returns how many callbacks ran there.
-std::size_t toldIn(void (*run)()) {
+std::size_t reportedIn(void (*run)()) {
   int ends[2];
   EXPECT_EQ(pipe(ends), 0);
   const pid_t child = forkForAMinute();
@@ -102,22 +100,22 @@ std::size_t toldIn(void (*run)()) {
   close(ends[0]);
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << "wait status " << status;
+  EXPECT_EQ(status, 7 << 8) << "not exited with 7";
   return count;
 }
 
 void endWithPending() {
-  mayTell = false;
+  mayReport = false;
   for (int i = 0; i < 3; ++i) post(countCallback);
-  std::atexit([] { set(mayTell); });
+  std::atexit([] { set(mayReport); });
 }
 
 void endInAFork() {
-  mayTell = false;
+  mayReport = false;
   for (int i = 0; i < 2; ++i) post(countCallback);
   hasBegun.wait(false);
   const bool isChild = forkForAMinute() == 0;
-  set(mayTell);
+  set(mayReport);
   if (isChild) return post(countCallback);
   wait(nullptr);
 }
@@ -178,7 +176,7 @@ TEST(PlatformDeathTest, ExitWaitsAWhileForCallbacksAndThenLetsNoneBegin) {
     for (int tries = 0; !isOver; ++tries) {
       ASSERT_LT(tries, 20) << what;
       const auto begin = std::chrono::steady_clock::now();
-      count = toldIn(run);
+      count = reportedIn(run);
       const auto time = std::chrono::steady_clock::now() - begin;
       isOver = takesASecond || HasFailure() || time < std::chrono::seconds(1);
     }
@@ -219,7 +217,7 @@ TEST_F(Platform, ServesManyThreads) {
   };
   // The locks of ASan may be held in a child, and qemu ends it.
   const int children = __asan_init == nullptr && !EMULATED ? 20 : 0;
-  for (int i = 0; i < children; ++i) EXPECT_EQ(toldIn(callInAChild), 3u);
+  for (int i = 0; i < children; ++i) EXPECT_EQ(reportedIn(callInAChild), 3u);
   for (std::thread& caller : callers) caller.join();
   EXPECT_EQ(failed, 0);
   EXPECT_EQ(received, 3 * threads * calls);
