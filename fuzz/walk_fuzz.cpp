@@ -33,7 +33,7 @@ std::string dense(std::string text) {
 void checkJson(const Readers& readers, const inspect::Message& message) {
   std::string expected;
   const auto* const root = flatbuffers::GetRoot<flatbuffers::Table>(message.bytes.data());
-  const std::string& table = message.method->request->name;
+  const std::string table = "mqc." + message.method->request->name;
   require(flatbuffers::GenerateTextFromTable(readers.other, root, table, &expected) &&
               readers.onOneLine.json(*message.method, message.bytes) == expected &&
               dense(readers.onLines.json(*message.method, message.bytes)) == dense(expected),
