@@ -20,7 +20,6 @@ import hashlib
 import os
 import pathlib
 import queue
-import random
 import re
 import shutil
 import signal
@@ -261,12 +260,17 @@ def run_all(chosen, results, jobs, contents):
             results.add(*done.result())
 
 
+def drawn(seed, mutant):
+    """A place in a draw that does not depend on other mutants."""
+    return hashlib.sha256(f"{seed} {mutant[0]} {mutant[2]}".encode()).digest()
+
+
 def main():
     parser = argparse.ArgumentParser(
         usage="mutate.py [--file NAME] [--count N] [--seed S] [--jobs J] [--list]")
     parser.add_argument("--file", default="", help="of this source, or folder, alone")
     parser.add_argument("--count", type=int, default=0,
-                        help="as many, drawn by chance from those not known as equivalent; 0: all")
+                        help="as many, drawn by chance, the same ones while their lines stay; 0: all")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--list", action="store_true")
@@ -274,10 +278,8 @@ def main():
     chosen = [mutant for mutant in mutants() if mutant[0].startswith(arguments.file)]
     if not chosen:
         parser.error(f"no mutant of {arguments.file}")
-    if 0 < arguments.count < len(chosen):  # of those that a test has to notice
-        known = equivalents()
-        chosen = [mutant for mutant in chosen if (mutant[0], mutant[2].strip()) not in known]
-        chosen = random.Random(arguments.seed).sample(chosen, min(arguments.count, len(chosen)))
+    if arguments.count > 0:
+        chosen = sorted(chosen, key=lambda mutant: drawn(arguments.seed, mutant))[:arguments.count]
     if arguments.list:
         for name, number, mutated in chosen:
             print(f"{name}:{number + 1}: {mutated.strip()}")

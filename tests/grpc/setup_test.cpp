@@ -1,5 +1,7 @@
 // Set-up of channels: settings, certificates.
 
+#include <dlfcn.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -42,6 +44,7 @@ TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
       {"TARGET", "dns:///localhost", "whose port is not a number from 1 to 65535"},
       {"TARGET", "ipv6:[::1]", "whose port is not a number from 1 to 65535"},
       {"TARGET", "ipv4:127.0.0.1:1,127.0.0.1:0", "whose port is not a number from 1 to 65535"},
+      {"TARGET", "ipv6:[::1]:0,[::1]:1", "whose port is not a number from 1 to 65535"},
       {"TARGET", "dns:///:50051", "which has no host"},
       {"TARGET", "unix:", "which has no path"},
       {"TARGET", "unix:/tmp/a?b", "whose path has a '?' or '#'"},
@@ -136,6 +139,16 @@ TEST_F(GrpcSetup, LastErrorsAreAThreadsOwn) {
     complaintOf([] { return RPC_GetRpcInvoke(nullptr, nullptr); });
   }).join();
   EXPECT_STREQ(TarnGrpc_lastError(), "no options");
+}
+
+TEST_F(GrpcSetup, ErrorsOfGrpcAreReportedOnceInARow) {
+  call(open());
+  using Log = void (*)(const char* file, int line, int severity, const char* format, ...);
+  const auto log = reinterpret_cast<Log>(dlsym(RTLD_DEFAULT, "gpr_log"));
+  ASSERT_NE(log, nullptr);
+  testing::internal::CaptureStderr();
+  for (const char* what : {"one", "one", "two"}) log("file", 1, 2, "%s", what);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "tarn_grpc: one\ntarn_grpc: two\n");
 }
 
 TEST_F(GrpcSetup, NoProxyOfTheEnvironmentIsAsked) {
