@@ -16,7 +16,10 @@ service=
 trap '[ -z "$service" ] || kill "$service"; rm -rf "$work"' EXIT
 mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
-run() { LD_LIBRARY_PATH=$lib ${emulator[@]+"${emulator[@]}"} "$@"; }
+# Of the emulator's machine, the C library of its loader: an installed one may be another.
+libraries=$lib
+[[ ! ${EMULATOR:-} =~ -L\ ([^ ]+) ]] || libraries+=:${BASH_REMATCH[1]}/lib
+run() { LD_LIBRARY_PATH=$libraries ${emulator[@]+"${emulator[@]}"} "$@"; }
 
 # build SOURCE NAME...: with the flags from pkg-config
 build() {
