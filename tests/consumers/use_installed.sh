@@ -16,7 +16,7 @@ service=
 trap '[ -z "$service" ] || kill "$service"; rm -rf "$work"' EXIT
 mkdir "$work/captured"
 read -ra emulator <<<"${EMULATOR:-}"
-# Of the emulator's machine, the C library of its loader: an installed one may be another.
+# The emulated loader needs the C library that it belongs to, not another that is installed.
 libraries=$lib
 [[ ! ${EMULATOR:-} =~ -L\ ([^ ]+) ]] || libraries+=:${BASH_REMATCH[1]}/lib
 run() { LD_LIBRARY_PATH=$libraries ${emulator[@]+"${emulator[@]}"} "$@"; }
