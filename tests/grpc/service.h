@@ -66,7 +66,8 @@ class ServiceTest : public testing::Test {
 
   /// Starts the service and waits until it listens.
   void serve(const std::string& answer, const std::string& certificate = "") {
-    std::vector<std::string> words = {PYTHON, SERVICE_DIR "/service.py", dir, answer};
+    std::vector<std::string> words = {
+        "env", "PYTHONPATH=" SERVICE_MODULES, PYTHON, SERVICE_DIR "/service.py", dir, answer};
     if (!certificate.empty()) words.push_back(certificate);
     pid_ = start(words);
     while (!std::filesystem::remove(dir / "ready")) {
