@@ -28,13 +28,13 @@ if(TARN_GRPC OR TARN_SERVICE)
                      "#include <grpcpp/generic/generic_stub.h>
                      int main() { grpc::CompletionQueue queue; }")
 endif()
-set(grpc_needs TARN_FINDS_GRPC libgrpc++-dev TARN_FINDS_TLS libssl-dev TARN_FINDS_FLATBUFFERS
-               libflatbuffers-dev)
-
 find_program(TARN_FLATC flatc)
+set(grpc_needs TARN_FINDS_GRPC libgrpc++-dev TARN_FINDS_TLS libssl-dev TARN_FINDS_FLATBUFFERS
+               libflatbuffers-dev TARN_FLATC flatbuffers-compiler)
+
 tarn_part(TARN_HAS_GRPC tarn_grpc TARN_GRPC ${grpc_needs})
 tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatbuffers-dev)
-tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs} TARN_FLATC flatbuffers-compiler)
+tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs})
 
 if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)
   add_library(grpc_and_tls INTERFACE)

@@ -21,10 +21,10 @@ room stubs 'mqc_fes_intf\.h|(msg|stubs)/[a-z_]+\.h|tarn/rpc\.h'
 room methods 'mqc_fes_intf\.h|(codec|methods)/[a-z_]+\.h|msg/messages\.h'
 room shared "$public|shared/[a-z_]+\.h"
 room platform/common "$public|(shared|platform/common)/[a-z_]+\.h"
-for delivery in loopback grpc; do
-  room platform/$delivery "$public|(shared|platform/common|platform/$delivery)/[a-z_]+\.h"
-done
+made='mqc_(reply|stream)_generated\.h'
+room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_]+\.h"
+room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+\.h"
 room reader 'reader/[a-z_]+\.h'
 room inspect '(inspect|reader|shared)/[a-z_]+\.h'
-room service 'mqc_service\.h|mqc_reply_generated\.h|(service|reader|shared)/[a-z_]+\.h'
+room service "mqc_service\.h|$made|(service|reader|shared)/[a-z_]+\.h"
 exit $failed
