@@ -1,42 +1,15 @@
 #include "platform/grpc/channel.h"
 
-#include <grpcpp/create_channel.h>
-
+#include "platform/grpc/connection.h"
 #include "platform/grpc/failure.h"
-#include "platform/grpc/log.h"
-#include "platform/grpc/signals.h"
 #include "platform/grpc/start.h"
 #include "platform/grpc/watchdog.h"
 
 namespace delivery {
 namespace {
 
-constexpr int maxReplyBytes = 64 * 1024;
-constexpr int leastBackoffMs = 100;
-constexpr int mostBackoffMs = 2'000;
-constexpr int connectMs = 5'000;
-constexpr int keepaliveMs = 20'000;
-
 std::atomic<Channel*> first = nullptr;
 std::atomic<u64> sequences = 0;
-
-grpc::ChannelArguments argumentsOf(const Settings& settings) {
-  grpc::ChannelArguments arguments;
-  arguments.SetMaxReceiveMessageSize(maxReplyBytes);
-  arguments.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, leastBackoffMs);
-  // Despite its name: how long an attempt to connect may take, TLS handshake included.
-  arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, connectMs);
-  arguments.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, mostBackoffMs);
-  arguments.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, keepaliveMs);
-  arguments.SetInt(GRPC_ARG_ENABLE_HTTP_PROXY, 0);
-  if (!settings.serverName.empty()) arguments.SetSslTargetNameOverride(settings.serverName);
-  return arguments;
-}
-
-std::shared_ptr<grpc::ChannelCredentials> credentialsOf(const Settings& settings) {
-  if (settings.ca.empty()) return grpc::InsecureChannelCredentials();
-  return grpc::SslCredentials({settings.ca, settings.key, settings.cert});
-}
 
 /// Prepares the process, makes a channel and adds it to the list. Holds no lock: gRPC may be slow.
 Channel* made(Settings settings) {
@@ -49,17 +22,9 @@ Channel* made(Settings settings) {
 
 }  // namespace
 
-Channel::Channel(Settings settings) : settings_(std::move(settings)) {
-  const SignalsBlocked blocked;
-  LogOfThread log;
-  const auto channel =
-      grpc::CreateCustomChannel(settings_.target, credentialsOf(settings_), argumentsOf(settings_));
-  // A channel whose target gRPC cannot parse has failed from the start.
-  if (channel->GetState(false) != GRPC_CHANNEL_IDLE) {
-    throw SetupError("gRPC refuses the target '" + settings_.target + "'" + log.reason());
-  }
-  stub_ = std::make_unique<grpc::GenericStub>(channel);
-}
+Channel::Channel(Settings settings)
+    : settings_(std::move(settings)),
+      stub_(std::make_unique<grpc::GenericStub>(connect(settings_))) {}
 
 bool Channel::hasRoom(u64 bytes) const {
   // A single message is accepted whatever its size: there would be no more room later.
