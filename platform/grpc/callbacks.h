@@ -5,14 +5,19 @@
 
 namespace delivery {
 
+/// How long calls that are under way have at the end of the process, or of their channel.
+inline constexpr std::chrono::milliseconds lastTime{1'000};
+
 /// Runs the callbacks of ended calls, one after the other, on a thread of its own: a callback that
 /// hangs does not delay synchronous calls.
 class Callbacks {
  public:
-  /// Takes over the only call of the list, which has ended.
-  void post(std::list<std::shared_ptr<Call>>& one) noexcept;
+  /// Takes over a call that has ended.
+  void post(std::shared_ptr<Call> call) noexcept;
   /// Waits until all asynchronous and one-way calls made so far have ended.
   u32 drain(Clock::time_point until);
+  /// Whether this thread is running one.
+  static bool isRunning();
   /// Waits for at most a second until all asynchronous and one-way calls have ended; after that no
   /// callback begins.
   void atExit();
@@ -25,11 +30,11 @@ class Callbacks {
   bool mayBegin();
   /// Prevents further callbacks.
   void silence();
-  static void drop(std::list<std::shared_ptr<Call>>& calls);
+  static void drop(std::shared_ptr<Call> call);
 
   std::mutex mutex_;
   std::condition_variable posted_;
-  std::list<std::shared_ptr<Call>> pending_;
+  CallList pending_;
   bool silent_ = false;
 };
 

@@ -154,6 +154,7 @@ Settings settingsOf(const TarnGrpcOptions& options, const Names& names) {
   settings.maxBytes = orDefault(names.maxBytes, bytesRange, options.maxBytes);
   settings.full = orDefault(names.full, flagRange, options.full) != 0;
   settings.waitForReady = orDefault(names.wait, flagRange, options.waitForReady) != 0;
+  settings.stream = ::secure_getenv("TARN_GRPC_STREAM") != nullptr;
   readTls(settings, options, names);
   return settings;
 }

@@ -15,6 +15,7 @@ struct Settings {
   u64 maxInFlight;
   u64 maxBytes;
   bool full;
+  bool stream = false;
   bool waitForReady;
   std::string ca;  ///< PEM, as cert and key; empty without TLS
   std::string cert;

@@ -85,7 +85,8 @@ typedef enum TarnGrpcStatus {
   TARN_GRPC_FORKED = 10,     /**< The process was forked from one that had a channel. */
   TARN_GRPC_BUSY = 16,       /**< The limit of calls or bytes in flight is reached. */
   TARN_GRPC_GARBAGE = 71,    /**< The reply is not an MqcReply. The service may have acted. */
-  TARN_GRPC_TRANSPORT = 1000 /**< Plus gRPC's code, from 1 to 16: no answer from the service. */
+  TARN_GRPC_TRANSPORT = 1000, /**< Plus gRPC's code, from 1 to 16: no answer from the service. */
+  TARN_GRPC_NOT_SENT = 2000 /**< Plus gRPC's code: over a stream, certainly not sent. */
 } TarnGrpcStatus;
 
 /**
@@ -112,6 +113,18 @@ typedef struct TarnGrpcOptions {
  * @return the `opt` for calls; NULL, with a line on stderr, when the options cannot work
  */
 void* TarnGrpc_open(const TarnGrpcOptions* options);
+
+/**
+ * Closes a channel: refuses new calls, waits for at most a second until those that are under way
+ * have ended, and ends the others with the code CANCELLED. When it returns, their callbacks have run,
+ * unless one hangs.
+ *
+ * @param channel from TarnGrpc_open; refused as an `opt` from now on. NULL: the channel of calls
+ * whose `opt` is NULL; the next of them makes another
+ * @return 0; TARN_GRPC_BUSY when calls had to be ended; without closing, TARN_STATUS_INVALID for
+ * what is no open channel, TARN_STATUS_DEADLOCK in a callback and TARN_GRPC_FORKED in a child
+ */
+u32 TarnGrpc_close(void* channel);
 
 /**
  * Waits until all asynchronous and one-way calls made so far have ended, callbacks included.
