@@ -14,6 +14,10 @@ std::string schemaDir() {
   return (program.parent_path() / TARN_SCHEMA_FROM_PROGRAM).lexically_normal();
 }
 
+bool isStream(const Schema::Method& method) {
+  return method.attributes.Lookup("streaming") != nullptr;
+}
+
 }  // namespace
 
 std::string Schema::load() {
@@ -26,15 +30,16 @@ std::string Schema::load(const std::string& dir) {
   if (!flatbuffers::LoadFile(path.c_str(), false, &text)) return path + ": cannot be read";
   const char* includes[] = {dir.c_str(), nullptr};
   if (!parser_.Parse(text.c_str(), includes, path.c_str())) return parser_.error_;
-  return parser_.services_.vec.size() == 1 ? "" : path + ": not one service";
+  if (parser_.services_.vec.size() != 1) return path + ": not one service";
+  for (const Method* const method : parser_.services_.vec.front()->calls.vec) {
+    if (!isStream(*method)) methods_.push_back(method);
+  }
+  return "";
 }
 
 const Schema::Method* Schema::method(const std::string& name) const {
-  return service()->calls.Lookup(name);
-}
-
-const std::vector<Schema::Method*>& Schema::methods() const {
-  return service()->calls.vec;
+  const Method* const found = parser_.services_.vec.front()->calls.Lookup(name);
+  return found != nullptr && !isStream(*found) ? found : nullptr;
 }
 
 }  // namespace reader

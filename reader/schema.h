@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace reader {
 
@@ -31,10 +32,11 @@ class Schema {
   /// The same from a folder.
   std::string load(const std::string& dir);
 
-  /// The method of that name, nullptr when there is none.
+  /// The method of that name, nullptr when there is none. The stream, which carries calls of
+  /// methods, is none itself.
   const Method* method(const std::string& name) const;
   /// All methods, in the order of the roll call.
-  const std::vector<Method*>& methods() const;
+  const std::vector<const Method*>& methods() const { return methods_; }
 
   /// A message that was walked without a fault as JSON, absent scalars included; on several lines,
   /// an array of numbers is on one.
@@ -43,10 +45,9 @@ class Schema {
   void json(const Method& method, Bytes message, const Write& write) const;
 
  private:
-  const flatbuffers::ServiceDef* service() const { return parser_.services_.vec.front(); }
-
   int indent_;
   flatbuffers::Parser parser_;
+  std::vector<const Method*> methods_;
 };
 
 }  // namespace reader

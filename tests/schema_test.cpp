@@ -81,9 +81,9 @@ TEST(Schema, ServesTheRollCall) {
     methodsText += row;
   }
   EXPECT_EQ(
-      " include \"mqc_fes_intf.fbs\"; include \"mqc_reply.fbs\"; "
+      " include \"mqc_fes_intf.fbs\"; include \"mqc_reply.fbs\"; include \"mqc_stream.fbs\"; "
       "rpc_service MqcFesIntf { " +
-          methodsText + "} ",
+          methodsText + "stream(mqc.MqcCalls): mqc.MqcAnswers (streaming: \"bidi\"); } ",
       service);
   EXPECT_EQ(" namespace mqc; table MqcReply { status: uint (id: 0); } ",
             schemaText("/mqc_reply.fbs"));
