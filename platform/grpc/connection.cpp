@@ -10,6 +10,7 @@ namespace delivery {
 namespace {
 
 constexpr int maxReplyBytes = 64 * 1024;
+constexpr int maxAnswersBytes = 1024 * 1024;  // a message of the stream
 constexpr int leastBackoffMs = 100;
 constexpr int mostBackoffMs = 2'000;
 constexpr int connectMs = 5'000;
@@ -17,7 +18,7 @@ constexpr int keepaliveMs = 20'000;
 
 grpc::ChannelArguments argumentsOf(const Settings& settings) {
   grpc::ChannelArguments arguments;
-  arguments.SetMaxReceiveMessageSize(maxReplyBytes);
+  arguments.SetMaxReceiveMessageSize(settings.stream ? maxAnswersBytes : maxReplyBytes);
   arguments.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, leastBackoffMs);
   // Despite its name: how long an attempt to connect may take, TLS handshake included.
   arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, connectMs);
