@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "mqc_fes_intf.h"
 
@@ -37,6 +38,9 @@ struct Result {
   bool isAnswer = false;  ///< the status is the service's
   std::string reason;     ///< more about a failure
 };
+
+/// A failure; without its reason if there is no memory for that.
+Result failed(u32 status, std::string_view reason = "") noexcept;
 
 /// A request on its way and its result, either way of delivery.
 class Call {

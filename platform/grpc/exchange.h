@@ -14,7 +14,7 @@ namespace delivery {
 /// channel's stream.
 class Exchange {
  public:
-  explicit Exchange(std::shared_ptr<Channel> channel);
+  static std::shared_ptr<Exchange> make(std::shared_ptr<Channel> channel);
 
   // Each ends with a step; one read and one write may be under way at a time.
 
@@ -48,6 +48,8 @@ class Exchange {
   std::optional<std::pair<Result, Result>> verdict;
 
  private:
+  explicit Exchange(std::shared_ptr<Channel> channel);
+
   struct Step final : Event {
     Step(Exchange& whose, void (Stream::*handler)(Exchange&, bool))
         : exchange(whose), report(handler) {}

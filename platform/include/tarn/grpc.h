@@ -126,6 +126,34 @@ void* TarnGrpc_open(const TarnGrpcOptions* options);
  */
 u32 TarnGrpc_close(void* channel);
 
+/** What a channel comes to. */
+typedef enum TarnGrpcState {
+  TARN_GRPC_CONNECTING = 1, /**< It looks for the service. */
+  TARN_GRPC_READY = 2,      /**< It is connected; its stream, if it has one, is open. */
+  TARN_GRPC_FAILED = 3,     /**< No connection, or the stream has ended; it tries again. */
+  TARN_GRPC_CLOSED = 4,     /**< TarnGrpc_close; the last state. */
+  TARN_GRPC_RESTARTED = 5   /**< Over a stream, before READY: the service has been started since the
+                               channel's last stream, and knows nothing of what was sent before. */
+} TarnGrpcState;
+
+/** Receives a channel's state, and what TarnGrpc_onState was given. */
+typedef void (*TarnGrpcStateCallback)(TarnGrpcState state, void* data);
+
+/**
+ * Reports a channel's states from now on, and keeps it connected without calls, too, with its stream
+ * open. Reports come between the callbacks of calls, on their thread, under the same rules; states
+ * that follow each other faster than they can be reported are left out, but no RESTARTED.
+ *
+ * With several services behind one target, RESTARTED is also reported when another one is reached.
+ *
+ * @param channel  from TarnGrpc_open; NULL: the channel of calls whose `opt` is NULL
+ * @param callback in place of an earlier one; NULL ends the reports
+ * @param data     passed to callback; to be kept until CLOSED, or, once another callback was set, for
+ * as long as the former may be running
+ * @return 0; TARN_STATUS_INVALID for what is no open channel, TARN_GRPC_FORKED in a child
+ */
+u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data);
+
 /**
  * Waits until all asynchronous and one-way calls made so far have ended, callbacks included.
  *
