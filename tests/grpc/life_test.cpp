@@ -161,7 +161,8 @@ TEST_P(GrpcLife, StatesAreToldWithoutACall) {
   }
   Told slowly;
   freeze();
-  void* const slow = open();
+  const std::string anew = "unix:" + (dir / "." / "socket").string();  // shares no connection
+  void* const slow = open({.target = anew.c_str()});
   EXPECT_EQ(TarnGrpc_onState(slow, Told::note, &slowly), 0u);
   EXPECT_TRUE(slowly.await(TARN_GRPC_CONNECTING, 1));
   thaw();
