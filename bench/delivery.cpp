@@ -190,7 +190,8 @@ int run(char* program, const std::string& target, int argc, char** argv) {
   pid_t service = 0;
   if (posix_spawn(&service, "/proc/self/exe", nullptr, nullptr, words, environ) != 0) return 1;
   bare = grpc::CreateChannel(target, grpc::InsecureChannelCredentials());
-  const TarnGrpcOptions options = {.target = target.c_str(), .waitForReady = 1};
+  const TarnGrpcOptions options = {
+      .size = sizeof options, .target = target.c_str(), .waitForReady = 1};
   ours = TarnGrpc_open(&options);
   const auto last = std::chrono::system_clock::now() + std::chrono::seconds(10);
   const bool ready = ours != nullptr && bare->WaitForConnected(last);

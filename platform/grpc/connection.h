@@ -9,7 +9,8 @@
 
 namespace delivery {
 
-/// Connects at the first call. Throws a SetupError when gRPC refuses the target.
+/// Connects at the first call. Throws a SetupError when gRPC refuses the target or the service
+/// configuration.
 std::shared_ptr<grpc::Channel> connect(const Settings& settings);
 
 }  // namespace delivery

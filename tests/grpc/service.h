@@ -70,16 +70,27 @@ class ServiceTest : public testing::Test {
     std::filesystem::remove_all(dir);
   }
 
-  /// Starts the service and waits until it listens.
-  void serve(const std::string& answer, const std::string& certificate = "") {
-    std::vector<std::string> words = {
-        "env", "PYTHONPATH=" SERVICE_MODULES, PYTHON, SERVICE_DIR "/service.py", dir, answer};
+  /// Starts a service in a folder and waits until it listens.
+  static pid_t startService(const std::filesystem::path& folder, const std::string& answer,
+                            const std::string& address, const std::string& certificate = "") {
+    std::vector<std::string> words = {"env",  "PYTHONPATH=" SERVICE_MODULES, "ADDRESS=" + address,
+                                      PYTHON, SERVICE_DIR "/service.py",     folder,
+                                      answer};
     if (!certificate.empty()) words.push_back(certificate);
-    pid_ = start(words);
-    while (!std::filesystem::remove(dir / "ready")) {
-      ASSERT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << "the service has ended";
+    const pid_t pid = start(words);
+    while (!std::filesystem::remove(folder / "ready")) {
+      if (waitpid(pid, nullptr, WNOHANG) != 0) {
+        ADD_FAILURE() << "the service has ended";
+        return 0;
+      }
       usleep(10'000);
     }
+    return pid;
+  }
+  /// Starts the test's own service.
+  void serve(const std::string& answer, const std::string& certificate = "") {
+    pid_ = startService(dir, answer, target, certificate);
+    ASSERT_NE(pid_, 0);
   }
   void stop() {
     if (pid_ == 0) return;
@@ -97,6 +108,7 @@ class ServiceTest : public testing::Test {
   pid_t service() const { return pid_; }
 
   void* open(TarnGrpcOptions options = {}) const {
+    if (options.size == 0) options.size = sizeof options;
     if (options.target == nullptr) options.target = target.c_str();
     if (options.deadlineMs == 0) options.deadlineMs = 60'000;
     return TarnGrpc_open(&options);

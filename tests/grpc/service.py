@@ -1,10 +1,10 @@
 """A service that keeps what it receives and answers as instructed, over unary calls and streams.
 
-usage: PYTHONPATH=MODULES service.py DIR ANSWER [CERTIFICATE]
+usage: PYTHONPATH=MODULES ADDRESS=ADDRESS service.py DIR ANSWER [CERTIFICATE]
 
-Listens on DIR/socket once there is DIR/ready. A line of DIR/received is a message: sequence number,
-method, bytes as hexadecimal pairs; a line of DIR/streams is a stream's call: sequence number, variant, the
-numbers of the stream and of the message that it came in.
+Listens at the ADDRESS once there is DIR/ready. A line of DIR/received is a message: sequence number, method,
+bytes as hexadecimal pairs; a line of DIR/streams is a stream's call: sequence number, variant, the numbers of
+the stream and of the message that it came in.
 ANSWER is the status, or a fault; "unwell": status 0, but its health is NOT_SERVING. With a CERTIFICATE, the
 name of a pair of files in DIR, it speaks TLS with clients that DIR/ca.crt signed. MODULES is the folder with
 flatc's code of mqc_stream.fbs; INSTANCE in the environment is the instance number.
@@ -176,7 +176,7 @@ def main():
     server = grpc.server(futures.ThreadPoolExecutor(300),
                          options=[("grpc.max_receive_message_length", -1)])
     server.add_generic_rpc_handlers([Service(folder, answer)])
-    address = "unix:" + os.path.join(folder, "socket")
+    address = os.environ["ADDRESS"]
     if certificate:
         pair = read(folder, certificate[0] + ".key"), read(folder, certificate[0] + ".crt")
         server.add_secure_port(address, grpc.ssl_server_credentials(

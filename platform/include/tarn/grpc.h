@@ -82,28 +82,31 @@ extern "C" {
  * This runtime's own statuses, in addition to TarnStatus. A service should use other numbers.
  */
 typedef enum TarnGrpcStatus {
-  TARN_GRPC_FORKED = 10,     /**< The process was forked from one that had a channel. */
-  TARN_GRPC_BUSY = 16,       /**< The limit of calls or bytes in flight is reached. */
-  TARN_GRPC_GARBAGE = 71,    /**< The reply is not an MqcReply. The service may have acted. */
+  TARN_GRPC_FORKED = 10,      /**< The process was forked from one that had a channel. */
+  TARN_GRPC_BUSY = 16,        /**< The limit of calls or bytes in flight is reached. */
+  TARN_GRPC_GARBAGE = 71,     /**< The reply is not an MqcReply. The service may have acted. */
   TARN_GRPC_TRANSPORT = 1000, /**< Plus gRPC's code, from 1 to 16: no answer from the service. */
-  TARN_GRPC_NOT_SENT = 2000 /**< Plus gRPC's code: over a stream, certainly not sent. */
+  TARN_GRPC_NOT_SENT = 2000   /**< Plus gRPC's code: over a stream, certainly not sent. */
 } TarnGrpcStatus;
 
 /**
  * A channel's settings. 0 and NULL are the defaults, as in the table above; the environment is not
- * read.
+ * read. A later version may add members at the end.
  */
 typedef struct TarnGrpcOptions {
-  const char* target;     /**< The service; not NULL. */
-  u32 deadlineMs;         /**< How long a call may take, in milliseconds. */
-  u32 maxInFlight;        /**< Asynchronous and one-way calls in flight. */
-  u32 full;               /**< 1: the full encoding, where a method has one. */
-  u32 waitForReady;       /**< 1: wait for a service that cannot be reached. */
-  const char* ca;         /**< PEM file of certificates to trust; TLS. */
-  const char* cert;       /**< PEM file of this client's certificate; needs ca and key. */
-  const char* key;        /**< PEM file of its private key. */
-  const char* serverName; /**< The name in the service's certificate; needs ca. */
-  u64 maxBytes;           /**< Bytes of their messages; a single message may be larger. */
+  u32 size;                  /**< sizeof(TarnGrpcOptions). */
+  u32 stream;                /**< 1: calls in order over one stream. */
+  const char* target;        /**< The service; not NULL. */
+  u32 deadlineMs;            /**< How long a call may take, in milliseconds. */
+  u32 maxInFlight;           /**< Asynchronous and one-way calls in flight. */
+  u32 full;                  /**< 1: the full encoding, where a method has one. */
+  u32 waitForReady;          /**< 1: wait for a service that cannot be reached. */
+  const char* ca;            /**< PEM file of certificates to trust; TLS. */
+  const char* cert;          /**< PEM file of this client's certificate; needs ca and key. */
+  const char* key;           /**< PEM file of its private key. */
+  const char* serverName;    /**< The name in the service's certificate; needs ca. */
+  u64 maxBytes;              /**< Bytes of their messages; a single message may be larger. */
+  const char* serviceConfig; /**< gRPC's service configuration, JSON. */
 } TarnGrpcOptions;
 
 /**
@@ -116,8 +119,8 @@ void* TarnGrpc_open(const TarnGrpcOptions* options);
 
 /**
  * Closes a channel: refuses new calls, waits for at most a second until those that are under way
- * have ended, and ends the others with the code CANCELLED. When it returns, their callbacks have run,
- * unless one hangs.
+ * have ended, and ends the others with the code CANCELLED. When it returns, their callbacks have
+ * run, unless one hangs.
  *
  * @param channel from TarnGrpc_open; refused as an `opt` from now on. NULL: the channel of calls
  * whose `opt` is NULL; the next of them makes another
