@@ -13,7 +13,7 @@ room() {
 }
 
 public='mqc_fes_intf\.h|tarn/[a-z_]+\.h'
-room include ''
+room include 'mqc_methods\.h'
 room platform/include/tarn "$public"
 room codec 'mqc_fes_intf\.h|codec/[a-z_]+\.h|tarn/(log|bounded_memory)\.h'
 room msg 'mqc_fes_intf\.h|(codec|msg)/[a-z_]+\.h'
@@ -26,5 +26,5 @@ room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_
 room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+\.h"
 room reader 'reader/[a-z_]+\.h'
 room inspect '(inspect|reader|shared)/[a-z_]+\.h'
-room service "mqc_service\.h|$made|(service|reader|shared)/[a-z_]+\.h"
+room service "mqc_(service|stream|methods)\.h|$made|(service|reader|shared)/[a-z_]+\.h"
 exit $failed
