@@ -111,6 +111,7 @@ class ServiceTest : public testing::Test {
     if (options.size == 0) options.size = sizeof options;
     if (options.target == nullptr) options.target = target.c_str();
     if (options.deadlineMs == 0) options.deadlineMs = 60'000;
+    options.stream |= stream_;
     return TarnGrpc_open(&options);
   }
 
@@ -137,6 +138,7 @@ class ServiceTest : public testing::Test {
   void travel(u32 stream) {
     setenv("TARN_GRPC_STREAM", "1", 1);
     if (stream == 0) unsetenv("TARN_GRPC_STREAM");
+    stream_ = stream;
   }
 
   const MQC_ClassifierTemplate request{1, {}, 0, 0, 0, 0, 0};
@@ -146,6 +148,7 @@ class ServiceTest : public testing::Test {
  private:
   std::string name_ = testing::TempDir() + "mqcXXXXXX";
   pid_t pid_ = 0;
+  u32 stream_ = 0;
 };
 
 /// The results that the callbacks of asynchronous calls received.
