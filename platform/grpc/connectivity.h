@@ -11,8 +11,8 @@ namespace delivery {
 
 class Channel;
 
-/// Keeps a channel connected, and passes on the states of its connection. Lives until the channel is
-/// gone, and a little longer.
+/// Keeps a channel connected, and passes on the states of its connection. Lives until the channel
+/// is gone, and a little longer.
 class Connectivity final : private Event {
  public:
   static void follow(const std::shared_ptr<Channel>& channel);

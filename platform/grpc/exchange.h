@@ -41,8 +41,8 @@ class Exchange {
 
   bool isGreeted = false;  ///< the service has sent its instance number
   bool isWriting = false;
-  bool isLost = false;    ///< nothing can be read any more
-  bool isClosed = false;  ///< nothing may be written any more
+  bool isLost = false;                                 ///< nothing can be read any more
+  bool isClosed = false;                               ///< nothing may be written any more
   Clock::time_point since = Clock::time_point::max();  ///< that it was greeted
   /// Why this side has ended it, for calls that were sent and for those that were not.
   std::optional<std::pair<Result, Result>> verdict;

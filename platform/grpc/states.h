@@ -8,8 +8,8 @@
 
 namespace delivery {
 
-/// Reports a channel's states to the function that asks for them, on the callbacks' thread. Of states
-/// that it has not been told yet the last one counts, besides a restart.
+/// Reports a channel's states to the function that asks for them, on the callbacks' thread. Of
+/// states that it has not been told yet the last one counts, besides a restart.
 class States : public std::enable_shared_from_this<States> {
  public:
   /// Sets the function; nullptr ends the reports.

@@ -34,10 +34,10 @@ grpc::StatusCode codeOf(const grpc::Status& status) {
 
 Result resultOf(const mqc::MqcAnswer& answer) {
   if (answer.code() == grpc::OK) return {answer.status(), true, {}};
-  const auto code = answer.code() <= grpc::UNAUTHENTICATED ? grpc::StatusCode(answer.code())
-                                                           : grpc::UNKNOWN;
+  const auto code =
+      answer.code() <= grpc::UNAUTHENTICATED ? grpc::StatusCode(answer.code()) : grpc::UNKNOWN;
   return brokenBy(TARN_GRPC_TRANSPORT, code,
-                answer.reason() == nullptr ? "" : answer.reason()->string_view());
+                  answer.reason() == nullptr ? "" : answer.reason()->string_view());
 }
 
 }  // namespace

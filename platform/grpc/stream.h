@@ -7,9 +7,9 @@ namespace delivery {
 
 class Exchange;
 
-/// The ordered stream of a channel: calls are sent in the order in which they are handed over, those
-/// that wait while a message is being sent together in the next. It is opened for a call; once it is
-/// broken, the next call opens another.
+/// The ordered stream of a channel: calls are sent in the order in which they are handed over,
+/// those that wait while a message is being sent together in the next. It is opened for a call;
+/// once it is broken, the next call opens another.
 class Stream {
  public:
   /// Returns a status; throws on allocation failure.
@@ -44,7 +44,7 @@ class Stream {
   std::mutex mutex_;  // not held while gRPC is called
   Queue queue_;
   std::shared_ptr<Exchange> current_;  // nullptr: the next call opens one
-  u64 instance_ = 0;  // the service's, over the last stream
+  u64 instance_ = 0;                   // the service's, over the last stream
   std::shared_ptr<Exchange> former_;   // that ends after its calls
 };
 

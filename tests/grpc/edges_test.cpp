@@ -17,7 +17,6 @@
 
 namespace {
 
-
 std::atomic<long> clockAhead = 0;  // seconds, of the wall clock before the kernel's
 std::atomic<bool> isPrivileged = false;
 constexpr char slowFile[] = "/slow";  // whose opening takes for ever

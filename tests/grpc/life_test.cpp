@@ -101,7 +101,8 @@ TEST_P(GrpcLife, ChannelsAreClosedUnderCalls) {
     });
     usleep(static_cast<useconds_t>(1'000 * round));
     EXPECT_NE(TarnGrpc_close(opt), TARN_STATUS_INVALID);
-    const long ended = endings.once(0) + endings.once(cancelled) + endings.once(cancelled + notSent);
+    const long ended =
+        endings.once(0) + endings.once(cancelled) + endings.once(cancelled + notSent);
     caller.join();
     EXPECT_EQ(ended, accepted) << "after it was closed nothing is accepted";
   }

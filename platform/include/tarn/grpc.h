@@ -143,16 +143,16 @@ typedef enum TarnGrpcState {
 typedef void (*TarnGrpcStateCallback)(TarnGrpcState state, void* data);
 
 /**
- * Reports a channel's states from now on, and keeps it connected without calls, too, with its stream
- * open. Reports come between the callbacks of calls, on their thread, under the same rules; states
- * that follow each other faster than they can be reported are left out, but no RESTARTED.
+ * Reports a channel's states from now on, and keeps it connected without calls, too, with its
+ * stream open. Reports come between the callbacks of calls, on their thread, under the same rules;
+ * states that follow each other faster than they can be reported are left out, but no RESTARTED.
  *
  * With several services behind one target, RESTARTED is also reported when another one is reached.
  *
  * @param channel  from TarnGrpc_open; NULL: the channel of calls whose `opt` is NULL
  * @param callback in place of an earlier one; NULL ends the reports
- * @param data     passed to callback; to be kept until CLOSED, or, once another callback was set, for
- * as long as the former may be running
+ * @param data     passed to callback; to be kept until CLOSED, or, once another callback was set,
+ * for as long as the former may be running
  * @return 0; TARN_STATUS_INVALID for what is no open channel, TARN_GRPC_FORKED in a child
  */
 u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data);
