@@ -73,7 +73,7 @@ struct Call {
 struct Answer {
   std::uint64_t sequence = 0;
   std::uint32_t status = 0;
-  grpc::Status fault;
+  grpc::Status fault;  ///< see answerable()
 };
 
 namespace detail {
@@ -181,18 +181,20 @@ inline flatbuffers::grpc::Message<MqcAnswers> greeting() {
   return builder.ReleaseMessage<MqcAnswers>();
 }
 
-/// The start of a reason, whole characters.
-inline std::string_view shortened(std::string_view reason) {
-  std::size_t size = std::min(reason.size(), longestReason);
-  while (size < reason.size() && size > 0 && (reason[size] & 0xC0) == 0x80) --size;
-  return reason.substr(0, size);
+/// The start of a text, whole characters.
+inline std::string_view shortened(std::string_view text) {
+  std::size_t size = std::min(text.size(), longestReason);
+  while (size < text.size() && size > 0 && (text[size] & 0xC0) == 0x80) --size;
+  return text.substr(0, size);
 }
 
-/// The code in an answer: 0 is success, whatever number a method makes up.
-inline std::uint8_t codeOf(const grpc::Status& status) {
+/// A status as an answer may have it, whatever code and reason a method has made up.
+inline grpc::Status answerable(const grpc::Status& status) {
   const int code = status.error_code();
   const bool isKnown = code >= 0 && code <= grpc::StatusCode::UNAUTHENTICATED;
-  return static_cast<std::uint8_t>(isKnown ? code : grpc::StatusCode::UNKNOWN);
+  const std::string reason = status.error_message();
+  return grpc::Status(isKnown ? status.error_code() : grpc::StatusCode::UNKNOWN,
+                      std::string(shortened(reason)));
 }
 
 /// Takes answers from the front, as many as a message holds, and makes it.
@@ -202,11 +204,10 @@ inline flatbuffers::grpc::Message<MqcAnswers> takeAnswers(std::deque<Answer>& wa
   for (; !waiting.empty() && builder.GetSize() + 4 * made.size() < fullMessage;
        waiting.pop_front()) {
     const Answer& answer = waiting.front();
-    const std::string whole = answer.fault.error_message();
-    const std::string_view reason = shortened(whole);
-    made.push_back(
-        CreateMqcAnswer(builder, answer.sequence, answer.status, codeOf(answer.fault),
-                        reason.empty() ? 0 : builder.CreateString(reason.data(), reason.size())));
+    const std::string reason = answer.fault.error_message();
+    made.push_back(CreateMqcAnswer(builder, answer.sequence, answer.status,
+                                   static_cast<std::uint8_t>(answer.fault.error_code()),
+                                   reason.empty() ? 0 : builder.CreateString(reason)));
   }
   builder.Finish(CreateMqcAnswers(builder, 0, builder.CreateVector(made)));
   return builder.ReleaseMessage<MqcAnswers>();
@@ -287,8 +288,8 @@ Answer callMethod(grpc::Status (Service::*method)(grpc::ServerContext*,
   const flatbuffers::grpc::Message<Request> request(bytes);
   flatbuffers::grpc::Message<MqcReply> reply;
   Answer answer;
-  answer.fault = grpc::internal::CatchingFunctionHandler(
-      [&] { return (service.*method)(context, &request, &reply); });
+  answer.fault = answerable(grpc::internal::CatchingFunctionHandler(
+      [&] { return (service.*method)(context, &request, &reply); }));
   if (!answer.fault.ok()) return answer;
   const MqcReply* const table = parse(reply);
   if (table != nullptr) {
