@@ -15,6 +15,13 @@ constexpr std::chrono::seconds rotationTime{20};
 /// A service that leaves so many calls unanswered keeps no count.
 constexpr std::size_t mostLate = 100'000;
 
+/// Why this side ends a stream: the status of calls that were sent, the code of those that were
+/// not.
+using Verdict = std::pair<u32, grpc::StatusCode>;
+constexpr Verdict rulesBroken = {TARN_GRPC_GARBAGE, grpc::INTERNAL};
+constexpr Verdict noMemory = {u32{TARN_GRPC_TRANSPORT} + grpc::RESOURCE_EXHAUSTED,
+                              grpc::RESOURCE_EXHAUSTED};
+
 Result brokenBy(u32 kind, grpc::StatusCode code, std::string_view reason = "") {
   return failed(kind + static_cast<u32>(code), reason);
 }
@@ -110,12 +117,13 @@ void Stream::push(std::unique_lock<std::mutex> lock) {
     exchange->isWriting = true;
     const auto calls = queue_.take();
     lock.unlock();
-    exchange->write(envelopeOf(calls));
+    const grpc::ByteBuffer envelope = envelopeOf(calls);
     for (const auto& call : calls) call->dropMessage();
+    exchange->write(envelope);
   } catch (const std::exception&) {
     if (!lock.owns_lock()) lock.lock();
     exchange->isWriting = false;
-    refuse(std::move(lock), *exchange, {TARN_STATUS_NO_RESOURCES, grpc::RESOURCE_EXHAUSTED}, "");
+    refuse(std::move(lock), *exchange, noMemory, "");
   }
 }
 
@@ -136,7 +144,7 @@ void Stream::stop(StreamCall& call, grpc::StatusCode why) {
   queue_.stop(call, brokenBy(TARN_GRPC_TRANSPORT, why), brokenBy(TARN_GRPC_NOT_SENT, why));
   if (queue_.late() > mostLate && current_ != nullptr) {
     const std::shared_ptr<Exchange> exchange = current_;
-    refuse(std::move(lock), *exchange, {TARN_GRPC_GARBAGE, grpc::INTERNAL}, "answers too little");
+    refuse(std::move(lock), *exchange, rulesBroken, "answers too little");
   } else {
     push(std::move(lock));  // if its answer was all that was waited for
   }
@@ -145,10 +153,12 @@ void Stream::stop(StreamCall& call, grpc::StatusCode why) {
 void Stream::close(Clock::time_point latest) {
   std::unique_lock lock(mutex_);
   const std::shared_ptr<Exchange> last = current_;
+  const std::shared_ptr<Exchange> former = former_;
   if (last == nullptr) return;
   const bool mayEnd = last->mayWrite() && !queue_.hasUnanswered();
   if (mayEnd) last->isWriting = last->isClosed = true;
   lock.unlock();
+  if (former != nullptr) former->cancel();
   mayEnd ? last->endWriting() : last->cancel();
   lock.lock();
   const auto hasEnded = [&] { return current_ != last; };
@@ -157,7 +167,7 @@ void Stream::close(Clock::time_point latest) {
   last->cancel();
 }
 
-/// Ends a stream that cannot go on, with these statuses for what was sent and what was not.
+/// Ends a stream that cannot go on.
 void Stream::refuse(std::unique_lock<std::mutex> lock, Exchange& exchange,
                     std::pair<u32, grpc::StatusCode> statuses, const std::string& fault) {
   if (exchange.verdict) return;
@@ -186,10 +196,10 @@ void Stream::received(Exchange& exchange, bool ok) {
     if (fault.empty()) {
       push(std::move(lock));
     } else {
-      refuse(std::move(lock), exchange, {TARN_GRPC_GARBAGE, grpc::INTERNAL}, fault);
+      refuse(std::move(lock), exchange, rulesBroken, fault);
     }
   } catch (const std::exception&) {
-    refuse(std::move(lock), exchange, {TARN_STATUS_NO_RESOURCES, grpc::RESOURCE_EXHAUSTED}, "");
+    refuse(std::move(lock), exchange, noMemory, "");
   }
   exchange.read();
 }

@@ -1,6 +1,7 @@
 // What the stream alone promises: order, messages that travel together, what was not sent.
 
 #include <thread>
+#include <tuple>
 
 #include "grpc/service.h"
 
@@ -170,6 +171,22 @@ TEST_F(GrpcStream, ServiceThatBreaksTheRulesEndsTheStream) {
   u32 status = 0;
   for (int i = 0; i < 300 && status != 3; ++i, usleep(100'000)) status = call(opt);
   EXPECT_EQ(status, 3u);
+}
+
+TEST_F(GrpcStream, ServiceMayEndTheStream) {
+  const std::tuple<const char*, u32, const char*> rows[] = {
+      {"leave", unavailable, "UNAVAILABLE"},
+      {"expel", TARN_GRPC_TRANSPORT + 8, "overloaded: no\\nroom"},
+      {"odd", TARN_GRPC_TRANSPORT + 2, "UNKNOWN"}};
+  void* const opt = open({.waitForReady = 1});
+  for (const auto& [answer, status, words] : rows) {
+    serve(answer);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(call(opt), status) << answer;
+      EXPECT_PRED_FORMAT2(testing::IsSubstring, words, TarnGrpc_lastError());
+    }
+    stop();
+  }
 }
 
 TEST_F(GrpcStream, WhatWasNotSentIsKnown) {
