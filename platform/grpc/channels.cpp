@@ -30,6 +30,7 @@ void* handleOf(u64 number) {
 }
 
 u64 numberOf(const void* handle) {
+  if (handle == nullptr) return defaultNumber;
   const auto value = reinterpret_cast<std::uintptr_t>(handle);
   return value % 2 == 1 ? value / 2 : 0;
 }
@@ -85,7 +86,7 @@ std::shared_ptr<Channel> channelOf(void* handle) {
 }
 
 std::shared_ptr<Channel> withdrawChannel(void* handle) {
-  const u64 number = handle == nullptr ? defaultNumber.load() : numberOf(handle);
+  const u64 number = numberOf(handle);
   u64 expected = number;
   defaultNumber.compare_exchange_strong(expected, 0);  // first: the next call makes another
   return withdrawn(number);

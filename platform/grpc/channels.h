@@ -17,6 +17,8 @@ void* openHandle(const TarnGrpcOptions& options);
 /// SetupError for anything else.
 void* checkedHandle(void* opt);
 
+// NULL for a handle: that of the default channel, if there is one.
+
 /// The channel of a handle; nullptr if it was closed, or there was none.
 std::shared_ptr<Channel> channelOf(void* handle);
 /// Takes the channel from its handle, which is refused from now on.
