@@ -30,7 +30,6 @@ void* handleOf(u64 number) {
 }
 
 u64 numberOf(const void* handle) {
-  if (handle == nullptr) return defaultNumber;
   const auto value = reinterpret_cast<std::uintptr_t>(handle);
   return value % 2 == 1 ? value / 2 : 0;
 }
@@ -78,6 +77,10 @@ void* checkedHandle(void* opt) {
                                                      : "opt does not come from TarnGrpc_open");
 }
 
+void* presentHandle(void* opt) {
+  return opt == nullptr ? handleOf(defaultNumber) : opt;
+}
+
 std::shared_ptr<Channel> channelOf(void* handle) {
   Registry& all = registry();
   const std::shared_lock lock(all.mutex);
@@ -86,7 +89,7 @@ std::shared_ptr<Channel> channelOf(void* handle) {
 }
 
 std::shared_ptr<Channel> withdrawChannel(void* handle) {
-  const u64 number = numberOf(handle);
+  const u64 number = numberOf(presentHandle(handle));
   u64 expected = number;
   defaultNumber.compare_exchange_strong(expected, 0);  // first: the next call makes another
   return withdrawn(number);

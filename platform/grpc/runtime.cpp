@@ -140,7 +140,7 @@ u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data) 
 
 u32 TarnGrpc_stats(void* channel, TarnGrpcStats* stats) {
   if (delivery::isForked()) return TARN_GRPC_FORKED;
-  const auto counting = delivery::channelOf(channel);
+  const auto counting = delivery::channelOf(delivery::presentHandle(channel));
   if (counting == nullptr) return TARN_STATUS_INVALID;
   TarnGrpcStats counts{};
   counting->stats().addTo(counts);

@@ -16,7 +16,6 @@
 namespace delivery {
 namespace {
 
-constexpr std::chrono::seconds period{5};
 constexpr char variable[] = "TARN_GRPC_STATS";
 
 /// The file's path, empty if none is named.

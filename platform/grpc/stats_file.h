@@ -30,13 +30,15 @@ class StatsFile {
   void close();
 
  private:
+  static constexpr std::chrono::seconds period{5};
+
   bool hasFile() const { return !path_.load()->empty(); }
   bool begin();
   void write() noexcept;
   void finish();
 
   std::atomic<const std::string*> path_ = nullptr;  // set once; empty: there is no file
-  Clock::time_point due_{};
+  Clock::time_point due_ = Clock::now() + period;
 
   std::mutex mutex_;  // not held while the file is written
   std::condition_variable finished_;
