@@ -31,6 +31,8 @@ bool Call::wait() {
 
 void Call::finish(Result&& result) {
   const std::lock_guard lock(mutex_);
+  if (ended_) return;
+  channel->stats().end(result, Clock::now() - begin);
   result_ = std::move(result);
   ended_ = true;
   woken_.notify_one();

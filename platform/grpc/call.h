@@ -71,7 +71,8 @@ class Call {
   Call(std::shared_ptr<Channel> to, const MethodId& method, Clock::time_point when,
        const Ending& whose, u32 size);
 
-  /// Keeps the result, and wakes the thread that waits for it; the rest is up to the caller.
+  /// Keeps and counts the first result, and wakes the thread that waits for it; the rest is up to
+  /// the caller. A later result changes nothing: the first may be in use.
   void finish(Result&& result);
 
  private:

@@ -2,6 +2,7 @@
 
 #include "platform/grpc/channels.h"
 #include "platform/grpc/start.h"
+#include "platform/grpc/stats_file.h"
 
 namespace delivery {
 namespace {
@@ -46,17 +47,21 @@ void Callbacks::post(std::list<std::shared_ptr<States>>& one) noexcept {
 }
 
 void Callbacks::run() {
-  for (;;) turn();
+  for (;;) {
+    turn();
+    statsFile().update();
+  }
 }
 
 void Callbacks::turn() {
   std::list<std::shared_ptr<States>> news;
   std::unique_lock lock(mutex_);
-  posted_.wait(lock, [this] { return !pending_.isEmpty() || !news_.empty(); });
+  const auto isPosted = [this] { return !pending_.isEmpty() || !news_.empty(); };
+  if (!posted_.wait_until(lock, statsFile().due(), isPosted)) return;
   if (news_.empty()) {
-    const auto call = pending_.take();
+    std::shared_ptr<Call> call = pending_.take();
     lock.unlock();
-    return finish(call);
+    return finish(std::move(call));
   }
   news.splice(news.end(), news_, news_.begin());
   const bool mayTell = !silent_;

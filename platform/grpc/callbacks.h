@@ -9,7 +9,7 @@ namespace delivery {
 inline constexpr std::chrono::milliseconds lastTime{1'000};
 
 /// Runs the callbacks of ended calls, one after the other, on a thread of its own: a callback that
-/// hangs does not delay synchronous calls.
+/// hangs does not delay synchronous calls. In between, the thread writes the file of counts.
 class Callbacks {
  public:
   /// Takes over a call that has ended.

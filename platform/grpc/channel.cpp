@@ -15,7 +15,7 @@ std::atomic<u64> sequences = 0;
 
 }  // namespace
 
-Channel::Channel(Settings settings) : settings_(std::move(settings)) {
+Channel::Channel(Settings settings) : settings_(std::move(settings)), stats_(settings_.target) {
   const SignalsBlocked blocked;
   connection_ = connect(settings_);
   stub_ = std::make_unique<grpc::GenericStub>(connection_);
@@ -55,9 +55,13 @@ u32 Channel::enter(const std::shared_ptr<Call>& call) {
   if (call->ending.isWaitedFor) {
     call->sequence = nextSequence();
     waitedFor_.emplace(call->sequence, call);
+    stats_.accept(call->bytes);
     return TARN_STATUS_OK;
   }
-  if (!hasRoom(call->bytes)) return TARN_GRPC_BUSY;
+  if (!hasRoom(call->bytes)) {
+    stats_.refuse();
+    return TARN_GRPC_BUSY;
+  }
   call->sequence = nextSequence();
   const auto number = underWay_.insert(call->sequence).first;
   try {
@@ -68,11 +72,13 @@ u32 Channel::enter(const std::shared_ptr<Call>& call) {
   }
   ++places_;
   bytes_ += call->bytes;
+  stats_.accept(call->bytes);
   watchdog().watch(call->deadline);
   return TARN_STATUS_OK;
 }
 
 void Channel::withdraw(const std::shared_ptr<Call>& call) {
+  stats_.end({TARN_STATUS_NO_RESOURCES, false, ""}, Clock::now() - call->begin);
   if (!call->ending.isWaitedFor) {
     giveBytesBack(call->bytes);
     givePlaceBack();

@@ -11,6 +11,7 @@
 #include "platform/grpc/settings.h"
 #include "platform/grpc/states.h"
 #include "platform/grpc/stream.h"
+#include "platform/grpc/totals.h"
 
 namespace delivery {
 
@@ -26,6 +27,7 @@ class Channel : public std::enable_shared_from_this<Channel> {
   const Settings& settings() const { return settings_; }
   grpc::GenericStub& stub() { return *stub_; }
   Stream& stream() { return stream_; }
+  Stats& stats() { return stats_; }
   States& states() { return *states_; }
   const std::shared_ptr<grpc::Channel>& connection() const { return connection_; }
 
@@ -71,6 +73,7 @@ class Channel : public std::enable_shared_from_this<Channel> {
   std::unique_ptr<grpc::GenericStub> stub_;
   Stream stream_;
   const std::shared_ptr<States> states_ = std::make_shared<States>();
+  ChannelStats stats_;
 
   std::mutex mutex_;
   std::condition_variable left_;
