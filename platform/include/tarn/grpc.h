@@ -2,10 +2,18 @@
  * @file grpc.h
  * @brief Delivery over gRPC: set-up, statuses, waiting for calls.
  *
- * Link `libtarn_grpc.so` in place of the device's platform. Every call is a unary gRPC
- * call to `/MqcFesIntf/<method>` of a service in another process or on another machine: the request
- * is the encoded message, unchanged; the reply is a FlatBuffers table `MqcReply` whose only field
- * is the status, which the call returns unchanged.
+ * Link `libtarn_grpc.so` in place of the device's platform. It delivers calls to a service in
+ * another process or on another machine, in one of two ways:
+ *
+ * - **Unary.** Every call is a unary gRPC call to `/MqcFesIntf/<method>`: the request is the
+ * encoded message, unchanged; the reply is a FlatBuffers table `MqcReply` whose only field is the
+ * status.
+ * - **Over a stream**, if the settings ask for it. All calls of a channel travel in order over one
+ *   streaming call to `/MqcFesIntf/stream`, whose messages are `MqcCalls` and `MqcAnswers`
+ *   (`mqc_stream.fbs`): encoded messages as above, several of them together where they wait for
+ * each other.
+ *
+ * Either way the call returns the service's status unchanged.
  *
  * **Set-up.** Calls with `opt` NULL use the channel that the environment describes, made at the
  * first call:
@@ -41,9 +49,24 @@
  * the wall clock. The service may have acted on a call that ended at its deadline. Callbacks run in
  * their turn: of thousands that expire together the last runs later.
  *
- * **Order.** Asynchronous and one-way calls may overtake each other on the way. Every call carries
- * the metadata `mqc-sequence`, a decimal number that grows in the order of the process's calls.
- * Where order matters, send synchronously.
+ * **Order.** Unary calls that do not wait for each other may overtake each other on the way. Each
+ * carries the metadata `mqc-sequence`, a decimal number that grows in the order of the process's
+ * calls. Over a stream, all calls of a channel arrive in the order in which they were made, those
+ * of several threads in the order in which they were handed over, and their callbacks run in that
+ * order.
+ *
+ * **Streams.** A stream is opened for the first call, which waits until the service has sent its
+ * instance number. A call whose deadline passes ends, and its answer is dropped if it still comes.
+ * When the stream breaks, all calls under way end at once; only where the settings ask to wait for
+ * the service do those that were not sent wait for the next stream, which the next call opens.
+ * After 20 seconds calls go on over a new stream, once those on the old one have ended, since
+ * services limit the age of connections. A service that breaks the rules, or answers what was not
+ * asked, ends its stream with a line on stderr.
+ *
+ * **What was sent.** Over a stream, TARN_GRPC_NOT_SENT plus gRPC's code says that a call was
+ * certainly not sent: it may be repeated. After TARN_GRPC_TRANSPORT plus a code the service may
+ * have acted on it. Calls to a service without the stream end with TARN_GRPC_NOT_SENT + 12; they
+ * are not sent another way.
  *
  * **Threads.** Any thread may call any function at any time, and is not cancelled in one; no lock
  * that a call takes is held during I/O or a wait. A callback may make calls, though synchronous
@@ -93,7 +116,7 @@ extern "C" {
 typedef enum TarnGrpcStatus {
   TARN_GRPC_FORKED = 10,      /**< The process was forked from one that had a channel. */
   TARN_GRPC_BUSY = 16,        /**< The limit of calls or bytes in flight is reached. */
-  TARN_GRPC_GARBAGE = 71,     /**< The reply is not an MqcReply. The service may have acted. */
+  TARN_GRPC_GARBAGE = 71,     /**< The answer breaks the rules. The service may have acted. */
   TARN_GRPC_TRANSPORT = 1000, /**< Plus gRPC's code, from 1 to 16: no answer from the service. */
   TARN_GRPC_NOT_SENT = 2000   /**< Plus gRPC's code: over a stream, certainly not sent. */
 } TarnGrpcStatus;
@@ -119,7 +142,8 @@ typedef struct TarnGrpcOptions {
 } TarnGrpcOptions;
 
 /**
- * Makes a channel, which connects at the first call and lives as long as the process.
+ * Makes a channel, which connects at the first call and lives until it is closed, or as long as the
+ * process.
  *
  * @param options the settings; they and their files are read before the function returns
  * @return the `opt` for calls; NULL, with a line on stderr, when the options cannot work
@@ -192,7 +216,8 @@ typedef struct TarnGrpcStats {
   u64 nanoseconds; /**< From begin to result, the sum of all calls that have ended. */
   /**
    * Calls that have ended, by the time from begin to result: [0] at most 1 microsecond, [i] more
-   * than 2^(i-1) and at most 2^i microseconds, the last all that took longer than 2^30 (18 minutes).
+   * than 2^(i-1) and at most 2^i microseconds, the last all that took longer than 2^30 (18
+   * minutes).
    */
   u64 latency[TARN_GRPC_LATENCIES];
 } TarnGrpcStats;
