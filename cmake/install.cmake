@@ -39,12 +39,12 @@ configure_package_config_file(
   INSTALL_DESTINATION ${cmake_dir} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${generated}/tarn_cli_mqc-config-version.cmake
                                  COMPATIBILITY SameMajorVersion)
-install(FILES include/mqc_fes_intf.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES include/mqc_fes_intf.h include/mqc_methods.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 set(promises ${PROJECT_SOURCE_DIR}/platform/include/tarn)
 install(FILES ${promises}/bounded_memory.h ${promises}/log.h ${promises}/rpc.h ${promises}/status.h
         DESTINATION ${platform_header_dir} COMPONENT development)
-install(FILES schema/mqc_fes_intf.fbs schema/mqc_fes_intf_service.fbs schema/mqc_reply.fbs schema/mqc_stream.fbs
-        DESTINATION ${data_dir}/schema COMPONENT development)
+install(FILES schema/mqc_fes_intf.fbs schema/mqc_fes_intf_service.fbs schema/mqc_reply.fbs
+              schema/mqc_stream.fbs DESTINATION ${data_dir}/schema COMPONENT development)
 install(FILES ${generated}/tarn_cli_mqc.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 install(FILES ${generated}/tarn_cli_mqc-config.cmake ${generated}/tarn_cli_mqc-config-version.cmake
         DESTINATION ${cmake_dir} COMPONENT development)
@@ -65,7 +65,7 @@ endif()
 
 # for services
 if(TARGET tarn_grpc)
-  install(FILES service/mqc_service.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+  install(FILES service/mqc_service.h service/mqc_stream.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 endif()
 install(FILES service/mqc_fes_intf.lua DESTINATION ${data_dir}/service COMPONENT development)
 

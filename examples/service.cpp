@@ -1,6 +1,7 @@
 // A typed service behind MqcFesIntf: it knows rule MACs and QoS groups, and no group for port 0.
 //
 // usage: service ADDRESS [CA CERT KEY]     unix:PATH or HOST:PORT; PEM files for mutual TLS
+#include <grpcpp/health_check_service_interface.h>
 #include <grpcpp/security/server_credentials.h>
 #include <grpcpp/server.h>
 
@@ -34,6 +35,11 @@ class ExampleService final : public MqcFesIntf::Service {
     *reply = mqc::reply(port->f0() != 0 ? 0 : 1);
     return grpc::Status::OK;
   }
+
+  // Calls that arrive in order, over a stream, go to the methods above.
+  grpc::Status stream(grpc::ServerContext* context, mqc::Stream* stream) override {
+    return mqc::serveStream(*this, context, stream);
+  }
 };
 
 static std::string contents(const char* path) {
@@ -49,6 +55,7 @@ int main(int argc, char** argv) {
   if (argc == 5) tls.pem_root_certs = contents(argv[2]);
   if (argc == 5) tls.pem_key_cert_pairs = {{contents(argv[4]), contents(argv[3])}};
   ExampleService service;
+  grpc::EnableDefaultHealthCheckService(true);
   grpc::ServerBuilder builder;
   mqc::applyLimits(builder);
   builder.AddListeningPort(

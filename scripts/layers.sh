@@ -7,13 +7,13 @@ failed=0
 # room FOLDER ALLOWED: each include of this tree's files in the folder's files matches the pattern
 room() {
   local bad
-  bad=$(grep -nE '^ *# *include ("|<(codec|msg|stubs|methods|shared|platform|reader|inspect|service|tarn|mqc_))' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
+  bad=$(grep -nE '^ *# *include ("|<((codec|msg|stubs|methods|shared|platform|reader|inspect|service|tarn)/|mqc_))' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
     grep -vE "include \"($2)\"" || true)
   [ -z "$bad" ] || { printf 'include against the layers:\n%s\n' "$bad" >&2; failed=1; }
 }
 
 public='mqc_fes_intf\.h|tarn/[a-z_]+\.h'
-room include ''
+room include 'mqc_methods\.h'
 room platform/include/tarn "$public"
 room codec 'mqc_fes_intf\.h|codec/[a-z_]+\.h|tarn/(log|bounded_memory)\.h'
 room msg 'mqc_fes_intf\.h|(codec|msg)/[a-z_]+\.h'
@@ -26,5 +26,5 @@ room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_
 room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+\.h"
 room reader 'reader/[a-z_]+\.h'
 room inspect '(inspect|reader|shared)/[a-z_]+\.h'
-room service "mqc_service\.h|$made|(service|reader|shared)/[a-z_]+\.h"
+room service "mqc_(service|stream|methods)\.h|$made|(service|reader|shared)/[a-z_]+\.h"
 exit $failed

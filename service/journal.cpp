@@ -103,10 +103,10 @@ grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
   return grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, "no message");
 }
 
-grpc::Status Journal::takeTooMany(const reader::Schema::Method& method) {
+grpc::Status Journal::takeTooMany(const std::string& method) {
   const std::lock_guard lock(mutex_);
   count(missing, 0);
-  lines_.add(timeOfDay() + ' ' + method.name + ": too many calls are open");
+  lines_.add(timeOfDay() + ' ' + method + ": too many calls are open");
   return grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, "too many calls are open");
 }
 
@@ -115,6 +115,12 @@ grpc::Status Journal::takeUnknown(const std::string& path) {
   count(unknown, 0);
   lines_.add(timeOfDay() + ' ' + shared::printable(path) + ": no such method");
   return grpc::Status(grpc::StatusCode::UNIMPLEMENTED, "no such method");
+}
+
+void Journal::takeFault(std::uint64_t sequence, const grpc::Status& fault) {
+  const std::lock_guard lock(mutex_);
+  count(damaged, 0);
+  lines_.add(timeOfDay() + " stream #" + std::to_string(sequence) + ": " + fault.error_message());
 }
 
 void Journal::count(const char* kind, std::size_t bytes) {

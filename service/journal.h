@@ -32,9 +32,11 @@ class Journal {
   /// Records a call whose message did not arrive, and returns the error to answer with.
   grpc::Status takeNothing(const reader::Schema::Method& method);
   /// Records a call beyond the limit of open calls, and returns the error to answer with.
-  grpc::Status takeTooMany(const reader::Schema::Method& method);
+  grpc::Status takeTooMany(const std::string& method);
   /// Records a call of an unknown method, and returns the error to answer with.
   grpc::Status takeUnknown(const std::string& path);
+  /// Records a call of a stream that cannot be acted on.
+  void takeFault(std::uint64_t sequence, const grpc::Status& fault);
 
   /// The totals, as lines without the last line end. Every call is counted once.
   std::string totals();

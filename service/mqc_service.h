@@ -2,7 +2,7 @@
  * @file mqc_service.h
  * @brief What a C++ service behind MqcFesIntf needs in addition to flatc's code.
  *
- *     flatc --cpp --grpc mqc_fes_intf.fbs mqc_reply.fbs mqc_fes_intf_service.fbs
+ *     flatc --cpp --grpc mqc_fes_intf.fbs mqc_reply.fbs mqc_stream.fbs mqc_fes_intf_service.fbs
  *
  * generates `MqcFesIntf::Service`, whose methods a service overrides. Compile every file, generated
  * ones included, with `-include mqc_service.h`: the check in flatc's code, which it turns off,
@@ -19,6 +19,8 @@
  *       *reply = mqc::reply(0);
  *       return grpc::Status::OK;
  *     }
+ *
+ * `mqc_stream.h` adds the stream, over which calls arrive in order.
  *
  * Any thread may call any function at any time, on objects of its own.
  */
@@ -104,6 +106,8 @@ inline void applyLimits(grpc::ServerBuilder& builder) {
 }
 
 }  // namespace mqc
+
+#include "mqc_stream.h"
 
 using namespace mqc;
 

@@ -1,5 +1,6 @@
 #include "service/server.h"
 
+#include <grpcpp/health_check_service_interface.h>
 #include <grpcpp/security/server_credentials.h>
 
 #include <string>
@@ -10,17 +11,12 @@
 namespace service {
 namespace {
 
-/// Open calls: each takes memory, whether its message arrives or not, and has to end with the
-/// service.
-constexpr int mostCalls = 10'000;
-
 /// One call. The reactor owns itself until gRPC is done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
   Call(Journal& journal, const reader::Schema::Method& method, std::string sequence,
-       std::atomic<int>& open)
-      : journal_(journal), method_(method), sequence_(std::move(sequence)), open_(open) {
-    ++open_;
+       OpenCalls& calls)
+      : journal_(journal), method_(method), sequence_(std::move(sequence)), calls_(calls) {
     StartRead(&message_);
   }
 
@@ -39,15 +35,16 @@ class Call final : public grpc::ServerGenericBidiReactor {
     StartWriteAndFinish(&reply_, {}, taken);
   }
   void OnDone() override {
-    --open_;
+    OpenCalls& calls = calls_;
     delete this;
+    calls.leave();
   }
 
  private:
   Journal& journal_;
   const reader::Schema::Method& method_;
   std::string sequence_;
-  std::atomic<int>& open_;
+  OpenCalls& calls_;
   grpc::ByteBuffer message_;
   grpc::ByteBuffer reply_;
 };
@@ -96,15 +93,24 @@ void limitConnections(grpc::ServerBuilder& builder) {
 grpc::ServerGenericBidiReactor* Service::CreateReactor(
     grpc::GenericCallbackServerContext* context) {
   const std::string& path = context->method();
-  const std::string prefix = "/MqcFesIntf/";
-  const reader::Schema::Method* const method =
-      path.rfind(prefix, 0) == 0 ? schema_.method(path.substr(prefix.size())) : nullptr;
-  if (method == nullptr) return new Refusal(journal_.takeUnknown(path));
-  if (open_ >= mostCalls) return new Refusal(journal_.takeTooMany(*method));
-  return new Call(journal_, *method, sequenceOf(*context), open_);
+  const std::string name = path.rfind(pathPrefix, 0) == 0 ? path.substr(sizeof pathPrefix - 1) : "";
+  const reader::Schema::Method* const method = schema_.method(name);
+  if (method == nullptr && path != streamPath) return new Refusal(journal_.takeUnknown(path));
+  const OpenCalls::Entry entry = calls_.enter();
+  if (entry == OpenCalls::Entry::tooMany) return new Refusal(journal_.takeTooMany(name));
+  if (entry == OpenCalls::Entry::ending) return new Refusal(ending());
+  if (method == nullptr) return streams_.open();
+  return new Call(journal_, *method, sequenceOf(*context), calls_);
+}
+
+void Service::end(std::chrono::milliseconds patience) {
+  calls_.close();
+  streams_.end();
+  calls_.wait(patience);
 }
 
 bool Server::start(const Certificates& certificates) {
+  grpc::EnableDefaultHealthCheckService(true);
   grpc::ServerBuilder builder;
   using Builder = grpc::ServerBuilder::experimental_type;
   acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
@@ -123,7 +129,9 @@ void Server::take(int socket) {
 }
 
 void Server::end(std::chrono::milliseconds patience) {
-  server_->Shutdown(std::chrono::system_clock::now() + patience);
+  service_.end(patience);
+  // What is open still is late, or watches the service's health.
+  server_->Shutdown(std::chrono::system_clock::now());
   server_->Wait();
 }
 

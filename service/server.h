@@ -5,32 +5,37 @@
 #include <grpcpp/server.h>
 #include <grpcpp/server_builder.h>
 
-#include <atomic>
 #include <chrono>
 #include <memory>
 
 #include "reader/schema.h"
 #include "service/certificates.h"
 #include "service/journal.h"
+#include "service/open_calls.h"
+#include "service/stream.h"
 
 namespace service {
 
-/// Hands each call to the journal and answers it.
+/// Hands each call to the journal and answers it; calls are unary, or travel over streams.
 class Service final : public grpc::CallbackGenericService {
  public:
   /// Both must outlive the service.
-  Service(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
+  Service(const reader::Schema& schema, Journal& journal)
+      : schema_(schema), journal_(journal), streams_(schema, journal, calls_) {}
 
   grpc::ServerGenericBidiReactor* CreateReactor(
       grpc::GenericCallbackServerContext* context) override;
+  /// Lets no call in, ends the streams, and waits at most that long until all calls have ended.
+  void end(std::chrono::milliseconds patience);
 
  private:
   const reader::Schema& schema_;
   Journal& journal_;
-  std::atomic<int> open_ = 0;  ///< calls
+  OpenCalls calls_;
+  Streams streams_;
 };
 
-/// Serves connections that are passed to it; does not listen itself.
+/// Serves connections that are passed to it; does not listen itself. Answers health checks, too.
 class Server {
  public:
   /// Both must outlive the server.

@@ -7,6 +7,14 @@
 
 namespace delivery {
 
+Result failed(u32 status, std::string_view reason) noexcept {
+  try {
+    return {status, false, std::string(reason)};
+  } catch (const std::exception&) {
+    return {status, false, {}};
+  }
+}
+
 Call::Call(std::shared_ptr<Channel> to, const MethodId& method, Clock::time_point when,
            const Ending& whose, u32 size)
     : channel(std::move(to)),
@@ -23,6 +31,8 @@ bool Call::wait() {
 
 void Call::finish(Result&& result) {
   const std::lock_guard lock(mutex_);
+  if (ended_) return;
+  channel->stats().end(result, Clock::now() - begin);
   result_ = std::move(result);
   ended_ = true;
   woken_.notify_one();

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "mqc_fes_intf.h"
 
@@ -38,6 +39,9 @@ struct Result {
   std::string reason;     ///< more about a failure
 };
 
+/// A failure; without its reason if there is no memory for that.
+Result failed(u32 status, std::string_view reason = "") noexcept;
+
 /// A request on its way and its result, either way of delivery.
 class Call {
  public:
@@ -67,7 +71,8 @@ class Call {
   Call(std::shared_ptr<Channel> to, const MethodId& method, Clock::time_point when,
        const Ending& whose, u32 size);
 
-  /// Keeps the result, and wakes the thread that waits for it; the rest is up to the caller.
+  /// Keeps and counts the first result, and wakes the thread that waits for it; the rest is up to
+  /// the caller. A later result changes nothing: the first may be in use.
   void finish(Result&& result);
 
  private:

@@ -2,12 +2,15 @@
 
 #include "platform/grpc/channels.h"
 #include "platform/grpc/start.h"
+#include "platform/grpc/stats_file.h"
 
 namespace delivery {
 namespace {
 
 /// The call whose callback the thread is running; none on other threads.
 thread_local const std::shared_ptr<Call>* running = nullptr;
+/// Whether it is running any function of the program's.
+thread_local bool isInside = false;
 
 bool waitForCalls(Clock::time_point until) {
   const u64 last = lastSequence();
@@ -37,14 +40,36 @@ void Callbacks::post(std::shared_ptr<Call> call) noexcept {
   drop(std::move(call));
 }
 
-void Callbacks::run() {
-  for (;;) finish(take());
+void Callbacks::post(std::list<std::shared_ptr<States>>& one) noexcept {
+  const std::lock_guard lock(mutex_);
+  news_.splice(news_.end(), one);
+  posted_.notify_one();
 }
 
-std::shared_ptr<Call> Callbacks::take() {
+void Callbacks::run() {
+  for (;;) {
+    turn();
+    statsFile().update();
+  }
+}
+
+void Callbacks::turn() {
+  std::list<std::shared_ptr<States>> news;
   std::unique_lock lock(mutex_);
-  posted_.wait(lock, [this] { return !pending_.isEmpty(); });
-  return pending_.take();
+  const auto isPosted = [this] { return !pending_.isEmpty() || !news_.empty(); };
+  if (!posted_.wait_until(lock, statsFile().due(), isPosted)) return;
+  if (news_.empty()) {
+    std::shared_ptr<Call> call = pending_.take();
+    lock.unlock();
+    return finish(std::move(call));
+  }
+  news.splice(news.end(), news_, news_.begin());
+  const bool mayTell = !silent_;
+  lock.unlock();
+  isInside = true;
+  const auto states = news.front();
+  states->run(news, mayTell);
+  isInside = false;
 }
 
 void Callbacks::finish(std::shared_ptr<Call> call) {
@@ -53,7 +78,9 @@ void Callbacks::finish(std::shared_ptr<Call> call) {
   channel->givePlaceBack();  // a callback may call again
   if (mayBegin()) {
     running = &call;
+    isInside = true;
     call->ending.callback(status, call->ending.userData);
+    isInside = false;
     running = nullptr;
   }
   channel->leave(std::move(call));
@@ -65,7 +92,7 @@ bool Callbacks::mayBegin() {
 }
 
 bool Callbacks::isRunning() {
-  return running != nullptr;
+  return isInside;
 }
 
 u32 Callbacks::drain(Clock::time_point until) {

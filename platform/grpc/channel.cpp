@@ -4,6 +4,7 @@
 
 #include "platform/grpc/callbacks.h"
 #include "platform/grpc/connection.h"
+#include "platform/grpc/connectivity.h"
 #include "platform/grpc/signals.h"
 #include "platform/grpc/watchdog.h"
 
@@ -14,14 +15,32 @@ std::atomic<u64> sequences = 0;
 
 }  // namespace
 
-Channel::Channel(Settings settings) : settings_(std::move(settings)) {
+Channel::Channel(Settings settings) : settings_(std::move(settings)), stats_(settings_.target) {
   const SignalsBlocked blocked;
-  stub_ = std::make_unique<grpc::GenericStub>(connect(settings_));
+  connection_ = connect(settings_);
+  stub_ = std::make_unique<grpc::GenericStub>(connection_);
 }
 
 Channel::~Channel() {
   const SignalsBlocked blocked;
   stub_.reset();
+  connection_.reset();
+}
+
+void Channel::watch(TarnGrpcStateCallback callback, void* data) {
+  states_->tell(callback, data);
+  std::unique_lock lock(mutex_);
+  if (callback == nullptr || std::exchange(isFollowed_, true)) return;
+  lock.unlock();
+  Connectivity::follow(shared_from_this());
+}
+
+void Channel::connectionIs(grpc_connectivity_state state) {
+  if (state == GRPC_CHANNEL_CONNECTING) states_->report(TARN_GRPC_CONNECTING);
+  if (state == GRPC_CHANNEL_TRANSIENT_FAILURE) states_->report(TARN_GRPC_FAILED);
+  if (state != GRPC_CHANNEL_READY) return;
+  if (!settings_.stream) return states_->report(TARN_GRPC_READY);
+  stream_.keepOpen(shared_from_this());
 }
 
 bool Channel::hasRoom(u64 bytes) const {
@@ -36,9 +55,13 @@ u32 Channel::enter(const std::shared_ptr<Call>& call) {
   if (call->ending.isWaitedFor) {
     call->sequence = nextSequence();
     waitedFor_.emplace(call->sequence, call);
+    stats_.accept(call->bytes);
     return TARN_STATUS_OK;
   }
-  if (!hasRoom(call->bytes)) return TARN_GRPC_BUSY;
+  if (!hasRoom(call->bytes)) {
+    stats_.refuse();
+    return TARN_GRPC_BUSY;
+  }
   call->sequence = nextSequence();
   const auto number = underWay_.insert(call->sequence).first;
   try {
@@ -49,11 +72,13 @@ u32 Channel::enter(const std::shared_ptr<Call>& call) {
   }
   ++places_;
   bytes_ += call->bytes;
+  stats_.accept(call->bytes);
   watchdog().watch(call->deadline);
   return TARN_STATUS_OK;
 }
 
 void Channel::withdraw(const std::shared_ptr<Call>& call) {
+  stats_.end({TARN_STATUS_NO_RESOURCES, false, ""}, Clock::now() - call->begin);
   if (!call->ending.isWaitedFor) {
     giveBytesBack(call->bytes);
     givePlaceBack();
@@ -94,7 +119,9 @@ void Channel::leave(std::shared_ptr<Call> call) {
 
 std::shared_ptr<Call> Channel::due(Clock::time_point now, Clock::time_point& next) {
   const std::lock_guard lock(mutex_);
-  next = deadlines_.empty() ? Clock::time_point::max() : deadlines_.begin()->first.first;
+  next = Clock::time_point::max();
+  if (deadlines_.empty()) return nullptr;
+  next = deadlines_.begin()->first.first;
   return next > now ? nullptr : std::move(deadlines_.extract(deadlines_.begin()).mapped());
 }
 
@@ -134,7 +161,16 @@ bool Channel::close(std::chrono::milliseconds patience) {
     call->stop(grpc::CANCELLED);
   }
   stream_.close(Clock::now() + patience);
-  return waitForAll(Clock::now() + patience) && isQuiet;
+  const bool haveLeft = waitForAll(Clock::now() + patience);
+  states_->report(TARN_GRPC_CLOSED);
+  states_->settle(Clock::now() + patience);
+  states_->tell(nullptr, nullptr);
+  return haveLeft && isQuiet;
+}
+
+bool Channel::isClosed() {
+  const std::lock_guard lock(mutex_);
+  return closed_;
 }
 
 u64 nextSequence() {

@@ -9,12 +9,14 @@
 
 #include "platform/grpc/call.h"
 #include "platform/grpc/settings.h"
+#include "platform/grpc/states.h"
 #include "platform/grpc/stream.h"
+#include "platform/grpc/totals.h"
 
 namespace delivery {
 
 /// A connection to a service, and the calls over it. Lives as long as it has a handle or a call.
-class Channel {
+class Channel : public std::enable_shared_from_this<Channel> {
  public:
   /// Throws a SetupError when gRPC refuses the settings.
   explicit Channel(Settings settings);
@@ -25,6 +27,13 @@ class Channel {
   const Settings& settings() const { return settings_; }
   grpc::GenericStub& stub() { return *stub_; }
   Stream& stream() { return stream_; }
+  Stats& stats() { return stats_; }
+  States& states() { return *states_; }
+  const std::shared_ptr<grpc::Channel>& connection() const { return connection_; }
+
+  /// Calls the function as the state changes, and keeps the channel connected from now on.
+  void watch(TarnGrpcStateCallback callback, void* data);
+  void connectionIs(grpc_connectivity_state state);
 
   // A call enters and leaves. An asynchronous or one-way call takes a place and its bytes, and
   // returns each as early as possible.
@@ -47,6 +56,7 @@ class Channel {
   /// Refuses calls from now on, and waits so long for those that are under way; then stops them.
   /// Returns whether it need not.
   bool close(std::chrono::milliseconds patience);
+  bool isClosed();
 
  private:
   using Key = std::pair<Clock::time_point, u64>;  // deadline, number
@@ -59,12 +69,16 @@ class Channel {
   bool waitForAll(Clock::time_point until);
 
   const Settings settings_;
+  std::shared_ptr<grpc::Channel> connection_;
   std::unique_ptr<grpc::GenericStub> stub_;
   Stream stream_;
+  const std::shared_ptr<States> states_ = std::make_shared<States>();
+  ChannelStats stats_;
 
   std::mutex mutex_;
   std::condition_variable left_;
   bool closed_ = false;
+  bool isFollowed_ = false;  // its connection
   u64 places_ = 0;
   u64 bytes_ = 0;
   std::set<u64> underWay_;                          // numbers, of asynchronous and one-way calls

@@ -77,6 +77,10 @@ void* checkedHandle(void* opt) {
                                                      : "opt does not come from TarnGrpc_open");
 }
 
+void* presentHandle(void* opt) {
+  return opt == nullptr ? handleOf(defaultNumber) : opt;
+}
+
 std::shared_ptr<Channel> channelOf(void* handle) {
   Registry& all = registry();
   const std::shared_lock lock(all.mutex);
@@ -85,7 +89,7 @@ std::shared_ptr<Channel> channelOf(void* handle) {
 }
 
 std::shared_ptr<Channel> withdrawChannel(void* handle) {
-  const u64 number = handle == nullptr ? defaultNumber.load() : numberOf(handle);
+  const u64 number = numberOf(presentHandle(handle));
   u64 expected = number;
   defaultNumber.compare_exchange_strong(expected, 0);  // first: the next call makes another
   return withdrawn(number);

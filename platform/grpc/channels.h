@@ -17,9 +17,12 @@ void* openHandle(const TarnGrpcOptions& options);
 /// SetupError for anything else.
 void* checkedHandle(void* opt);
 
+/// Returns the same, NULL that of the default channel, without making one; may be no channel's.
+void* presentHandle(void* opt);
+
 /// The channel of a handle; nullptr if it was closed, or there was none.
 std::shared_ptr<Channel> channelOf(void* handle);
-/// Takes the channel from its handle, which is refused from now on.
+/// Takes the channel from its handle, which is refused from now on; NULL: the default channel.
 std::shared_ptr<Channel> withdrawChannel(void* handle);
 /// The channels in turn: that with the next higher number, nullptr after the last. Begins with 0,
 /// and updates the number.

@@ -12,7 +12,7 @@ namespace delivery {
 namespace {
 
 constexpr int maxReplyBytes = 64 * 1024;
-constexpr int maxAnswersBytes = 1024 * 1024;  // of a stream, in one message
+constexpr int maxAnswersBytes = 1024 * 1024;  // a message of the stream
 constexpr int leastBackoffMs = 100;
 constexpr int mostBackoffMs = 2'000;
 constexpr int connectMs = 5'000;

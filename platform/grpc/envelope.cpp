@@ -37,8 +37,7 @@ class Methods {
 }  // namespace
 
 grpc::ByteBuffer envelopeOf(const std::vector<std::shared_ptr<StreamCall>>& calls) {
-  flatbuffers::grpc::MessageBuilder builder(
-      static_cast<flatbuffers::uoffset_t>(roomFor(calls)));
+  flatbuffers::grpc::MessageBuilder builder(static_cast<flatbuffers::uoffset_t>(roomFor(calls)));
   Methods methods;
   std::vector<flatbuffers::Offset<mqc::MqcCall>> offsets;
   offsets.reserve(calls.size());

@@ -19,6 +19,14 @@ Exchange::Exchange(std::shared_ptr<Channel> channel)
   context_.set_wait_for_ready(channel_->settings().waitForReady);
 }
 
+std::shared_ptr<Exchange> Exchange::make(std::shared_ptr<Channel> channel) {
+  const auto destroy = [](const Exchange* exchange) {
+    const SignalsBlocked blocked;
+    delete exchange;
+  };
+  return {new Exchange(std::move(channel)), destroy};
+}
+
 void Exchange::start(const std::shared_ptr<Exchange>& exchange) {
   Exchange& it = *exchange;
   const SignalsBlocked blocked;

@@ -14,7 +14,7 @@ namespace delivery {
 /// channel's stream.
 class Exchange {
  public:
-  explicit Exchange(std::shared_ptr<Channel> channel);
+  static std::shared_ptr<Exchange> make(std::shared_ptr<Channel> channel);
 
   // Each ends with a step; one read and one write may be under way at a time.
 
@@ -41,13 +41,15 @@ class Exchange {
 
   bool isGreeted = false;  ///< the service has sent its instance number
   bool isWriting = false;
-  bool isLost = false;    ///< nothing can be read any more
-  bool isClosed = false;  ///< nothing may be written any more
+  bool isLost = false;                                 ///< nothing can be read any more
+  bool isClosed = false;                               ///< nothing may be written any more
   Clock::time_point since = Clock::time_point::max();  ///< that it was greeted
   /// Why this side has ended it, for calls that were sent and for those that were not.
   std::optional<std::pair<Result, Result>> verdict;
 
  private:
+  explicit Exchange(std::shared_ptr<Channel> channel);
+
   struct Step final : Event {
     Step(Exchange& whose, void (Stream::*handler)(Exchange&, bool))
         : exchange(whose), report(handler) {}

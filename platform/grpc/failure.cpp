@@ -26,7 +26,8 @@ struct Texts {
 
 /// By gRPC's codes.
 constexpr Texts transportTexts[] = {
-#define BOTH(text) {text, "not sent: " text}
+#define BOTH(text) \
+  { text, "not sent: " text }
     BOTH("a service's status"),
     BOTH("CANCELLED: the service, the connection or the channel's end cancelled the call"),
     BOTH("UNKNOWN: the service failed without saying how"),

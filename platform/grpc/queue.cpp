@@ -10,6 +10,10 @@ namespace {
 /// A longer message takes the others behind it along only if it is the last of them.
 constexpr std::size_t enoughBytes = 256 << 10;
 
+Result copyOf(const Result& failure) {
+  return failed(failure.status, failure.reason);
+}
+
 }  // namespace
 
 std::vector<std::shared_ptr<StreamCall>> Queue::take() {
@@ -41,14 +45,14 @@ void Queue::stop(StreamCall& call, const Result& ifSent, const Result& ifNot) {
   const bool isSent = call.phase_ == StreamCall::Phase::sent;
   const auto found = find(call.sequence);
   found->isOver = !isSent;
-  end(*found, Result(isSent ? ifSent : ifNot));
+  end(*found, copyOf(isSent ? ifSent : ifNot));
   settle();
 }
 
 void Queue::endSent(const Result& result) {
   for (std::size_t i = 0; i < sent_; ++i) {
     calls_[i].isOver = true;
-    end(calls_[i], Result(result));
+    end(calls_[i], copyOf(result));
   }
   settle();
 }
@@ -56,7 +60,7 @@ void Queue::endSent(const Result& result) {
 void Queue::endWaiting(const Result& result) {
   for (Entry& entry : calls_) {
     entry.isOver = true;
-    end(entry, Result(result));
+    end(entry, copyOf(result));
   }
   settle();
 }

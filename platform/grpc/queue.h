@@ -8,8 +8,8 @@
 
 namespace delivery {
 
-/// The calls of a stream in their order: first those that were sent, then those that wait. Their ends
-/// are handed on in the same order. Guarded by the stream's mutex.
+/// The calls of a stream in their order: first those that were sent, then those that wait. Their
+/// ends are handed on in the same order. Guarded by the stream's mutex.
 class Queue {
  public:
   void add(const std::shared_ptr<StreamCall>& call) { calls_.push_back({call->sequence, call}); }

@@ -128,6 +128,25 @@ u32 TarnGrpc_close(void* channel) {
   return closed->close(delivery::lastTime) ? u32{TARN_STATUS_OK} : u32{TARN_GRPC_BUSY};
 }
 
+u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data) {
+  if (delivery::isForked()) return TARN_GRPC_FORKED;
+  void* const handle =
+      delivery::madeBy([&]() -> void* { return delivery::checkedHandle(channel); });
+  const auto watched = delivery::channelOf(handle);
+  if (watched == nullptr) return TARN_STATUS_INVALID;
+  watched->watch(callback, data);
+  return TARN_STATUS_OK;
+}
+
+u32 TarnGrpc_stats(void* channel, TarnGrpcStats* stats) {
+  if (delivery::isForked()) return TARN_GRPC_FORKED;
+  const auto counting = delivery::channelOf(delivery::presentHandle(channel));
+  if (counting == nullptr) return TARN_STATUS_INVALID;
+  TarnGrpcStats counts{};
+  counting->stats().addTo(counts);
+  return delivery::fill(stats, counts) ? u32{TARN_STATUS_OK} : u32{TARN_STATUS_INVALID};
+}
+
 u32 TarnGrpc_drain(u32 ms) {
   if (delivery::isForked()) return TARN_GRPC_FORKED;
   u64 none = 0;

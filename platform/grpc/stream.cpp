@@ -15,8 +15,15 @@ constexpr std::chrono::seconds rotationTime{20};
 /// A service that leaves so many calls unanswered keeps no count.
 constexpr std::size_t mostLate = 100'000;
 
-Result failed(u32 kind, grpc::StatusCode code, std::string reason = "") {
-  return {kind + static_cast<u32>(code), false, std::move(reason)};
+/// Why this side ends a stream: the status of calls that were sent, the code of those that were
+/// not.
+using Verdict = std::pair<u32, grpc::StatusCode>;
+constexpr Verdict rulesBroken = {TARN_GRPC_GARBAGE, grpc::INTERNAL};
+constexpr Verdict noMemory = {u32{TARN_GRPC_TRANSPORT} + grpc::RESOURCE_EXHAUSTED,
+                              grpc::RESOURCE_EXHAUSTED};
+
+Result brokenBy(u32 kind, grpc::StatusCode code, std::string_view reason = "") {
+  return failed(kind + static_cast<u32>(code), reason);
 }
 
 /// The code of a broken stream's calls. The end of one that should go on means that the service is
@@ -33,11 +40,11 @@ grpc::StatusCode codeOf(const grpc::Status& status) {
 }
 
 Result resultOf(const mqc::MqcAnswer& answer) {
-  if (answer.code() == grpc::OK) return {answer.status(), true, ""};
-  const auto code = answer.code() <= grpc::UNAUTHENTICATED ? grpc::StatusCode(answer.code())
-                                                           : grpc::UNKNOWN;
-  return failed(TARN_GRPC_TRANSPORT, code,
-                answer.reason() == nullptr ? "" : answer.reason()->str());
+  if (answer.code() == grpc::OK) return {answer.status(), true, {}};
+  const auto code =
+      answer.code() <= grpc::UNAUTHENTICATED ? grpc::StatusCode(answer.code()) : grpc::UNKNOWN;
+  return brokenBy(TARN_GRPC_TRANSPORT, code,
+                  answer.reason() == nullptr ? "" : answer.reason()->string_view());
 }
 
 }  // namespace
@@ -54,7 +61,7 @@ u32 Stream::send(const std::shared_ptr<StreamCall>& call) {
   Channel& channel = *call->channel;
   std::unique_lock lock(mutex_);
   std::shared_ptr<Exchange> fresh;
-  if (current_ == nullptr) fresh = std::make_shared<Exchange>(call->channel);
+  if (current_ == nullptr) fresh = Exchange::make(call->channel);
   if (const u32 refused = channel.enter(call)) return refused;
   try {
     queue_.add(call);
@@ -70,6 +77,22 @@ u32 Stream::send(const std::shared_ptr<StreamCall>& call) {
   return TARN_STATUS_OK;
 }
 
+void Stream::keepOpen(const std::shared_ptr<Channel>& channel) {
+  std::unique_lock lock(mutex_);
+  if (current_ != nullptr && current_->isGreeted) channel->states().report(TARN_GRPC_READY);
+  if (current_ == nullptr && !channel->isClosed()) reopen(std::move(lock), channel);
+}
+
+void Stream::reopen(std::unique_lock<std::mutex> lock, const std::shared_ptr<Channel>& channel) {
+  std::shared_ptr<Exchange> fresh;
+  try {
+    fresh = Exchange::make(channel);
+  } catch (const std::exception&) {
+    return queue_.endWaiting(failed(TARN_STATUS_NO_RESOURCES));
+  }
+  open(std::move(lock), fresh);
+}
+
 void Stream::open(std::unique_lock<std::mutex> lock, const std::shared_ptr<Exchange>& fresh) {
   current_ = fresh;
   lock.unlock();
@@ -78,7 +101,7 @@ void Stream::open(std::unique_lock<std::mutex> lock, const std::shared_ptr<Excha
   } catch (const std::exception&) {
     lock.lock();
     if (current_ == fresh) current_.reset();
-    queue_.endWaiting({TARN_STATUS_NO_RESOURCES, false, ""});
+    queue_.endWaiting(failed(TARN_STATUS_NO_RESOURCES));
   }
 }
 
@@ -94,17 +117,18 @@ void Stream::push(std::unique_lock<std::mutex> lock) {
     exchange->isWriting = true;
     const auto calls = queue_.take();
     lock.unlock();
-    exchange->write(envelopeOf(calls));
+    const grpc::ByteBuffer envelope = envelopeOf(calls);
     for (const auto& call : calls) call->dropMessage();
+    exchange->write(envelope);
   } catch (const std::exception&) {
     if (!lock.owns_lock()) lock.lock();
     exchange->isWriting = false;
-    refuse(std::move(lock), *exchange, {TARN_STATUS_NO_RESOURCES, grpc::RESOURCE_EXHAUSTED}, "");
+    refuse(std::move(lock), *exchange, noMemory, "");
   }
 }
 
 void Stream::rotate(std::unique_lock<std::mutex> lock) {
-  const auto fresh = std::make_shared<Exchange>(current_->channel());
+  const auto fresh = Exchange::make(current_->channel());
   const std::shared_ptr<Exchange> oldest = std::exchange(former_, current_);
   const std::shared_ptr<Exchange> old = std::exchange(current_, fresh);
   old->isWriting = true;
@@ -117,10 +141,10 @@ void Stream::rotate(std::unique_lock<std::mutex> lock) {
 
 void Stream::stop(StreamCall& call, grpc::StatusCode why) {
   std::unique_lock lock(mutex_);
-  queue_.stop(call, failed(TARN_GRPC_TRANSPORT, why), failed(TARN_GRPC_NOT_SENT, why));
+  queue_.stop(call, brokenBy(TARN_GRPC_TRANSPORT, why), brokenBy(TARN_GRPC_NOT_SENT, why));
   if (queue_.late() > mostLate && current_ != nullptr) {
     const std::shared_ptr<Exchange> exchange = current_;
-    refuse(std::move(lock), *exchange, {TARN_GRPC_GARBAGE, grpc::INTERNAL}, "answers too little");
+    refuse(std::move(lock), *exchange, rulesBroken, "answers too little");
   } else {
     push(std::move(lock));  // if its answer was all that was waited for
   }
@@ -129,10 +153,12 @@ void Stream::stop(StreamCall& call, grpc::StatusCode why) {
 void Stream::close(Clock::time_point latest) {
   std::unique_lock lock(mutex_);
   const std::shared_ptr<Exchange> last = current_;
+  const std::shared_ptr<Exchange> former = former_;
   if (last == nullptr) return;
-  const bool mayEnd = last->mayWrite();
+  const bool mayEnd = last->mayWrite() && !queue_.hasUnanswered();
   if (mayEnd) last->isWriting = last->isClosed = true;
   lock.unlock();
+  if (former != nullptr) former->cancel();
   mayEnd ? last->endWriting() : last->cancel();
   lock.lock();
   const auto hasEnded = [&] { return current_ != last; };
@@ -141,12 +167,12 @@ void Stream::close(Clock::time_point latest) {
   last->cancel();
 }
 
-/// Ends a stream that cannot go on, with these statuses for what was sent and what was not.
+/// Ends a stream that cannot go on.
 void Stream::refuse(std::unique_lock<std::mutex> lock, Exchange& exchange,
                     std::pair<u32, grpc::StatusCode> statuses, const std::string& fault) {
   if (exchange.verdict) return;
-  exchange.verdict = {Result{statuses.first, false, fault},
-                      failed(TARN_GRPC_NOT_SENT, statuses.second, fault)};
+  exchange.verdict = {failed(statuses.first, fault),
+                      brokenBy(TARN_GRPC_NOT_SENT, statuses.second, fault)};
   lock.unlock();
   if (!fault.empty()) shared::report("the service %s: the stream is ended", fault.c_str());
   exchange.cancel();
@@ -165,11 +191,15 @@ void Stream::received(Exchange& exchange, bool ok) {
     if (isLast) exchange.finish();
     return;
   }
-  const std::string fault = take(exchange);
-  if (fault.empty()) {
-    push(std::move(lock));
-  } else {
-    refuse(std::move(lock), exchange, {TARN_GRPC_GARBAGE, grpc::INTERNAL}, fault);
+  try {
+    const std::string fault = take(exchange);
+    if (fault.empty()) {
+      push(std::move(lock));
+    } else {
+      refuse(std::move(lock), exchange, rulesBroken, fault);
+    }
+  } catch (const std::exception&) {
+    refuse(std::move(lock), exchange, noMemory, "");
   }
   exchange.read();
 }
@@ -184,6 +214,10 @@ std::string Stream::take(Exchange& exchange) {
     if (root->instance() == 0) return "sends no instance number first";
     exchange.isGreeted = true;
     exchange.since = Clock::now();
+    States& states = exchange.channel()->states();
+    const u64 last = std::exchange(instance_, root->instance());
+    if (last != 0 && last != instance_) states.report(TARN_GRPC_RESTARTED);
+    states.report(TARN_GRPC_READY);
   }
   if (root->answers() == nullptr) return "";
   for (const mqc::MqcAnswer* answer : *root->answers()) {
@@ -211,7 +245,11 @@ void Stream::finished(Exchange& exchange, bool) {
   current_.reset();
   ended_.notify_all();
   end(exchange);
-  if (queue_.hasWaiting()) open(std::move(lock), std::make_shared<Exchange>(channel));
+  if (channel->isClosed()) return;
+  channel->states().report(TARN_GRPC_FAILED);
+  // One that was good is worth another try; after that, the connection's next state is waited for.
+  const bool isKept = exchange.isGreeted && channel->states().isWatched();
+  if (queue_.hasWaiting() || isKept) reopen(std::move(lock), channel);
 }
 
 /// Ends the calls of a broken stream.
@@ -222,11 +260,11 @@ void Stream::end(const Exchange& exchange) {
   }
   const grpc::StatusCode code = codeOf(exchange.status());
   const std::string& reason = exchange.status().error_message();
-  queue_.endSent(failed(TARN_GRPC_TRANSPORT, code, reason));
+  queue_.endSent(brokenBy(TARN_GRPC_TRANSPORT, code, reason));
   // Where callers wait for a service, those that were not sent go on to wait for the next.
   const bool goesOn = exchange.isGreeted && code == grpc::UNAVAILABLE &&
                       exchange.channel()->settings().waitForReady;
-  if (!goesOn) queue_.endWaiting(failed(TARN_GRPC_NOT_SENT, code, reason));
+  if (!goesOn) queue_.endWaiting(brokenBy(TARN_GRPC_NOT_SENT, code, reason));
 }
 
 }  // namespace delivery

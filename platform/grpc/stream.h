@@ -7,14 +7,16 @@ namespace delivery {
 
 class Exchange;
 
-/// The ordered stream of a channel: calls are sent in the order in which they are handed over, those
-/// that wait while a message is being sent together in the next. It is opened for a call; once it is
-/// broken, the next call opens another.
+/// The ordered stream of a channel: calls are sent in the order in which they are handed over,
+/// those that wait while a message is being sent together in the next. It is opened for a call;
+/// once it is broken, the next call opens another.
 class Stream {
  public:
   /// Returns a status; throws on allocation failure.
   u32 send(const std::shared_ptr<StreamCall>& call);
   void stop(StreamCall& call, grpc::StatusCode why);
+  /// Opens it before a call needs it.
+  void keepOpen(const std::shared_ptr<Channel>& channel);
   /// Ends it, when no calls are left; at the latest at that time.
   void close(Clock::time_point latest);
 
@@ -29,6 +31,7 @@ class Stream {
   // These take over the lock, and release it.
   void push(std::unique_lock<std::mutex> lock);
   void open(std::unique_lock<std::mutex> lock, const std::shared_ptr<Exchange>& fresh);
+  void reopen(std::unique_lock<std::mutex> lock, const std::shared_ptr<Channel>& channel);
   void rotate(std::unique_lock<std::mutex> lock);
   void refuse(std::unique_lock<std::mutex> lock, Exchange& exchange,
               std::pair<u32, grpc::StatusCode> statuses, const std::string& fault);
@@ -41,6 +44,7 @@ class Stream {
   std::mutex mutex_;  // not held while gRPC is called
   Queue queue_;
   std::shared_ptr<Exchange> current_;  // nullptr: the next call opens one
+  u64 instance_ = 0;                   // the service's, over the last stream
   std::shared_ptr<Exchange> former_;   // that ends after its calls
 };
 

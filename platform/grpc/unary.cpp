@@ -74,7 +74,7 @@ std::shared_ptr<Call> UnaryCall::release() {
 
 void UnaryCall::stop(grpc::StatusCode why) {
   stopped_ = why;
-  if (ending.isWaitedFor) finish({TARN_GRPC_TRANSPORT + static_cast<u32>(why), false, ""});
+  if (ending.isWaitedFor) finish(failed(TARN_GRPC_TRANSPORT + static_cast<u32>(why)));
   const SignalsBlocked blocked;
   context_.TryCancel();
 }
@@ -82,14 +82,14 @@ void UnaryCall::stop(grpc::StatusCode why) {
 Result UnaryCall::result() const {
   if (status_.ok()) {
     const auto status = statusIn(reply_);
-    return status ? Result{*status, true, ""} : Result{TARN_GRPC_GARBAGE, false, ""};
+    return status ? Result{*status, true, {}} : failed(TARN_GRPC_GARBAGE);
   }
   // gRPC reports a call that was stopped as cancelled.
   const grpc::StatusCode stopped = stopped_;
   const bool isStopped = stopped != grpc::OK && status_.error_code() == grpc::CANCELLED;
   const grpc::StatusCode code = isStopped ? stopped : status_.error_code();
-  return {TARN_GRPC_TRANSPORT + static_cast<u32>(code), false,
-          isStopped ? "" : status_.error_message()};
+  return failed(TARN_GRPC_TRANSPORT + static_cast<u32>(code),
+                isStopped ? "" : status_.error_message());
 }
 
 void UnaryCall::happened(bool) {
@@ -97,7 +97,7 @@ void UnaryCall::happened(bool) {
   try {
     finish(result());
   } catch (const std::exception&) {
-    finish({TARN_STATUS_NO_RESOURCES, false, ""});
+    finish(failed(TARN_STATUS_NO_RESOURCES));
   }
   channel->ended(std::move(self));
 }

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14, late = TARN_GRPC_TRANSPORT + 4;
-
 std::atomic<long> clockAhead = 0;  // seconds, of the wall clock before the kernel's
 std::atomic<bool> isPrivileged = false;
 constexpr char slowFile[] = "/slow";  // whose opening takes for ever

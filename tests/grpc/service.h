@@ -52,6 +52,12 @@ struct Message {
   std::string path, bytes;  // in hexadecimal pairs
 };
 
+/// How a call ended that nobody took.
+constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14, late = TARN_GRPC_TRANSPORT + 4;
+constexpr u32 notSent = TARN_GRPC_NOT_SENT - TARN_GRPC_TRANSPORT;  // more, over a stream
+
+constexpr u32 minute = 60'000;
+
 class ServiceTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -105,22 +111,35 @@ class ServiceTest : public testing::Test {
     if (options.size == 0) options.size = sizeof options;
     if (options.target == nullptr) options.target = target.c_str();
     if (options.deadlineMs == 0) options.deadlineMs = 60'000;
+    options.stream |= stream_;
     return TarnGrpc_open(&options);
   }
 
-  /// What the service received, in the order of the calls.
-  std::vector<Message> received() const {
+  /// What the service received, in that order.
+  std::vector<Message> arrived() const {
     std::vector<Message> all;
     std::ifstream in(dir / "received");
     for (Message m; in >> m.sequence >> m.path && std::getline(in >> std::ws, m.bytes);) {
       all.push_back(m);
     }
+    return all;
+  }
+  /// The same in the order of the calls.
+  std::vector<Message> received() const {
+    std::vector<Message> all = arrived();
     std::sort(all.begin(), all.end(), [](auto& a, auto& b) { return a.sequence < b.sequence; });
     return all;
   }
 
   u32 call(void* opt) const { return MqcFesIntf_sendClassifierTemplate(&request, opt); }
   u32 oneway(void* opt) const { return MqcFesIntf_sendClassifierTemplate_oneway(&request, opt); }
+
+  /// Sets the way of the channels that open() makes, and of other processes'.
+  void travel(u32 stream) {
+    setenv("TARN_GRPC_STREAM", "1", 1);
+    if (stream == 0) unsetenv("TARN_GRPC_STREAM");
+    stream_ = stream;
+  }
 
   const MQC_ClassifierTemplate request{1, {}, 0, 0, 0, 0, 0};
   std::filesystem::path dir;
@@ -129,6 +148,7 @@ class ServiceTest : public testing::Test {
  private:
   std::string name_ = testing::TempDir() + "mqcXXXXXX";
   pid_t pid_ = 0;
+  u32 stream_ = 0;
 };
 
 /// The results that the callbacks of asynchronous calls received.

@@ -238,7 +238,6 @@ TEST_F(GrpcSetup, CertificatesAreAskedOfBothSides) {
   wrongClient.key = "forged.key";
   noClient.cert = noClient.key = nullptr;
   wrongName.serverName = "other.test";
-  const u32 unavailable = TARN_GRPC_TRANSPORT + 14;
   std::filesystem::copy_file("ca.crt", "cut.crt");
   std::filesystem::resize_file("cut.crt", 300);
   TarnGrpcOptions cut = good, weak = good, strangersKey = good, noKey = good;

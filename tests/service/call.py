@@ -1,7 +1,8 @@
 """Sends captured messages as they are and prints a line for each: method, then the reply's status or
 gRPC's code. TARN_GRPC_CA, _CERT, _KEY: PEM files for TLS.
 
-With TARN_CALL_GZIP they are compressed. usage: call.py TARGET FILE...
+With TARN_CALL_GZIP they are compressed; with TARN_CALL_STREAM they travel over a stream, in messages of one, two,
+three ... calls. usage: call.py TARGET FILE...
 """
 import os
 import re
@@ -28,11 +29,14 @@ def status_in(reply):
     return table.Get(Uint32Flags, table.Pos + place) if place else 0
 
 
-def call(connection, path, sequence):
-    method = re.match(r"\d+-(\w+)\.", os.path.basename(path)).group(1)
-    send = connection.unary_unary("/MqcFesIntf/" + method)
+def read(path):
+    """Method and message."""
     with open(path, "rb") as file:
-        message = file.read()
+        return re.match(r"\d+-(\w+)\.", os.path.basename(path)).group(1), file.read()
+
+
+def call(connection, method, message, sequence):
+    send = connection.unary_unary("/MqcFesIntf/" + method)
     try:
         reply = send(message, timeout=10, compression=COMPRESSION, metadata=[("mqc-sequence", str(sequence))])
         return f"{method} {status_in(reply)}"
@@ -40,6 +44,26 @@ def call(connection, path, sequence):
         return f"{method} {error.code().name}"
 
 
+def call_over_stream(connection, requests):
+    stream = Stream(connection)
+    rows = [(number, *request) for number, request in enumerate(requests, start=1)]
+    size = 1
+    while rows:
+        stream.send(calls(*rows[:size]))
+        rows, size = rows[size:], size + 1
+    answers, *end = stream.end()
+    if [number for number, _ in answers] != [*range(1, len(requests) + 1)] or end != ["OK", ""]:
+        sys.exit(f"call.py: {end}, {answers}")
+    for (method, _), (_, outcome) in zip(requests, answers):
+        print(method, str(outcome).split(":")[0])
+
+
+requests = [read(path) for path in sys.argv[2:]]
 with channel(sys.argv[1]) as connection:
-    for number, path in enumerate(sys.argv[2:], start=1):
-        print(call(connection, path, number))
+    if os.environ.get("TARN_CALL_STREAM"):
+        from stream import Stream, calls
+
+        call_over_stream(connection, requests)
+    else:
+        for number, request in enumerate(requests, start=1):
+            print(call(connection, *request, number))

@@ -6,27 +6,32 @@ source=$1 tarn_serve=$2 send_all=$3
 . "$source/tests/service/common.sh"
 capture_all
 
-# Every message: answered, listed, shown and kept unchanged.
-mkdir kept
-serve out --listen "unix:$work/socket" --json --capture kept --status 7 \
-  --status sendRuleMac=4294967295
-call "$address" "${first[@]}" >answers
-[ "$(grep -c ' 7$' answers)" -eq $((messages - 2)) ] && [ "$(grep -c '^sendRuleMac 4294967295$' answers)" -eq 2 ] ||
-  fail "not the statuses that were asked for: $(cat answers)"
-number=0
-for file in "${first[@]}"; do
-  number=$((number + 1))
-  name=${file##*/} name=${name#*-}
-  IFS=. read -r method encoding _ <<<"$name"
-  echo "$method $(stat -c %s "$file") $encoding #$number" >>expected
-  cmp "$file" "kept/$(printf %04d $number)-$name" || fail "$name is not kept as it was sent"
-done
-grep -E '^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ' out | sed -E 's/^[^ ]+ //; s/ \{.*//; s/ +/ /g' |
-  diff expected - || fail "not a line for each message"
-inspected kept/*.bin >inspected
-grep -o '{.*' out | "$python" -c 'import json, sys
+# Every message: answered, listed, shown and kept unchanged, over a stream and by itself.
+for TARN_CALL_STREAM in 1 ""; do
+  export TARN_CALL_STREAM
+  rm -rf kept expected
+  mkdir kept
+  serve out --listen "unix:$work/socket" --json --capture kept --status 7 \
+    --status sendRuleMac=4294967295
+  call "$address" "${first[@]}" >answers
+  [ "$(grep -c ' 7$' answers)" -eq $((messages - 2)) ] && [ "$(grep -c '^sendRuleMac 4294967295$' answers)" -eq 2 ] ||
+    fail "not the statuses that were asked for: $(cat answers)"
+  number=0
+  for file in "${first[@]}"; do
+    number=$((number + 1))
+    name=${file##*/} name=${name#*-}
+    IFS=. read -r method encoding _ <<<"$name"
+    echo "$method $(stat -c %s "$file") $encoding #$number" >>expected
+    cmp "$file" "kept/$(printf %04d $number)-$name" || fail "$name is not kept as it was sent"
+  done
+  grep -E '^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ' out | sed -E 's/^[^ ]+ //; s/ \{.*//; s/ +/ /g' |
+    diff expected - || fail "not a line for each message"
+  inspected kept/*.bin >inspected
+  grep -o '{.*' out | "$python" -c 'import json, sys
 sys.exit([*map(json.loads, sys.stdin)] != [*map(json.loads, open("inspected"))])' ||
-  fail "--json shows other messages than tarn-inspect"
+    fail "--json shows other messages than tarn-inspect"
+  [ -z "$TARN_CALL_STREAM" ] || end TERM
+done
 
 # What cannot be answered, and the totals.
 mkdir bad
@@ -78,9 +83,12 @@ for number in range(400):
     open(os.path.join("damaged", name), "wb").write(message)
 END
 serve out --listen 127.0.0.1:0 --json
-call "$address" damaged/* >answers
+for stream in "" 1; do
+  TARN_CALL_STREAM=$stream call "$address" damaged/* >"answers$stream"
+done
 [ "$(grep -cE ' (0|INVALID_ARGUMENT)$' answers)" -eq 400 ] || fail "damaged: $(sort answers | uniq -c)"
 [ "$(grep -c INVALID answers)" -gt 100 ] || fail "hardly a damaged message is refused"
+diff answers answers1 || fail "damaged messages are answered otherwise over a stream"
 end INT
 [ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGINT: status $status, $(cat out.err)"
 

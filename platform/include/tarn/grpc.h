@@ -21,6 +21,7 @@
  * | `TARN_GRPC_CA` | PEM file: TLS, with services whose certificates these sign | no TLS |
  * | `TARN_GRPC_CERT`, `TARN_GRPC_KEY` | PEM files: this client's certificate and key | none |
  * | `TARN_GRPC_SERVER_NAME` | the name in the service's certificate | the target's |
+ * | `TARN_GRPC_STATS` | file for the counts of all channels of the process | none |
  *
  * A set-user-id or set-group-id program, or one with file capabilities, ignores all of them.
  * TarnGrpc_open() makes other channels. A set-up that cannot work (a number out of range, a target
@@ -55,6 +56,14 @@
  * calls have ended; after that no callback begins, and one that has begun goes on. A callback may
  * end the process: no other callback begins then. Exit handlers may make calls, if they were
  * registered after the program had begun.
+ *
+ * **Counts.** TarnGrpc_stats() returns a channel's. With `TARN_GRPC_STATS`, which is read at the
+ * process's first set-up, TarnGrpc_open() included, the counts of all channels are in that file in
+ * Prometheus' text format: those of channels with the same target together, closed channels
+ * included, so that no counter falls. The file is replaced as a whole, every 5 seconds and at the
+ * end of the exit, by the thread that runs callbacks: a callback that hangs delays it, and a slow
+ * disk delays callbacks, but no deadline and no synchronous call. A failure to write is reported in
+ * one line on stderr, once until a write succeeds.
  *
  * **fork.** A child of a process whose first set-up had passed its checks has no channel: its calls
  * return TARN_GRPC_FORKED at once; the parent's calls are not affected. Let the child `exec`.
@@ -128,6 +137,76 @@ void* TarnGrpc_open(const TarnGrpcOptions* options);
  * what is no open channel, TARN_STATUS_DEADLOCK in a callback and TARN_GRPC_FORKED in a child
  */
 u32 TarnGrpc_close(void* channel);
+
+/** What a channel comes to. */
+typedef enum TarnGrpcState {
+  TARN_GRPC_CONNECTING = 1, /**< It looks for the service. */
+  TARN_GRPC_READY = 2,      /**< It is connected; its stream, if it has one, is open. */
+  TARN_GRPC_FAILED = 3,     /**< No connection, or the stream has ended; it tries again. */
+  TARN_GRPC_CLOSED = 4,     /**< TarnGrpc_close; the last state. */
+  TARN_GRPC_RESTARTED = 5   /**< Over a stream, before READY: the service has been started since the
+                               channel's last stream, and knows nothing of what was sent before. */
+} TarnGrpcState;
+
+/** Receives a channel's state, and what TarnGrpc_onState was given. */
+typedef void (*TarnGrpcStateCallback)(TarnGrpcState state, void* data);
+
+/**
+ * Reports a channel's states from now on, and keeps it connected without calls, too, with its
+ * stream open. Reports come between the callbacks of calls, on their thread, under the same rules;
+ * states that follow each other faster than they can be reported are left out, but no RESTARTED.
+ *
+ * With several services behind one target, RESTARTED is also reported when another one is reached.
+ *
+ * @param channel  from TarnGrpc_open; NULL: the channel of calls whose `opt` is NULL
+ * @param callback in place of an earlier one; NULL ends the reports
+ * @param data     passed to callback; to be kept until CLOSED, or, once another callback was set,
+ * for as long as the former may be running
+ * @return 0; TARN_STATUS_INVALID for what is no open channel, TARN_GRPC_FORKED in a child
+ */
+u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data);
+
+/** Buckets of a channel's latencies. */
+#define TARN_GRPC_LATENCIES 32
+
+/**
+ * What a channel has done since it was made. A call is counted once the runtime has accepted it;
+ * one that lacks something, cannot be encoded or is late before it is handed over is in no count.
+ * Each accepted call is either under way or has ended in one of seven ways.
+ */
+typedef struct TarnGrpcStats {
+  u32 size; /**< Set by the caller: sizeof(TarnGrpcStats). Returns as the bytes that were filled. */
+  u64 calls;    /**< Calls accepted. */
+  u64 bytes;    /**< Bytes of their messages. */
+  u64 busy;     /**< Calls refused with TARN_GRPC_BUSY; not in `calls`. */
+  u64 underWay; /**< Accepted calls without a result. A callback may still have to run later. */
+
+  u64 succeeded;   /**< Ended: the service answered 0. */
+  u64 answered;    /**< Ended: it answered with another status. */
+  u64 late;        /**< Ended: deadline exceeded (1004); the service may have acted. */
+  u64 unavailable; /**< Ended: no connection (1014); the service may have acted. */
+  u64 notSent;     /**< Ended: certainly not sent (TARN_GRPC_NOT_SENT plus any code). */
+  u64 garbage;     /**< Ended: TARN_GRPC_GARBAGE. */
+  u64 failed;      /**< Ended in any other way, such as a refusal by the service. */
+
+  u64 nanoseconds; /**< From begin to result, the sum of all calls that have ended. */
+  /**
+   * Calls that have ended, by the time from begin to result: [0] at most 1 microsecond, [i] more
+   * than 2^(i-1) and at most 2^i microseconds, the last all that took longer than 2^30 (18 minutes).
+   */
+  u64 latency[TARN_GRPC_LATENCIES];
+} TarnGrpcStats;
+
+/**
+ * Reads a channel's counts. Calls may begin and end meanwhile; each is in either state.
+ *
+ * @param channel from TarnGrpc_open; NULL: the channel of calls whose `opt` is NULL
+ * @param stats its size is set; of a struct that a later version has made longer, the bytes for
+ * which the caller has room are filled, and bytes that this version does not know stay as they are
+ * @return 0; without a change, TARN_STATUS_INVALID for what is no open channel, for NULL and for a
+ * size less than that of version 1.1.0, and TARN_GRPC_FORKED in a child
+ */
+u32 TarnGrpc_stats(void* channel, TarnGrpcStats* stats);
 
 /**
  * Waits until all asynchronous and one-way calls made so far have ended, callbacks included.
