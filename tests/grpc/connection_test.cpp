@@ -1,12 +1,14 @@
 // Connections that outlive what they began with: certificates are replaced, services come and go.
 
+#include <array>
+#include <chrono>
+#include <iterator>
 #include <thread>
 
 #include "grpc/service.h"
 
 namespace {
 
-constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14;
 constexpr u32 unauthenticated = TARN_GRPC_TRANSPORT + 16;
 
 /// Tries again, for a minute at most, until the condition holds.
