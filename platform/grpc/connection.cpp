@@ -3,6 +3,9 @@
 #include <grpcpp/create_channel.h>
 #include <grpcpp/security/tls_credentials_options.h>
 
+#include <system_error>
+#include <thread>
+
 #include "platform/grpc/failure.h"
 #include "platform/grpc/log.h"
 #include "platform/grpc/service_config.h"
@@ -40,10 +43,20 @@ grpc::ChannelArguments argumentsOf(const Settings& settings) {
   return arguments;
 }
 
+/// gRPC would follow no files if it could not start the thread for that, and not say so.
+void checkThreads() {
+  try {
+    std::thread([] {}).join();
+  } catch (const std::system_error& error) {
+    throw SetupError(std::string("no thread could be started: ") + error.what());
+  }
+}
+
 /// Credentials that follow the files: connections made after a change use their new contents.
 std::shared_ptr<grpc::ChannelCredentials> credentialsOf(const Settings& settings) {
   using namespace grpc::experimental;
   if (settings.ca.empty()) return grpc::InsecureChannelCredentials();
+  checkThreads();
   TlsChannelCredentialsOptions options;
   options.set_certificate_provider(std::make_shared<FileWatcherCertificateProvider>(
       settings.key, settings.cert, settings.ca, filesSeconds));

@@ -1,12 +1,14 @@
 // Connections that outlive what they began with: certificates are replaced, services come and go.
 
+#include <array>
+#include <chrono>
+#include <iterator>
 #include <thread>
 
 #include "grpc/service.h"
 
 namespace {
 
-constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14;
 constexpr u32 unauthenticated = TARN_GRPC_TRANSPORT + 16;
 
 /// Tries again, for a minute at most, until the condition holds.
@@ -195,11 +197,21 @@ TEST_F(GrpcBalance, UnwellServicesGetNoCallsIfHealthIsChecked) {
   expectCalls(openAll(R"({"loadBalancingConfig": [{"round_robin": {}}]})"), {1});
 }
 
-TEST_F(GrpcBalance, TimeoutsOfMethodsEndTheirCalls) {
-  for (Place& place : places_) begin(place, "slow");
-  const char config[] = R"({"methodConfig": [{"timeout": "0.01s", "name": [
-      {"service": "MqcFesIntf", "method": "sendClassifierTemplate"}]}]})";
-  EXPECT_EQ(call(openAll(config)), TARN_GRPC_TRANSPORT + 4);
+using GrpcServiceConfig = ServiceTest;
+
+TEST_F(GrpcServiceConfig, TimeoutsHoldAndNothingIsSentTwice) {
+  serve("slow");
+  EXPECT_EQ(call(open({.serviceConfig = R"({"methodConfig": [{"timeout": "0.01s", "name": [
+      {"service": "MqcFesIntf", "method": "sendClassifierTemplate"}]}]})"})),
+            TARN_GRPC_TRANSPORT + 4);
+  stop();
+  std::filesystem::remove(dir / "received");
+  serve("refuse");
+  EXPECT_EQ(call(open({.serviceConfig = R"({"methodConfig": [{"name": [{}], "retryPolicy": {
+      "maxAttempts": 3, "initialBackoff": "0.01s", "maxBackoff": "0.01s", "backoffMultiplier": 1,
+      "retryableStatusCodes": ["PERMISSION_DENIED"]}}]})"})),
+            TARN_GRPC_TRANSPORT + 7);
+  EXPECT_EQ(received().size(), 1u);
 }
 
 }  // namespace

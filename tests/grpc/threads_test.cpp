@@ -24,17 +24,29 @@ namespace {
 
 using GrpcThreads = ServiceTest;
 
+constexpr char refusal[] = "no thread could be started: Resource temporarily unavailable";
+
 TEST_F(GrpcThreads, TooFewAreAStatus) {
   for (const int some : {0, 1, 2, 4}) {
     inChild([&] {
       threadsLeft = some;
       EXPECT_EQ(open(), nullptr);
-      EXPECT_STREQ(TarnGrpc_lastError(),
-                   "no thread could be started: Resource temporarily unavailable");
+      EXPECT_STREQ(TarnGrpc_lastError(), refusal);
       threadsLeft = 1000;
       EXPECT_EQ(call(open()), TARN_GRPC_TRANSPORT + 14);
     });
   }
+}
+
+TEST_F(GrpcThreads, CertificatesThatNobodyWouldFollowAreRefused) {
+  ASSERT_EQ(exitStatus(start({SERVICE_DIR "/certificates.sh", dir})), 0);
+  const std::string ca = dir / "ca.crt";
+  inChild([&] {
+    EXPECT_NE(open(), nullptr);
+    threadsLeft = 0;
+    EXPECT_EQ(open({.ca = ca.c_str()}), nullptr);
+    EXPECT_STREQ(TarnGrpc_lastError(), refusal);
+  });
 }
 
 }  // namespace

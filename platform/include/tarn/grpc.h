@@ -24,19 +24,30 @@
  * | `TARN_GRPC_DEADLINE_MS` | how long a call may take, 1 to 3600000 | 10000 |
  * | `TARN_GRPC_FULL` | 1: send the full encoding, where a method has one | 0 |
  * | `TARN_GRPC_WAIT` | 1: wait for a service that cannot be reached, within the deadline | 0 |
+ * | `TARN_GRPC_STREAM` | 1: calls travel in order over one stream | 0 |
  * | `TARN_GRPC_MAX_IN_FLIGHT` | asynchronous and one-way calls in flight, 1 to 100000 | 2000 |
  * | `TARN_GRPC_MAX_BYTES` | bytes of their messages in flight, 1 to 2^40 | 268435456 |
  * | `TARN_GRPC_CA` | PEM file: TLS, with services whose certificates these sign | no TLS |
  * | `TARN_GRPC_CERT`, `TARN_GRPC_KEY` | PEM files: this client's certificate and key | none |
  * | `TARN_GRPC_SERVER_NAME` | the name in the service's certificate | the target's |
+ * | `TARN_GRPC_SERVICE_CONFIG` | gRPC's service configuration, JSON of at most 1 MiB | none |
  * | `TARN_GRPC_STATS` | file for the counts of all channels of the process | none |
  *
  * A set-user-id or set-group-id program, or one with file capabilities, ignores all of them.
  * TarnGrpc_open() makes other channels. A set-up that cannot work (a number out of range, a target
- * without a port, a damaged certificate, another certificate's key, fewer than 8 free file
- * descriptors, no thread, a `GRPC_POLL_STRATEGY` on which gRPC would abort) yields no handle: calls
- * return TARN_STATUS_INVALID, each reports the reason in one line on stderr, and
- * TarnGrpc_lastError() returns the same text. The next call tries again.
+ * without a port, a damaged certificate, another certificate's key, a service configuration that
+ * gRPC refuses, fewer than 8 free file descriptors, no thread, a `GRPC_POLL_STRATEGY` on which gRPC
+ * would abort) yields no handle: calls return TARN_STATUS_INVALID, each reports the reason in one
+ * line on stderr, and TarnGrpc_lastError() returns the same text. The next call tries again.
+ *
+ * **Certificates.** A thread of each channel with TLS looks at its files every 5 seconds; new
+ * connections use what they hold, while connections that stand are kept, and calls with them.
+ * Replace certificate and key together. While a file is missing or damaged, or the key belongs to
+ * another certificate, no connection can be made: calls that need one fail with gRPC's code 14.
+ *
+ * **Service configuration.** Passed to gRPC as it is, and the only one: those in DNS are not read.
+ * Retries stay off, as a service may act on each; no member that gRPC does not know, no
+ * experimental policy and no backslash is accepted, and health checks only with `round_robin`.
  *
  * **Calls.** A synchronous call returns when the service has answered, or at its deadline. An
  * asynchronous call that returns 0 runs its callback exactly once, perhaps before it returns;
@@ -145,7 +156,8 @@ typedef struct TarnGrpcOptions {
  * Makes a channel, which connects at the first call and lives until it is closed, or as long as the
  * process.
  *
- * @param options the settings; they and their files are read before the function returns
+ * @param options the settings; they and their files are read before the function returns, and the
+ * files again as long as the channel lives
  * @return the `opt` for calls; NULL, with a line on stderr, when the options cannot work
  */
 void* TarnGrpc_open(const TarnGrpcOptions* options);
