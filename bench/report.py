@@ -1,13 +1,12 @@
 """Prints what the runs of mqc_bench say and draws it.
 
-usage: report.py [--delivery] DIRECTORY [PAGE]
+usage: report.py DIRECTORY [PAGE]
 
 DIRECTORY holds, for each compiler, COMPILER.list, what mqc_bench --list printed, and
 COMPILER.N.run, the JSON of one process's timings or one callgrind profile with a part for each
 contestant; COMPILER-then.N.run is the same with another commit's library. Of a process's
 repetitions the fastest counts; ratios are formed within a run and pooled over the runs by their
-geometric mean. Plots go into DIRECTORY, or into pictures/ next to PAGE, whose figures are replaced. With
---delivery it holds delivery.json, the timings of delivery_bench.
+geometric mean. Plots go into DIRECTORY, or into pictures/ next to PAGE, whose figures are replaced.
 """
 
 import json
@@ -20,6 +19,8 @@ import time
 import matplotlib
 import numpy as np
 from matplotlib import pyplot
+
+matplotlib.rcParams.update({"svg.hashsalt": "mqc_bench", "svg.fonttype": "none", "font.size": 8})
 
 COUNTS = ("1", "64", "4096")
 COUNTED_TURNS = 64  # encodings in one part of a callgrind profile
@@ -237,8 +238,6 @@ def plot_batch(by_compiler, path):
 
 
 def plot(by_compiler, directory):
-    matplotlib.rcParams.update({"svg.hashsalt": "mqc_bench", "svg.fonttype": "none",
-                                "font.size": 8})
     for name, draw in (("messages", plot_messages), ("records", plot_records),
                        ("batch", plot_batch)):
         draw(by_compiler, directory / f"performance_{name}.svg")
@@ -263,37 +262,10 @@ def update(page, lines, what="figures"):
     page.write_text(text)
 
 
-def delivery(directory):
-    """Calls over gRPC: microseconds and the ratio, medians over the repetitions; calls a second."""
-    found = {}
-    for row in json.loads((directory / "delivery.json").read_text())["benchmarks"]:
-        if "error_message" in row:
-            sys.exit(f"report.py: {row['name']}: {row['error_message']}")
-        if row["run_type"] == "iteration":
-            who = row["run_name"].replace("/real_time", "").replace("/threads:", " ")
-            found.setdefault(who, []).append(row["items_per_second"])
-    rates = {who: np.median(several) for who, several in found.items()}
-    ours, bare = rates["call/ours"], rates["call/bare"]
-    yield f"synchronous call, microseconds: {1e6 / ours:.1f}, bare gRPC {1e6 / bare:.1f}"
-    yield from verdicts(["gcc"], [[("synchronous call / bare gRPC", 1.05, False, bare / ours)]])
-    for threads in (2, 4, 8, 16):
-        yield (f"calls a second, {threads:2} threads: {rates[f'threads/ours {threads}']:9,.0f}, "
-               f"bare gRPC {rates[f'threads/bare {threads}']:9,.0f}")
-    yield f"calls a second, 1000 asynchronous calls in flight: {rates['async/ours']:9,.0f}"
-
-
 def main():
-    over_grpc = sys.argv[1:2] == ["--delivery"]
-    arguments = sys.argv[2:] if over_grpc else sys.argv[1:]
-    if len(arguments) not in (1, 2):
-        sys.exit("usage: report.py [--delivery] DIRECTORY [PAGE]")
-    directory, *pages = map(pathlib.Path, arguments)
-    if over_grpc:
-        lines = list(delivery(directory))
-        print(*lines, sep="\n")
-        if pages:
-            update(pages[0], lines, "delivery")
-        return
+    if len(sys.argv) not in (2, 3):
+        sys.exit("usage: report.py DIRECTORY [PAGE]")
+    directory, *pages = map(pathlib.Path, sys.argv[1:])
     by_compiler = {compiler: Results(directory, compiler) for compiler in STYLES}
     thens = {compiler: Results(directory, compiler, "-then") for compiler in STYLES
              if list(directory.glob(f"{compiler}-then.*.run"))}
@@ -310,4 +282,5 @@ def main():
         update(pages[0], lines)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -77,4 +77,9 @@
   BOTH(SpsaBrkConfigIfCfg, SPSA_BrkIfCfgMsg)               \
   BOTH(SpsaBrkConfigWhiteList, SPSA_BrkWhiteListMsg)
 
+#define MQC_ONE(m, Type) +1
+/** The number of methods. */
+enum { MQC_METHOD_COUNT = 0 MQC_FES_INTF_METHODS(MQC_ONE, MQC_ONE) };
+#undef MQC_ONE
+
 #endif

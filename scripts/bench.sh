@@ -93,15 +93,15 @@ count_all() {
 }
 
 # Debian's Python, which has Debian's matplotlib, whatever else is on the machine.
-report() { /usr/bin/python3 bench/report.py "$@" "${page[@]}"; }
+report() { /usr/bin/python3 "bench/$1.py" "$results" "${page[@]}"; }
 
 time_delivery() {
   build gcc . build/bench-gcc delivery_bench
-  build/bench-gcc/bench/delivery_bench --benchmark_repetitions=9 --benchmark_min_time=0.3 \
+  build/bench-gcc/bench/delivery_bench --benchmark_repetitions=9 --benchmark_min_time=0.1 \
     --benchmark_enable_random_interleaving=true --benchmark_out_format=json \
     --benchmark_out="$results/delivery.json" >/dev/null 2>"$results/delivery.log" ||
     { cat "$results/delivery.log" >&2; fail "the program failed"; }
-  report --delivery "$results"
+  report delivery_report
 }
 
 need "${build_packages[@]}" clang valgrind libbenchmark-dev "${grpc_packages[@]}" \
@@ -120,4 +120,4 @@ done
 cmp "$results/gcc.list" "$results/clang.list" || fail "gcc and clang encode differently"
 [ -z "$against" ] || build_then
 if [ "$mode" = timings ]; then time_all; else count_all; fi
-report "$results"
+report report

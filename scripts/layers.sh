@@ -7,7 +7,7 @@ failed=0
 # room FOLDER ALLOWED: each include of this tree's files in the folder's files matches the pattern
 room() {
   local bad
-  bad=$(grep -nE '^ *# *include ("|<(codec|msg|stubs|methods|shared|platform|reader|inspect|service|tarn|mqc_))' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
+  bad=$(grep -nE '^ *# *include ("|<((codec|msg|stubs|methods|shared|platform|reader|inspect|service|tarn)/|mqc_))' "$1"/*.h "$1"/*.c "$1"/*.cpp 2>/dev/null |
     grep -vE "include \"($2)\"" || true)
   [ -z "$bad" ] || { printf 'include against the layers:\n%s\n' "$bad" >&2; failed=1; }
 }

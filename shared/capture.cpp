@@ -1,14 +1,11 @@
 #include "shared/capture.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/random.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <climits>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -16,53 +13,11 @@
 #include <utility>
 
 #include "shared/report.h"
+#include "shared/temporary_file.h"
 
 // Not with std::filesystem, which ends the process on allocation failure.
 namespace shared {
 namespace {
-
-/// A file under a temporary name, removed at the end of its scope.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string& dir) : path_(dir) {}
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    if (created_) ::unlink(path_.c_str());
-  }
-
-  int create(std::span<const u8> bytes);
-  /// Links the file, if there is one, to its final name, which must be new.
-  int linkTo(const std::string& path) const {
-    return !created_ || ::link(path_.c_str(), path.c_str()) == 0 ? 0 : errno;
-  }
-  bool exists() const { return created_; }
-
- private:
-  std::string path_;
-  bool created_ = false;
-};
-
-int writeAll(int file, std::span<const u8> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(file, bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return errno;
-    bytes = bytes.subspan(written < 0 ? 0 : static_cast<std::size_t>(written));
-  }
-  return 0;
-}
-
-int TemporaryFile::create(std::span<const u8> bytes) {
-  u32 number = 0;
-  if (::getrandom(&number, sizeof number, 0) < 0) return errno;
-  path_ += "/." + std::to_string(number) + ".tmp";
-  const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (file < 0) return errno;
-  created_ = true;
-  const int error = writeAll(file, bytes);
-  const int closing = ::close(file) == 0 ? 0 : errno;
-  return error != 0 ? error : closing;
-}
 
 /// The number that a capture file's name begins with, 0 for any other file.
 u32 numberIn(std::string_view name) {
@@ -88,14 +43,6 @@ int publish(const TemporaryFile& compact, const TemporaryFile& full, const std::
   const int fullError = full.linkTo(fullPath);
   if (fullError != 0 && compact.exists()) ::unlink(compactPath.c_str());
   return fullError;
-}
-
-/// The process may change its working directory later.
-std::string absolute(const char* path) {
-  char current[PATH_MAX];
-  const bool isRelative = *path != '/' && *path != '\0';
-  if (!isRelative || ::getcwd(current, sizeof current) == nullptr) return path;
-  return std::string(current) + '/' + path;
 }
 
 TarnStatus outcome(const char* path, int error) {

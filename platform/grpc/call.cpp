@@ -2,95 +2,63 @@
 
 #include <utility>
 
-#include "platform/grpc/callbacks.h"
 #include "platform/grpc/channel.h"
 #include "platform/grpc/failure.h"
-#include "platform/grpc/poller.h"
-#include "platform/grpc/reply.h"
-#include "platform/grpc/signals.h"
 
 namespace delivery {
 
-Call::Call(Channel& to, const MethodId& method, Clock::time_point latest, const Ending& whose)
-    : channel(to),
-      deadline(latest),
+Result failed(u32 status, std::string_view reason) noexcept {
+  try {
+    return {status, false, std::string(reason)};
+  } catch (const std::exception&) {
+    return {status, false, {}};
+  }
+}
+
+Call::Call(std::shared_ptr<Channel> to, const MethodId& method, Clock::time_point when,
+           const Ending& whose, u32 size)
+    : channel(std::move(to)),
+      path(std::string("/") + method.interfaceName + '/' + method.methodName),
+      begin(when),
+      deadline(when + channel->settings().deadline),
       ending(whose),
-      path_(std::string("/") + method.interfaceName + '/' + method.methodName) {}
-
-std::shared_ptr<Call> Call::make(Channel& channel, const MethodId& method, Clock::time_point latest,
-                                 const Ending& end) {
-  const auto destroy = [](const Call* call) {
-    const SignalsBlocked blocked;
-    delete call;
-  };
-  return {new Call(channel, method, latest, end), destroy};
-}
-
-void Call::start(const std::shared_ptr<Call>& call, const grpc::ByteBuffer& request) {
-  Call& it = *call;
-  it.context_.set_deadline(
-      std::chrono::system_clock::now() +
-      std::chrono::ceil<std::chrono::microseconds>(it.deadline - Clock::now()));
-  it.context_.set_wait_for_ready(it.channel.settings().waitForReady);
-  it.context_.AddMetadata("mqc-sequence", std::to_string(it.sequence));
-  std::list<std::shared_ptr<Call>> self = {call};
-  const SignalsBlocked blocked;
-  it.reader_ =
-      it.channel.stub().PrepareUnaryCall(&it.context_, it.path_, request, &poller().queue());
-  it.keep(self);
-  it.reader_->StartCall();
-  it.reader_->Finish(&it.reply_, &it.status_, &it);
-}
-
-void Call::keep(std::list<std::shared_ptr<Call>>& self) {
-  const std::lock_guard lock(mutex_);
-  self_.splice(self_.end(), self);
-}
-
-std::list<std::shared_ptr<Call>> Call::release() {
-  const std::lock_guard lock(mutex_);
-  return std::move(self_);
-}
+      bytes(size) {}
 
 bool Call::wait() {
   std::unique_lock lock(mutex_);
   return woken_.wait_until(lock, deadline, [this] { return ended_; });
 }
 
-void Call::wake() {
+void Call::finish(Result&& result) {
   const std::lock_guard lock(mutex_);
+  if (ended_) return;
+  channel->stats().end(result, Clock::now() - begin);
+  result_ = std::move(result);
   ended_ = true;
   woken_.notify_one();
 }
 
-void Call::expire() {
-  expired_ = true;
-  const SignalsBlocked blocked;
-  context_.TryCancel();
-}
-
 u32 Call::outcome() const {
-  try {
-    if (!status_.ok()) {
-      // gRPC reports a call that was ended at its deadline as cancelled.
-      const bool late = expired_ && status_.error_code() == grpc::StatusCode::CANCELLED;
-      const auto code = late ? grpc::StatusCode::DEADLINE_EXCEEDED : status_.error_code();
-      return transportFailure(path_.c_str(), code, late ? "" : status_.error_message());
-    }
-    if (const auto status = statusIn(reply_)) return *status;
-    return failure(path_.c_str(), TARN_GRPC_GARBAGE);
-  } catch (const std::exception&) {
-    return failure(path_.c_str(), TARN_STATUS_NO_RESOURCES);
-  }
+  if (result_.isAnswer) return result_.status;
+  return failure(path.c_str(), result_.status, result_.reason);
 }
 
-void Call::end() {
-  std::list<std::shared_ptr<Call>> kept = release();
-  if (ending.isWaitedFor) return wake();
-  channel.giveBytesBack(bytes);
-  if (ending.callback != nullptr) return callbacks().post(kept);
-  channel.givePlaceBack();
-  channel.leave(std::move(kept.front()));
+void CallList::add(std::shared_ptr<Call> call) noexcept {
+  Call* const added = call.get();
+  (isEmpty() ? first_ : last_->next_) = std::move(call);
+  last_ = added;
+}
+
+void CallList::append(CallList&& other) noexcept {
+  if (other.isEmpty()) return;
+  (isEmpty() ? first_ : last_->next_) = std::move(other.first_);
+  last_ = other.last_;
+}
+
+std::shared_ptr<Call> CallList::take() noexcept {
+  std::shared_ptr<Call> call = std::move(first_);
+  first_ = std::move(call->next_);
+  return call;
 }
 
 }  // namespace delivery

@@ -1,20 +1,21 @@
 #include "platform/grpc/callbacks.h"
 
-#include "platform/grpc/channel.h"
+#include "platform/grpc/channels.h"
 #include "platform/grpc/start.h"
+#include "platform/grpc/stats_file.h"
 
 namespace delivery {
 namespace {
 
-constexpr std::chrono::milliseconds exitTime{1'000};
-
 /// The call whose callback the thread is running; none on other threads.
 thread_local const std::shared_ptr<Call>* running = nullptr;
+/// Whether it is running any function of the program's.
+thread_local bool isInside = false;
 
 bool waitForCalls(Clock::time_point until) {
   const u64 last = lastSequence();
   bool ended = true;
-  for (Channel* channel = firstChannel(); channel != nullptr; channel = channel->next) {
+  for (u64 number = 0; const auto channel = channelAfter(number);) {
     ended = channel->waitForCalls(last, until) && ended;
   }
   return ended;
@@ -27,39 +28,62 @@ Callbacks& callbacks() {
   return *only;
 }
 
-void Callbacks::post(std::list<std::shared_ptr<Call>>& one) noexcept {
+void Callbacks::post(std::shared_ptr<Call> call) noexcept {
   {
     const std::lock_guard lock(mutex_);
     if (!silent_) {
-      pending_.splice(pending_.end(), one);
+      pending_.add(std::move(call));
       posted_.notify_one();
+      return;
     }
   }
-  drop(one);
+  drop(std::move(call));
+}
+
+void Callbacks::post(std::list<std::shared_ptr<States>>& one) noexcept {
+  const std::lock_guard lock(mutex_);
+  news_.splice(news_.end(), one);
+  posted_.notify_one();
 }
 
 void Callbacks::run() {
-  for (;;) finish(take());
+  for (;;) {
+    turn();
+    statsFile().update();
+  }
 }
 
-std::shared_ptr<Call> Callbacks::take() {
+void Callbacks::turn() {
+  std::list<std::shared_ptr<States>> news;
   std::unique_lock lock(mutex_);
-  posted_.wait(lock, [this] { return !pending_.empty(); });
-  std::shared_ptr<Call> call = std::move(pending_.front());
-  pending_.pop_front();
-  return call;
+  const auto isPosted = [this] { return !pending_.isEmpty() || !news_.empty(); };
+  if (!posted_.wait_until(lock, statsFile().due(), isPosted)) return;
+  if (news_.empty()) {
+    std::shared_ptr<Call> call = pending_.take();
+    lock.unlock();
+    return finish(std::move(call));
+  }
+  news.splice(news.end(), news_, news_.begin());
+  const bool mayTell = !silent_;
+  lock.unlock();
+  isInside = true;
+  const auto states = news.front();
+  states->run(news, mayTell);
+  isInside = false;
 }
 
 void Callbacks::finish(std::shared_ptr<Call> call) {
   const u32 status = call->outcome();
-  Channel& channel = call->channel;
-  channel.givePlaceBack();  // a callback may call again
+  const std::shared_ptr<Channel> channel = call->channel;
+  channel->givePlaceBack();  // a callback may call again
   if (mayBegin()) {
     running = &call;
+    isInside = true;
     call->ending.callback(status, call->ending.userData);
+    isInside = false;
     running = nullptr;
   }
-  channel.leave(std::move(call));
+  channel->leave(std::move(call));
 }
 
 bool Callbacks::mayBegin() {
@@ -67,15 +91,19 @@ bool Callbacks::mayBegin() {
   return !silent_;
 }
 
+bool Callbacks::isRunning() {
+  return isInside;
+}
+
 u32 Callbacks::drain(Clock::time_point until) {
-  if (running != nullptr) return TARN_STATUS_DEADLOCK;
+  if (isRunning()) return TARN_STATUS_DEADLOCK;
   return waitForCalls(until) ? 0 : u32{TARN_GRPC_BUSY};
 }
 
 void Callbacks::atExit() {
-  const auto until = Clock::now() + exitTime;
+  const auto until = Clock::now() + lastTime;
   if (running != nullptr) {
-    (*running)->channel.leave(*running);
+    (*running)->channel->leave(*running);
     silence();
   }
   waitForCalls(until);
@@ -83,21 +111,19 @@ void Callbacks::atExit() {
 }
 
 void Callbacks::silence() {
-  std::list<std::shared_ptr<Call>> unheard;
+  CallList unheard;
   {
     const std::lock_guard lock(mutex_);
     silent_ = true;
-    unheard.swap(pending_);
+    unheard.append(std::move(pending_));
   }
-  drop(unheard);
+  while (!unheard.isEmpty()) drop(unheard.take());
 }
 
-void Callbacks::drop(std::list<std::shared_ptr<Call>>& calls) {
-  for (std::shared_ptr<Call>& call : calls) {
-    Channel& channel = call->channel;
-    channel.givePlaceBack();
-    channel.leave(std::move(call));
-  }
+void Callbacks::drop(std::shared_ptr<Call> call) {
+  const std::shared_ptr<Channel> channel = call->channel;
+  channel->givePlaceBack();
+  channel->leave(std::move(call));
 }
 
 }  // namespace delivery

@@ -1,18 +1,25 @@
 #ifndef PLATFORM_GRPC_CALLBACKS_H
 #define PLATFORM_GRPC_CALLBACKS_H
 
-#include "platform/grpc/call.h"
+#include "platform/grpc/states.h"
 
 namespace delivery {
 
+/// How long calls that are under way have at the end of the process, or of their channel.
+inline constexpr std::chrono::milliseconds lastTime{1'000};
+
 /// Runs the callbacks of ended calls, one after the other, on a thread of its own: a callback that
-/// hangs does not delay synchronous calls.
+/// hangs does not delay synchronous calls. In between, the thread writes the file of counts.
 class Callbacks {
  public:
-  /// Takes over the only call of the list, which has ended.
-  void post(std::list<std::shared_ptr<Call>>& one) noexcept;
+  /// Takes over a call that has ended.
+  void post(std::shared_ptr<Call> call) noexcept;
+  /// Takes over the only entry of the list: there is a state to be told.
+  void post(std::list<std::shared_ptr<States>>& one) noexcept;
   /// Waits until all asynchronous and one-way calls made so far have ended.
   u32 drain(Clock::time_point until);
+  /// Whether this thread is running one.
+  static bool isRunning();
   /// Waits for at most a second until all asynchronous and one-way calls have ended; after that no
   /// callback begins.
   void atExit();
@@ -20,16 +27,17 @@ class Callbacks {
   void run();
 
  private:
-  std::shared_ptr<Call> take();
+  void turn();
   void finish(std::shared_ptr<Call> call);
   bool mayBegin();
   /// Prevents further callbacks.
   void silence();
-  static void drop(std::list<std::shared_ptr<Call>>& calls);
+  static void drop(std::shared_ptr<Call> call);
 
   std::mutex mutex_;
   std::condition_variable posted_;
-  std::list<std::shared_ptr<Call>> pending_;
+  CallList pending_;
+  std::list<std::shared_ptr<States>> news_;
   bool silent_ = false;
 };
 

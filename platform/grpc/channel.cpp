@@ -1,64 +1,46 @@
 #include "platform/grpc/channel.h"
 
-#include <grpcpp/create_channel.h>
+#include <atomic>
 
-#include "platform/grpc/failure.h"
-#include "platform/grpc/log.h"
+#include "platform/grpc/callbacks.h"
+#include "platform/grpc/connection.h"
+#include "platform/grpc/connectivity.h"
 #include "platform/grpc/signals.h"
-#include "platform/grpc/start.h"
 #include "platform/grpc/watchdog.h"
 
 namespace delivery {
 namespace {
 
-constexpr int maxReplyBytes = 64 * 1024;
-constexpr int leastBackoffMs = 100;
-constexpr int mostBackoffMs = 2'000;
-constexpr int connectMs = 5'000;
-constexpr int keepaliveMs = 20'000;
-
-std::atomic<Channel*> first = nullptr;
 std::atomic<u64> sequences = 0;
-
-grpc::ChannelArguments argumentsOf(const Settings& settings) {
-  grpc::ChannelArguments arguments;
-  arguments.SetMaxReceiveMessageSize(maxReplyBytes);
-  arguments.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, leastBackoffMs);
-  // Despite its name: how long an attempt to connect may take, TLS handshake included.
-  arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, connectMs);
-  arguments.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, mostBackoffMs);
-  arguments.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, keepaliveMs);
-  arguments.SetInt(GRPC_ARG_ENABLE_HTTP_PROXY, 0);
-  if (!settings.serverName.empty()) arguments.SetSslTargetNameOverride(settings.serverName);
-  return arguments;
-}
-
-std::shared_ptr<grpc::ChannelCredentials> credentialsOf(const Settings& settings) {
-  if (settings.ca.empty()) return grpc::InsecureChannelCredentials();
-  return grpc::SslCredentials({settings.ca, settings.key, settings.cert});
-}
-
-/// Prepares the process, makes a channel and adds it to the list. Holds no lock: gRPC may be slow.
-Channel* made(Settings settings) {
-  makeReady();
-  auto channel = std::make_unique<Channel>(std::move(settings));
-  channel->next = first.load();
-  while (!first.compare_exchange_weak(channel->next, channel.get())) continue;
-  return channel.release();
-}
 
 }  // namespace
 
-Channel::Channel(Settings settings) : settings_(std::move(settings)) {
+Channel::Channel(Settings settings) : settings_(std::move(settings)), stats_(settings_.target) {
   const SignalsBlocked blocked;
-  LogOfThread log;
-  const auto channel =
-      grpc::CreateCustomChannel(settings_.target, credentialsOf(settings_), argumentsOf(settings_));
-  // A channel whose target gRPC cannot parse has failed from the start.
-  if (channel->GetState(false) != GRPC_CHANNEL_IDLE) {
-    throw SetupError("gRPC refuses the target '" + settings_.target + "'" + log.reason());
-  }
-  stub_ = std::make_unique<grpc::GenericStub>(channel);
+  connection_ = connect(settings_);
+  stub_ = std::make_unique<grpc::GenericStub>(connection_);
+}
+
+Channel::~Channel() {
+  const SignalsBlocked blocked;
+  stub_.reset();
+  connection_.reset();
+}
+
+void Channel::watch(TarnGrpcStateCallback callback, void* data) {
+  states_->tell(callback, data);
+  std::unique_lock lock(mutex_);
+  if (callback == nullptr || std::exchange(isFollowed_, true)) return;
+  lock.unlock();
+  Connectivity::follow(shared_from_this());
+}
+
+void Channel::connectionIs(grpc_connectivity_state state) {
+  if (state == GRPC_CHANNEL_CONNECTING) states_->report(TARN_GRPC_CONNECTING);
+  if (state == GRPC_CHANNEL_TRANSIENT_FAILURE) states_->report(TARN_GRPC_FAILED);
+  if (state != GRPC_CHANNEL_READY) return;
+  if (!settings_.stream) return states_->report(TARN_GRPC_READY);
+  stream_.keepOpen(shared_from_this());
 }
 
 bool Channel::hasRoom(u64 bytes) const {
@@ -67,23 +49,48 @@ bool Channel::hasRoom(u64 bytes) const {
   return places_ < settings_.maxInFlight && fits;
 }
 
-bool Channel::enter(const std::shared_ptr<Call>& call) {
-  {
-    const std::lock_guard lock(mutex_);
-    if (!hasRoom(call->bytes)) return false;
+u32 Channel::enter(const std::shared_ptr<Call>& call) {
+  const std::lock_guard lock(mutex_);
+  if (closed_) return TARN_STATUS_INVALID;
+  if (call->ending.isWaitedFor) {
     call->sequence = nextSequence();
-    const auto number = underWay_.insert(call->sequence).first;
-    try {
-      deadlines_.emplace(Key{call->deadline, call->sequence}, call);
-    } catch (...) {
-      underWay_.erase(number);
-      throw;
-    }
-    ++places_;
-    bytes_ += call->bytes;
+    waitedFor_.emplace(call->sequence, call);
+    stats_.accept(call->bytes);
+    return TARN_STATUS_OK;
   }
+  if (!hasRoom(call->bytes)) {
+    stats_.refuse();
+    return TARN_GRPC_BUSY;
+  }
+  call->sequence = nextSequence();
+  const auto number = underWay_.insert(call->sequence).first;
+  try {
+    deadlines_.emplace(Key{call->deadline, call->sequence}, call);
+  } catch (...) {
+    underWay_.erase(number);
+    throw;
+  }
+  ++places_;
+  bytes_ += call->bytes;
+  stats_.accept(call->bytes);
   watchdog().watch(call->deadline);
-  return true;
+  return TARN_STATUS_OK;
+}
+
+void Channel::withdraw(const std::shared_ptr<Call>& call) {
+  stats_.end({TARN_STATUS_NO_RESOURCES, false, ""}, Clock::now() - call->begin);
+  if (!call->ending.isWaitedFor) {
+    giveBytesBack(call->bytes);
+    givePlaceBack();
+  }
+  leave(call);
+}
+
+void Channel::ended(std::shared_ptr<Call> call) {
+  if (!call->ending.isWaitedFor) giveBytesBack(call->bytes);
+  if (call->ending.callback != nullptr) return callbacks().post(std::move(call));
+  if (!call->ending.isWaitedFor) givePlaceBack();
+  leave(std::move(call));
 }
 
 void Channel::givePlaceBack() {
@@ -100,26 +107,28 @@ void Channel::leave(std::shared_ptr<Call> call) {
   const Key key{call->deadline, call->sequence};
   std::unique_lock lock(mutex_);
   auto watched = deadlines_.extract(key);
+  auto waitedFor = waitedFor_.extract(key.second);
   lock.unlock();
   if (!watched.empty()) watched.mapped().reset();
+  if (!waitedFor.empty()) waitedFor.mapped().reset();
   call.reset();  // before the wake-up: only the watchdog may still hold the call
   lock.lock();
   underWay_.erase(key.second);
   left_.notify_all();
 }
 
+std::shared_ptr<Call> Channel::due(Clock::time_point now, Clock::time_point& next) {
+  const std::lock_guard lock(mutex_);
+  next = Clock::time_point::max();
+  if (deadlines_.empty()) return nullptr;
+  next = deadlines_.begin()->first.first;
+  return next > now ? nullptr : std::move(deadlines_.extract(deadlines_.begin()).mapped());
+}
+
 Clock::time_point Channel::expire(Clock::time_point now) {
-  for (;;) {
-    std::map<Key, std::shared_ptr<Call>>::node_type late;
-    {
-      const std::lock_guard lock(mutex_);
-      if (deadlines_.empty()) return Clock::time_point::max();
-      const Clock::time_point earliest = deadlines_.begin()->first.first;
-      if (earliest > now) return earliest;
-      late = deadlines_.extract(deadlines_.begin());
-    }
-    late.mapped()->expire();
-  }
+  Clock::time_point next;
+  while (const auto call = due(now, next)) call->stop(grpc::DEADLINE_EXCEEDED);
+  return next;
 }
 
 bool Channel::waitForCalls(u64 last, Clock::time_point until) {
@@ -128,28 +137,40 @@ bool Channel::waitForCalls(u64 last, Clock::time_point until) {
                           [&] { return underWay_.empty() || *underWay_.begin() > last; });
 }
 
-Channel* defaultChannel() {
-  static std::atomic<Channel*> kept = nullptr;
-  if (Channel* const channel = kept.load()) return channel;
-  // Of several made at once the first is used; the others stay idle.
-  Channel* const channel = made(settingsOfEnvironment());
-  Channel* earlier = nullptr;
-  return kept.compare_exchange_strong(earlier, channel) ? channel : earlier;
+bool Channel::waitForAll(Clock::time_point until) {
+  std::unique_lock lock(mutex_);
+  return left_.wait_until(lock, until, [&] { return underWay_.empty() && waitedFor_.empty(); });
 }
 
-Channel* openChannel(const TarnGrpcOptions& options) {
-  return made(settingsOf(options));
+std::shared_ptr<Call> Channel::waitedForAfter(u64 number) {
+  const std::lock_guard lock(mutex_);
+  const auto found = waitedFor_.upper_bound(number);
+  return found == waitedFor_.end() ? nullptr : found->second;
 }
 
-Channel* openedChannel(void* opt) {
-  for (Channel* channel = firstChannel(); channel != nullptr; channel = channel->next) {
-    if (channel == opt) return channel;
+bool Channel::close(std::chrono::milliseconds patience) {
+  {
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
   }
-  throw SetupError("opt does not come from TarnGrpc_open");
+  const bool isQuiet = waitForAll(Clock::now() + patience);
+  Clock::time_point none;
+  while (const auto call = due(Clock::time_point::max(), none)) call->stop(grpc::CANCELLED);
+  for (u64 number = 0; const auto call = waitedForAfter(number);) {
+    number = call->sequence;
+    call->stop(grpc::CANCELLED);
+  }
+  stream_.close(Clock::now() + patience);
+  const bool haveLeft = waitForAll(Clock::now() + patience);
+  states_->report(TARN_GRPC_CLOSED);
+  states_->settle(Clock::now() + patience);
+  states_->tell(nullptr, nullptr);
+  return haveLeft && isQuiet;
 }
 
-Channel* firstChannel() {
-  return first.load();
+bool Channel::isClosed() {
+  const std::lock_guard lock(mutex_);
+  return closed_;
 }
 
 u64 nextSequence() {

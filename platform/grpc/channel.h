@@ -1,65 +1,90 @@
 #ifndef PLATFORM_GRPC_CHANNEL_H
 #define PLATFORM_GRPC_CHANNEL_H
 
+#include <grpcpp/generic/generic_stub.h>
+
 #include <map>
 #include <set>
 #include <utility>
 
 #include "platform/grpc/call.h"
 #include "platform/grpc/settings.h"
+#include "platform/grpc/states.h"
+#include "platform/grpc/stream.h"
+#include "platform/grpc/totals.h"
 
 namespace delivery {
 
-/// A connection to a service, and its asynchronous and one-way calls. A handle is a channel's
-/// address; channels are never destroyed.
-class Channel {
+/// A connection to a service, and the calls over it. Lives as long as it has a handle or a call.
+class Channel : public std::enable_shared_from_this<Channel> {
  public:
-  /// Throws a SetupError when gRPC refuses the target.
+  /// Throws a SetupError when gRPC refuses the settings.
   explicit Channel(Settings settings);
+  ~Channel();
+  Channel(const Channel&) = delete;
+  Channel& operator=(const Channel&) = delete;
 
   const Settings& settings() const { return settings_; }
   grpc::GenericStub& stub() { return *stub_; }
+  Stream& stream() { return stream_; }
+  Stats& stats() { return stats_; }
+  States& states() { return *states_; }
+  const std::shared_ptr<grpc::Channel>& connection() const { return connection_; }
 
-  // An asynchronous or one-way call takes a place and its bytes, returns each as early as possible,
-  // and leaves when it is destroyed.
+  /// Calls the function as the state changes, and keeps the channel connected from now on.
+  void watch(TarnGrpcStateCallback callback, void* data);
+  void connectionIs(grpc_connectivity_state state);
 
-  /// Numbers the call; false when the in-flight limit is reached.
-  bool enter(const std::shared_ptr<Call>& call);
+  // A call enters and leaves. An asynchronous or one-way call takes a place and its bytes, and
+  // returns each as early as possible.
+
+  /// Numbers the call. Returns a status: of success, of the in-flight limit, of a closed channel.
+  u32 enter(const std::shared_ptr<Call>& call);
+  /// Undoes that.
+  void withdraw(const std::shared_ptr<Call>& call);
+  /// The call has its result: hands it to the callbacks, or drops it.
+  void ended(std::shared_ptr<Call> call);
   void givePlaceBack();
-  void giveBytesBack(u64 bytes);
   /// Drops a reference to the call, and its number; may be repeated.
   void leave(std::shared_ptr<Call> call);
 
-  /// Ends the calls whose deadline has passed, and returns the earliest of those that remain.
+  /// Stops the calls whose deadline has passed, and returns the earliest of those that remain.
   Clock::time_point expire(Clock::time_point now);
-  /// Waits until all calls up to a number have left; false when the time passes first.
+  /// Waits until all asynchronous and one-way calls up to a number have left; false when the time
+  /// passes first.
   bool waitForCalls(u64 last, Clock::time_point until);
-
-  Channel* next = nullptr;  ///< in the list of all
+  /// Refuses calls from now on, and waits so long for those that are under way; then stops them.
+  /// Returns whether it need not.
+  bool close(std::chrono::milliseconds patience);
+  bool isClosed();
 
  private:
   using Key = std::pair<Clock::time_point, u64>;  // deadline, number
 
   bool hasRoom(u64 bytes) const;
+  void giveBytesBack(u64 bytes);
+  /// Takes a call that is to be stopped; none when the next has time.
+  std::shared_ptr<Call> due(Clock::time_point now, Clock::time_point& next);
+  std::shared_ptr<Call> waitedForAfter(u64 number);
+  bool waitForAll(Clock::time_point until);
 
   const Settings settings_;
+  std::shared_ptr<grpc::Channel> connection_;
   std::unique_ptr<grpc::GenericStub> stub_;
+  Stream stream_;
+  const std::shared_ptr<States> states_ = std::make_shared<States>();
+  ChannelStats stats_;
 
   std::mutex mutex_;
   std::condition_variable left_;
+  bool closed_ = false;
+  bool isFollowed_ = false;  // its connection
   u64 places_ = 0;
   u64 bytes_ = 0;
-  std::set<u64> underWay_;                          // numbers
-  std::map<Key, std::shared_ptr<Call>> deadlines_;  // of calls that have not been ended
+  std::set<u64> underWay_;                          // numbers, of asynchronous and one-way calls
+  std::map<Key, std::shared_ptr<Call>> deadlines_;  // of those that have not been stopped
+  std::map<u64, std::shared_ptr<Call>> waitedFor_;  // by number
 };
-
-/// The channel of calls without an option, made from the environment at the first.
-Channel* defaultChannel();
-Channel* openChannel(const TarnGrpcOptions& options);
-/// The channel that TarnGrpc_open returned; throws a SetupError for anything else.
-Channel* openedChannel(void* opt);
-/// The head of the list of channels, which only grows.
-Channel* firstChannel();
 
 /// The number of a call, one more than that of the process's previous call.
 u64 nextSequence();

@@ -19,29 +19,42 @@ void keep(std::string_view text) {
   lastText[shared::showIn({lastText, sizeof lastText - 1}, text)] = '\0';
 }
 
+struct Texts {
+  const char* mayHaveActed;
+  const char* notSent;
+};
+
 /// By gRPC's codes.
-constexpr const char* transportTexts[] = {
-    "a service's status",
-    "CANCELLED: the service or the connection cancelled the call",
-    "UNKNOWN: the service failed without saying how",
-    "INVALID_ARGUMENT: the service refuses the message",
-    "DEADLINE_EXCEEDED: no answer within the deadline",
-    "NOT_FOUND: the service refuses the message",
-    "ALREADY_EXISTS: the service refuses the message",
-    "PERMISSION_DENIED: the service refuses this client",
-    "RESOURCE_EXHAUSTED: a message or reply too large, or the service overloaded",
-    "FAILED_PRECONDITION: the service refuses the message",
-    "ABORTED: the service aborted the call",
-    "OUT_OF_RANGE: the service refuses the message",
-    "UNIMPLEMENTED: the service has no such method",
-    "INTERNAL: the service or the connection broke gRPC's rules",
-    "UNAVAILABLE: no connection to the service",
-    "DATA_LOSS: the service lost data",
-    "UNAUTHENTICATED: the service does not know this client"};
+constexpr Texts transportTexts[] = {
+#define BOTH(text) \
+  { text, "not sent: " text }
+    BOTH("a service's status"),
+    BOTH("CANCELLED: the service, the connection or the channel's end cancelled the call"),
+    BOTH("UNKNOWN: the service failed without saying how"),
+    BOTH("INVALID_ARGUMENT: the service refuses the message"),
+    BOTH("DEADLINE_EXCEEDED: no answer within the deadline"),
+    BOTH("NOT_FOUND: the service refuses the message"),
+    BOTH("ALREADY_EXISTS: the service refuses the message"),
+    BOTH("PERMISSION_DENIED: the service refuses this client"),
+    BOTH("RESOURCE_EXHAUSTED: a message or reply too large, or the service overloaded"),
+    BOTH("FAILED_PRECONDITION: the service refuses the message"),
+    BOTH("ABORTED: the service aborted the call"),
+    BOTH("OUT_OF_RANGE: the service refuses the message"),
+    {"UNIMPLEMENTED: the service has no such method",
+     "not sent: UNIMPLEMENTED: the service has no stream"},
+    BOTH("INTERNAL: the service or the connection broke gRPC's rules"),
+    BOTH("UNAVAILABLE: no connection to the service"),
+    BOTH("DATA_LOSS: the service lost data"),
+    BOTH("UNAUTHENTICATED: the service does not know this client"),
+#undef BOTH
+};
 
 const char* textOf(u32 status) {
-  const u32 code = status - TARN_GRPC_TRANSPORT;
-  if (code > 0 && code < std::size(transportTexts)) return transportTexts[code];
+  const u32 code = (status - TARN_GRPC_TRANSPORT) % (TARN_GRPC_NOT_SENT - TARN_GRPC_TRANSPORT);
+  if (code > 0 && code < std::size(transportTexts)) {
+    if (status == TARN_GRPC_TRANSPORT + code) return transportTexts[code].mayHaveActed;
+    if (status == TARN_GRPC_NOT_SENT + code) return transportTexts[code].notSent;
+  }
   switch (status) {
     case TARN_STATUS_OK:
       return "success";
@@ -56,11 +69,11 @@ const char* textOf(u32 status) {
     case TARN_STATUS_DEADLOCK:
       return "a callback tried to wait for callbacks";
     case TARN_GRPC_GARBAGE:
-      return "the service's reply is not an MqcReply";
+      return "the service's reply is not an MqcReply, or breaks the stream's rules";
     case TARN_STATUS_ENCODING:
       return "an encoder broke its contract";
     default:
-      return transportTexts[0];
+      return transportTexts[0].mayHaveActed;
   }
 }
 

@@ -10,13 +10,16 @@ namespace {
 
 thread_local LogOfThread* kept = nullptr;
 
-/// The reason of a failed handshake is in the failure of each call that needs the connection.
-bool isReportedByCalls(std::string_view file) {
-  return file.ends_with("ssl_transport_security.cc");
+/// What calls report as they fail, and what is repeated at every look at a missing certificate
+/// file: connections report that once.
+bool isReportedElsewhere(std::string_view file, std::string_view text) {
+  const auto isIn = [&](std::string_view name) { return file.ends_with(name); };
+  return isIn("ssl_transport_security.cc") || text.find("cancel_check_peer") != text.npos ||
+         isIn("tls_certificate_provider.cc") || isIn("stat_posix.cc");
 }
 
 void onError(std::string_view file, std::string_view text) {
-  if (isReportedByCalls(file)) return;
+  if (isReportedElsewhere(file, text)) return;
   if (kept != nullptr) return kept->add(text);
   if (!shared::isRepeated(text)) shared::report("%.*s", static_cast<int>(text.size()), text.data());
 }

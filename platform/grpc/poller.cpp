@@ -1,6 +1,6 @@
 #include "platform/grpc/poller.h"
 
-#include "platform/grpc/call.h"
+#include "platform/grpc/event.h"
 #include "platform/grpc/start.h"
 
 namespace delivery {
@@ -11,9 +11,9 @@ Poller& poller() {
 }
 
 void Poller::run() {
-  void* call = nullptr;
+  void* event = nullptr;
   bool ok = false;
-  while (queue_.Next(&call, &ok)) static_cast<Call*>(call)->end();
+  while (queue_.Next(&event, &ok)) static_cast<Event*>(event)->happened(ok);
 }
 
 }  // namespace delivery

@@ -5,7 +5,7 @@
 
 namespace delivery {
 
-/// Ends calls as gRPC reports them, on a thread of its own, which runs no code of the program.
+/// Passes on what gRPC reports, on a thread of its own, which runs no code of the program.
 class Poller {
  public:
   grpc::CompletionQueue& queue() { return queue_; }

@@ -4,84 +4,69 @@
 
 #include "platform/common/encode.h"
 #include "platform/grpc/callbacks.h"
-#include "platform/grpc/channel.h"
+#include "platform/grpc/channels.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/start.h"
+#include "platform/grpc/unary.h"
 #include "tarn/rpc.h"
 
 namespace delivery {
 namespace {
 
-/// The encoding that the channel sends. gRPC takes the encoder's bytes themselves.
+/// The encoding that the channel sends.
 u32 encodeFor(const Channel& channel, const MethodId& method, const IdlMsgDesc& desc,
-              const void* req, grpc::ByteBuffer& request) {
+              const void* req, Message& message) {
   const bool full = channel.settings().full && platform::hasFull(desc);
   platform::Encoding encoding;
   const TarnStatus status = (full ? platform::encodeFull : platform::encodeCompact)(
       method.methodName, desc, req, encoding);
   if (status != TARN_STATUS_OK) return failure(method.methodName, status);
-  const u32 size = encoding.size();
-  const auto free = [](void* bytes) { delete[] static_cast<u8*>(bytes); };
-  const grpc::Slice slice(encoding.bytes(), size, free);
-  static_cast<void>(encoding.take().release());  // the slice owns them
-  request = grpc::ByteBuffer(&slice, 1);
+  message.size = encoding.size();
+  message.bytes = encoding.take();
   return TARN_STATUS_OK;
 }
 
-/// A call to be sent: the channel, the method, the deadline.
+/// A call to be sent: the channel, the method, when it began.
 struct Sending {
-  Channel& channel;
+  std::shared_ptr<Channel> channel;
   const MethodId& method;
-  Clock::time_point deadline;
+  Clock::time_point begin;
 };
 
-u32 late(const MethodId& method) {
-  return transportFailure(method.methodName, grpc::StatusCode::DEADLINE_EXCEEDED);
-}
-
-u32 callAndWait(const Sending& sending, const grpc::ByteBuffer& request) {
-  const auto call = Call::make(sending.channel, sending.method, sending.deadline, {true, {}, {}});
-  call->sequence = nextSequence();
-  Call::start(call, request);
-  if (call->wait()) return call->outcome();
-  call->expire();
-  return late(sending.method);
-}
-
-u32 handOver(const Sending& sending, const grpc::ByteBuffer& request, RpcAsyncCallback callback,
-             void* userData) {
+/// Sends it, and waits for its end if it is waited for.
+template <class Kind>
+u32 sendAs(const Sending& sending, Message&& message, const Ending& ending) {
   const auto call =
-      Call::make(sending.channel, sending.method, sending.deadline, {false, callback, userData});
-  call->bytes = request.Length();
-  if (!sending.channel.enter(call)) return failure(sending.method.methodName, TARN_GRPC_BUSY);
-  try {
-    Call::start(call, request);
-  } catch (const std::exception&) {
-    sending.channel.giveBytesBack(call->bytes);
-    sending.channel.givePlaceBack();
-    sending.channel.leave(call);
-    throw;
-  }
-  return TARN_STATUS_OK;
+      Kind::make(sending.channel, sending.method, sending.begin, ending, std::move(message));
+  const u32 status = Kind::send(call);
+  if (status != TARN_STATUS_OK) return failure(sending.method.methodName, status);
+  if (!ending.isWaitedFor) return TARN_STATUS_OK;
+  if (!call->wait()) call->stop(grpc::DEADLINE_EXCEEDED);
+  return call->outcome();
 }
 
-/// Tests the arguments, encodes, and passes the request to send.
-template <class Send>
+/// Tests the arguments, encodes, and sends.
 u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsgDesc* desc,
-             Send send) noexcept {
+             const Ending& ending) noexcept {
   const Clock::time_point begin = Clock::now();
   const char* const name =
       method != nullptr && method->methodName != nullptr ? method->methodName : "a call";
   if (isForked()) return failure(name, TARN_GRPC_FORKED);
   if (handle == nullptr) return TARN_STATUS_INVALID;  // the reason has been reported
   try {
-    if (!platform::isComplete(handle, req, method, desc)) return failure(name, TARN_STATUS_INVALID);
-    Channel& channel = *static_cast<Channel*>(handle);
-    const Sending sending = {channel, *method, begin + channel.settings().deadline};
-    grpc::ByteBuffer request;
-    const u32 status = encodeFor(channel, *method, *desc, req, request);
+    const auto channel = channelOf(handle);
+    if (!platform::isComplete(channel.get(), req, method, desc)) {
+      return failure(name, TARN_STATUS_INVALID);
+    }
+    Message message;
+    const u32 status = encodeFor(*channel, *method, *desc, req, message);
     if (status != TARN_STATUS_OK) return status;
-    return Clock::now() < sending.deadline ? send(sending, request) : late(*method);
+    const Settings& settings = channel->settings();
+    if (Clock::now() >= begin + settings.deadline) {
+      return transportFailure(name, grpc::StatusCode::DEADLINE_EXCEEDED);
+    }
+    const auto send = settings.stream ? sendAs<StreamCall> : sendAs<UnaryCall>;
+    return send({channel, *method, begin}, std::move(message), ending);
   } catch (const std::exception&) {
     return failure(name, TARN_STATUS_NO_RESOURCES);
   }
@@ -105,43 +90,67 @@ void* RPC_GetRpcInvoke(RpcServerAddr* addr, void* opt) {
   // First of all: another thread may have held a lock when the process was forked. Any handle does.
   if (delivery::isForked()) return addr;
   return delivery::madeBy([&]() -> void* {
-    if (opt != nullptr) return delivery::openedChannel(opt);
+    if (opt != nullptr) return delivery::checkedHandle(opt);
     if (addr == nullptr) throw delivery::SetupError("no server address");
-    return delivery::defaultChannel();
+    return delivery::defaultHandle();
   });
 }
 
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32, const MethodId* method,
                              const IdlMsgDesc* desc) {
-  return delivery::callWith(handle, req, method, desc, delivery::callAndWait);
+  return delivery::callWith(handle, req, method, desc, {true, nullptr, nullptr});
 }
 
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
-  const void* const whole = ctx != nullptr ? req : nullptr;
-  return delivery::callWith(handle, whole, method, desc, [&](auto& sending, auto& request) {
-    return delivery::handOver(sending, request, ctx->cb, ctx->userData);
-  });
+  if (ctx == nullptr) return delivery::callWith(handle, nullptr, method, desc, {});
+  return delivery::callWith(handle, req, method, desc, {false, ctx->cb, ctx->userData});
 }
 
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
                          const IdlMsgDesc* desc) {
-  return delivery::callWith(handle, req, method, desc, [&](auto& sending, auto& request) {
-    return delivery::handOver(sending, request, nullptr, nullptr);
-  });
+  return delivery::callWith(handle, req, method, desc, {false, nullptr, nullptr});
 }
 
 void* TarnGrpc_open(const TarnGrpcOptions* options) {
   return delivery::madeBy([&]() -> void* {
     if (delivery::isForked()) throw delivery::SetupError(TarnGrpc_statusText(TARN_GRPC_FORKED));
     if (options == nullptr) throw delivery::SetupError("no options");
-    return delivery::openChannel(*options);
+    return delivery::openHandle(*options);
   });
+}
+
+u32 TarnGrpc_close(void* channel) {
+  if (delivery::isForked()) return TARN_GRPC_FORKED;
+  if (delivery::Callbacks::isRunning()) return TARN_STATUS_DEADLOCK;
+  const auto closed = delivery::withdrawChannel(channel);
+  if (closed == nullptr) return TARN_STATUS_INVALID;
+  return closed->close(delivery::lastTime) ? u32{TARN_STATUS_OK} : u32{TARN_GRPC_BUSY};
+}
+
+u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data) {
+  if (delivery::isForked()) return TARN_GRPC_FORKED;
+  void* const handle =
+      delivery::madeBy([&]() -> void* { return delivery::checkedHandle(channel); });
+  const auto watched = delivery::channelOf(handle);
+  if (watched == nullptr) return TARN_STATUS_INVALID;
+  watched->watch(callback, data);
+  return TARN_STATUS_OK;
+}
+
+u32 TarnGrpc_stats(void* channel, TarnGrpcStats* stats) {
+  if (delivery::isForked()) return TARN_GRPC_FORKED;
+  const auto counting = delivery::channelOf(delivery::presentHandle(channel));
+  if (counting == nullptr) return TARN_STATUS_INVALID;
+  TarnGrpcStats counts{};
+  counting->stats().addTo(counts);
+  return delivery::fill(stats, counts) ? u32{TARN_STATUS_OK} : u32{TARN_STATUS_INVALID};
 }
 
 u32 TarnGrpc_drain(u32 ms) {
   if (delivery::isForked()) return TARN_GRPC_FORKED;
-  if (delivery::firstChannel() == nullptr) return TARN_STATUS_OK;
+  u64 none = 0;
+  if (delivery::channelAfter(none) == nullptr) return TARN_STATUS_OK;
   return delivery::callbacks().drain(delivery::Clock::now() + std::chrono::milliseconds(ms));
 }
 

@@ -4,10 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "platform/grpc/failure.h"
 #include "platform/grpc/target.h"
@@ -23,22 +26,28 @@ struct Range {
 constexpr Range deadlineRange = {1, 3'600'000, 10'000};
 constexpr Range inFlightRange = {1, 100'000, 2'000};
 constexpr Range bytesRange = {1, u64{1} << 40, 256 << 20};
-constexpr std::size_t mostPemBytes = 1 << 20;
 constexpr Range flagRange = {0, 1, 0};
+constexpr std::size_t mostTextBytes = 1 << 20;  // of a file, or of the service configuration
+
+// A program brings the options of the header that it was compiled with.
+constexpr u32 leastOptions = 80;  // of the first header, 1.1.0
+constexpr u32 mostOptions = 4096;
+static_assert(sizeof(TarnGrpcOptions) >= leastOptions && sizeof(TarnGrpcOptions) <= mostOptions);
 
 /// The settings' names in messages: environment variables or members of the options.
 struct Names {
-  const char *target, *deadline, *maxInFlight, *maxBytes, *full, *wait, *ca, *cert, *key,
-      *serverName;
+  const char *target, *deadline, *maxInFlight, *maxBytes, *full, *wait, *stream, *ca, *cert, *key,
+      *serverName, *serviceConfig;
 };
 
 constexpr Names variables = {
-    "TARN_GRPC_TARGET",     "TARN_GRPC_DEADLINE_MS", "TARN_GRPC_MAX_IN_FLIGHT",
-    "TARN_GRPC_MAX_BYTES",  "TARN_GRPC_FULL",        "TARN_GRPC_WAIT",
-    "TARN_GRPC_CA",         "TARN_GRPC_CERT",        "TARN_GRPC_KEY",
-    "TARN_GRPC_SERVER_NAME"};
-constexpr Names members = {"target",       "deadlineMs", "maxInFlight", "maxBytes", "full",
-                           "waitForReady", "ca",         "cert",        "key",      "serverName"};
+    "TARN_GRPC_TARGET",    "TARN_GRPC_DEADLINE_MS", "TARN_GRPC_MAX_IN_FLIGHT",
+    "TARN_GRPC_MAX_BYTES", "TARN_GRPC_FULL",        "TARN_GRPC_WAIT",
+    "TARN_GRPC_STREAM",    "TARN_GRPC_CA",          "TARN_GRPC_CERT",
+    "TARN_GRPC_KEY",       "TARN_GRPC_SERVER_NAME", "TARN_GRPC_SERVICE_CONFIG"};
+constexpr Names members = {"target", "deadlineMs",   "maxInFlight", "maxBytes",
+                           "full",   "waitForReady", "stream",      "ca",
+                           "cert",   "key",          "serverName",  "serviceConfig"};
 
 [[noreturn]] void refuse(const char* name, const std::string& why) {
   throw SetupError(std::string(name) + ' ' + why);
@@ -100,7 +109,7 @@ std::string contentOf(const char* name, const char* path) {
     refuseFile(name, path, std::string(": ") + std::strerror(errno));
   }
   if (!S_ISREG(found.st_mode)) refuseFile(name, path, ", which is not a regular file");
-  std::string content(mostPemBytes + 1, '\0');
+  std::string content(mostTextBytes + 1, '\0');
   std::size_t size = 0;
   ssize_t taken = 0;
   while ((taken = ::read(file.number, content.data() + size, content.size() - size)) > 0) {
@@ -116,9 +125,25 @@ template <class FaultOf>
 std::string pemOf(const char* name, const char* path, FaultOf faultOf) {
   if (path == nullptr) return {};
   std::string pem = contentOf(name, path);
-  const std::string fault = pem.size() > mostPemBytes ? "holds more than 1 MiB" : faultOf(pem);
+  const std::string fault = pem.size() > mostTextBytes ? "holds more than 1 MiB" : faultOf(pem);
   if (!fault.empty()) refuseFile(name, path, ", which " + fault);
   return pem;
+}
+
+/// The file is read again later, when the process may be in another folder.
+std::string absolute(const char* name, const char* path) {
+  if (path == nullptr) return {};
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::absolute(path, error);
+  if (error) refuseFile(name, path, ": " + error.message());
+  return full;
+}
+
+void checkFiles(const TarnGrpcOptions& options, const Names& names) {
+  pemOf(names.ca, options.ca, shared::certificatesFault);
+  const std::string cert = pemOf(names.cert, options.cert, shared::ownCertificatesFault);
+  pemOf(names.key, options.key,
+        [&](const std::string& pem) { return shared::keyFault(pem, cert); });
 }
 
 void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& names) {
@@ -130,11 +155,16 @@ void readTls(Settings& settings, const TarnGrpcOptions& options, const Names& na
   if (options.ca == nullptr && (options.cert != nullptr || options.serverName != nullptr)) {
     refuse(names.ca, "is missing: certificates and server names require it");
   }
-  settings.ca = pemOf(names.ca, options.ca, shared::certificatesFault);
-  settings.cert = pemOf(names.cert, options.cert, shared::ownCertificatesFault);
-  settings.key = pemOf(names.key, options.key, [&](const std::string& pem) {
-    return shared::keyFault(pem, settings.cert);
-  });
+  checkFiles(options, names);
+  settings.ca = absolute(names.ca, options.ca);
+  settings.cert = absolute(names.cert, options.cert);
+  settings.key = absolute(names.key, options.key);
+}
+
+std::string serviceConfigOf(const char* name, const char* text) {
+  std::string config = textOf(name, text);
+  if (config.size() > mostTextBytes) refuse(name, "is longer than 1 MiB");
+  return config;
 }
 
 std::string targetOf(const char* name, const char* text) {
@@ -154,14 +184,33 @@ Settings settingsOf(const TarnGrpcOptions& options, const Names& names) {
   settings.maxBytes = orDefault(names.maxBytes, bytesRange, options.maxBytes);
   settings.full = orDefault(names.full, flagRange, options.full) != 0;
   settings.waitForReady = orDefault(names.wait, flagRange, options.waitForReady) != 0;
+  settings.stream = orDefault(names.stream, flagRange, options.stream) != 0;
+  settings.serviceConfig = serviceConfigOf(names.serviceConfig, options.serviceConfig);
   readTls(settings, options, names);
   return settings;
+}
+
+/// The members that this runtime knows. Those of a later header must not be set.
+TarnGrpcOptions knownOf(const TarnGrpcOptions& options) {
+  const u32 size = options.size;
+  if (size < leastOptions || size > mostOptions) {
+    refuse("size", "is '" + std::to_string(size) + "', not sizeof(TarnGrpcOptions)");
+  }
+  const auto* const bytes = reinterpret_cast<const u8*>(&options);
+  const auto isSet = [](u8 byte) { return byte != 0; };
+  if (size > sizeof options && std::any_of(bytes + sizeof options, bytes + size, isSet)) {
+    refuse("size", "is '" + std::to_string(size) + "': of a later version, some of whose members" +
+                       " are set and not known here");
+  }
+  TarnGrpcOptions known{};
+  std::memcpy(&known, bytes, std::min<std::size_t>(size, sizeof known));
+  return known;
 }
 
 }  // namespace
 
 Settings settingsOf(const TarnGrpcOptions& options) {
-  return settingsOf(options, members);
+  return settingsOf(knownOf(options), members);
 }
 
 Settings settingsOfEnvironment() {
@@ -174,11 +223,13 @@ Settings settingsOfEnvironment() {
   options.maxInFlight = number(variables.maxInFlight, inFlightRange);
   options.full = number(variables.full, flagRange);
   options.waitForReady = number(variables.wait, flagRange);
+  options.stream = number(variables.stream, flagRange);
   options.ca = valueOf(variables.ca);
   options.cert = valueOf(variables.cert);
   options.key = valueOf(variables.key);
   options.serverName = valueOf(variables.serverName);
   options.maxBytes = numberOf(variables.maxBytes, bytesRange);
+  options.serviceConfig = valueOf(variables.serviceConfig);
   return settingsOf(options, variables);
 }
 

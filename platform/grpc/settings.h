@@ -8,7 +8,7 @@
 
 namespace delivery {
 
-/// A channel's settings, checked: numbers in range, files read.
+/// A channel's settings, checked: numbers in range, files sound.
 struct Settings {
   std::string target;
   std::chrono::milliseconds deadline;
@@ -16,10 +16,12 @@ struct Settings {
   u64 maxBytes;
   bool full;
   bool waitForReady;
-  std::string ca;  ///< PEM, as cert and key; empty without TLS
+  bool stream;     ///< calls travel in order over one stream
+  std::string ca;  ///< absolute path of a PEM file, as cert and key; empty without TLS
   std::string cert;
   std::string key;
   std::string serverName;
+  std::string serviceConfig;  ///< JSON, for gRPC to check
 };
 
 // Both throw a SetupError that names the setting.

@@ -16,6 +16,7 @@
 #include "platform/grpc/failure.h"
 #include "platform/grpc/log.h"
 #include "platform/grpc/poller.h"
+#include "platform/grpc/stats_file.h"
 #include "platform/grpc/watchdog.h"
 
 namespace delivery {
@@ -58,7 +59,9 @@ void checkPollStrategy() {
 }
 
 void atExit() {
-  if (!isForked()) callbacks().atExit();
+  if (isForked()) return;
+  callbacks().atExit();
+  statsFile().close();
 }
 
 }  // namespace
@@ -69,6 +72,7 @@ void makeReady() {
   if (watched != 0) throw std::bad_alloc();
   checkDescriptors();
   checkPollStrategy();
+  statsFile().setUp();
   started = true;
   takeLog();
   poller();

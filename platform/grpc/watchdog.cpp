@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/grpc/channel.h"
+#include "platform/grpc/channels.h"
 #include "platform/grpc/start.h"
 
 namespace delivery {
@@ -11,7 +11,7 @@ namespace {
 Clock::time_point expireCalls() {
   const Clock::time_point now = Clock::now();
   Clock::time_point next = Clock::time_point::max();
-  for (Channel* channel = firstChannel(); channel != nullptr; channel = channel->next) {
+  for (u64 number = 0; const auto channel = channelAfter(number);) {
     next = std::min(next, channel->expire(now));
   }
   return next;

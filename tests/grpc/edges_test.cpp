@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14, late = TARN_GRPC_TRANSPORT + 4;
-
 std::atomic<long> clockAhead = 0;  // seconds, of the wall clock before the kernel's
 std::atomic<bool> isPrivileged = false;
 constexpr char slowFile[] = "/slow";  // whose opening takes for ever
@@ -101,11 +99,14 @@ void expectSignalsBlocked() {
 }
 
 TEST_F(GrpcEdges, SignalsAreTheProgramsOwn) {
+  ASSERT_EQ(exitStatus(start({SERVICE_DIR "/certificates.sh", dir})), 0);
+  const std::string ca = dir / "ca.crt";
   serve("0");
   inChild([&] {
     Endings endings(50);
     EXPECT_EQ(call(open()), 0u);
     EXPECT_EQ(call(open({.target = "dns:///localhost:1"})), unavailable);
+    EXPECT_NE(open({.ca = ca.c_str()}), nullptr) << "whose files are watched";
     for (std::size_t i = 0; i < 50; ++i) EXPECT_EQ(endings.call(i, request, open()), 0u);
     EXPECT_EQ(TarnGrpc_drain(60'000), 0u);
     expectSignalsBlocked();
@@ -116,7 +117,7 @@ TEST_F(GrpcEdges, SignalsAreTheProgramsOwn) {
 }
 
 TEST_F(GrpcEdges, FilesThatAreReadHoldUpNobodyElse) {
-  const TarnGrpcOptions slow = {.target = "unix:/nowhere", .ca = slowFile};
+  const TarnGrpcOptions slow = {.size = sizeof slow, .target = "unix:/nowhere", .ca = slowFile};
   for (const bool isDefault : {false, true}) {
     inChild([&] {
       void* const opt = open({.deadlineMs = 500});
@@ -146,7 +147,8 @@ TEST_F(GrpcEdges, ExitHandlersMaySetUpTls) {
   static const std::string pem = dir / "damaged.pem";
   std::ofstream(pem) << "-----BEGIN CERTIFICATE-----\n";
   static const auto set = [] {
-    const TarnGrpcOptions options = {.target = "unix:/nowhere", .ca = pem.c_str()};
+    const TarnGrpcOptions options = {
+        .size = sizeof options, .target = "unix:/nowhere", .ca = pem.c_str()};
     if (TarnGrpc_open(&options) != nullptr) _exit(1);
   };
   const pid_t child = fork();
@@ -165,8 +167,10 @@ void expectOfChild(u32 status, Before before) {
   inChild([&] {
     before();
     inChild([&] {
-      const TarnGrpcOptions options = {
-          .target = "unix:/nowhere", .deadlineMs = 1'000, .waitForReady = 1};
+      const TarnGrpcOptions options = {.size = sizeof options,
+                                       .target = "unix:/nowhere",
+                                       .deadlineMs = 1'000,
+                                       .waitForReady = 1};
       void* const opt = TarnGrpc_open(&options);
       const MQC_ClassifierTemplate record{};
       EXPECT_EQ(
@@ -177,7 +181,7 @@ void expectOfChild(u32 status, Before before) {
 }
 
 TEST_F(GrpcEdges, ChildMayCallUnlessItsParentHasBegunTo) {
-  const TarnGrpcOptions none{}, nowhere = {.target = "unix:/nowhere"};
+  const TarnGrpcOptions none{}, nowhere = {.size = sizeof nowhere, .target = "unix:/nowhere"};
   expectOfChild(late, [] { EXPECT_EQ(TarnGrpc_drain(0), 0u); });
   expectOfChild(late, [&] { EXPECT_EQ(TarnGrpc_open(&none), nullptr); });
   expectOfChild(TARN_GRPC_FORKED, [&] { EXPECT_NE(TarnGrpc_open(&nowhere), nullptr); });

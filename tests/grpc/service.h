@@ -52,6 +52,12 @@ struct Message {
   std::string path, bytes;  // in hexadecimal pairs
 };
 
+/// How a call ended that nobody took.
+constexpr u32 unavailable = TARN_GRPC_TRANSPORT + 14, late = TARN_GRPC_TRANSPORT + 4;
+constexpr u32 notSent = TARN_GRPC_NOT_SENT - TARN_GRPC_TRANSPORT;  // more, over a stream
+
+constexpr u32 minute = 60'000;
+
 class ServiceTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -64,16 +70,27 @@ class ServiceTest : public testing::Test {
     std::filesystem::remove_all(dir);
   }
 
-  /// Starts the service and waits until it listens.
-  void serve(const std::string& answer, const std::string& certificate = "") {
-    std::vector<std::string> words = {
-        "env", "PYTHONPATH=" SERVICE_MODULES, PYTHON, SERVICE_DIR "/service.py", dir, answer};
+  /// Starts a service in a folder and waits until it listens.
+  static pid_t startService(const std::filesystem::path& folder, const std::string& answer,
+                            const std::string& address, const std::string& certificate = "") {
+    std::vector<std::string> words = {"env",  "PYTHONPATH=" SERVICE_MODULES, "ADDRESS=" + address,
+                                      PYTHON, SERVICE_DIR "/service.py",     folder,
+                                      answer};
     if (!certificate.empty()) words.push_back(certificate);
-    pid_ = start(words);
-    while (!std::filesystem::remove(dir / "ready")) {
-      ASSERT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << "the service has ended";
+    const pid_t pid = start(words);
+    while (!std::filesystem::remove(folder / "ready")) {
+      if (waitpid(pid, nullptr, WNOHANG) != 0) {
+        ADD_FAILURE() << "the service has ended";
+        return 0;
+      }
       usleep(10'000);
     }
+    return pid;
+  }
+  /// Starts the test's own service.
+  void serve(const std::string& answer, const std::string& certificate = "") {
+    pid_ = startService(dir, answer, target, certificate);
+    ASSERT_NE(pid_, 0);
   }
   void stop() {
     if (pid_ == 0) return;
@@ -91,24 +108,38 @@ class ServiceTest : public testing::Test {
   pid_t service() const { return pid_; }
 
   void* open(TarnGrpcOptions options = {}) const {
+    if (options.size == 0) options.size = sizeof options;
     if (options.target == nullptr) options.target = target.c_str();
     if (options.deadlineMs == 0) options.deadlineMs = 60'000;
+    options.stream |= stream_;
     return TarnGrpc_open(&options);
   }
 
-  /// What the service received, in the order of the calls.
-  std::vector<Message> received() const {
+  /// What the service received, in that order.
+  std::vector<Message> arrived() const {
     std::vector<Message> all;
     std::ifstream in(dir / "received");
     for (Message m; in >> m.sequence >> m.path && std::getline(in >> std::ws, m.bytes);) {
       all.push_back(m);
     }
+    return all;
+  }
+  /// The same in the order of the calls.
+  std::vector<Message> received() const {
+    std::vector<Message> all = arrived();
     std::sort(all.begin(), all.end(), [](auto& a, auto& b) { return a.sequence < b.sequence; });
     return all;
   }
 
   u32 call(void* opt) const { return MqcFesIntf_sendClassifierTemplate(&request, opt); }
   u32 oneway(void* opt) const { return MqcFesIntf_sendClassifierTemplate_oneway(&request, opt); }
+
+  /// Sets the way of the channels that open() makes, and of other processes'.
+  void travel(u32 stream) {
+    setenv("TARN_GRPC_STREAM", "1", 1);
+    if (stream == 0) unsetenv("TARN_GRPC_STREAM");
+    stream_ = stream;
+  }
 
   const MQC_ClassifierTemplate request{1, {}, 0, 0, 0, 0, 0};
   std::filesystem::path dir;
@@ -117,6 +148,7 @@ class ServiceTest : public testing::Test {
  private:
   std::string name_ = testing::TempDir() + "mqcXXXXXX";
   pid_t pid_ = 0;
+  u32 stream_ = 0;
 };
 
 /// The results that the callbacks of asynchronous calls received.

@@ -1,9 +1,10 @@
 """A service that keeps what it receives and answers as instructed, over unary calls and streams.
 
-usage: PYTHONPATH=MODULES service.py DIR ANSWER [CERTIFICATE]
+usage: PYTHONPATH=MODULES ADDRESS=ADDRESS service.py DIR ANSWER [CERTIFICATE]
 
-Listens on DIR/socket once there is DIR/ready. A line of DIR/received is a message: sequence number,
-method, bytes as hexadecimal pairs; a line of DIR/variants is a stream's call: sequence number, variant.
+Listens at the ADDRESS once there is DIR/ready. A line of DIR/received is a message: sequence number, method,
+bytes as hexadecimal pairs; a line of DIR/streams is a stream's call: sequence number, variant, the numbers of
+the stream and of the message that it came in.
 ANSWER is the status, or a fault; "unwell": status 0, but its health is NOT_SERVING. With a CERTIFICATE, the
 name of a pair of files in DIR, it speaks TLS with clients that DIR/ca.crt signed. MODULES is the folder with
 flatc's code of mqc_stream.fbs; INSTANCE in the environment is the instance number.
@@ -81,8 +82,9 @@ class Service(grpc.GenericRpcHandler):
         self.status = {"cut": 7, "large": 9, "huge": 9}.get(answer, int(answer) if answer.isdigit() else 0)
         self.instance = int(os.environ.get("INSTANCE", time.time_ns()))
         self.count, self.skips, self.lock = itertools.count(), itertools.cycle([0, 1]), threading.Lock()
-        self.received, self.variants = (open(os.path.join(folder, name), "a", encoding="ascii")
-                                        for name in ("received", "variants"))
+        self.streams, self.messages = itertools.count(), itertools.count()
+        self.received, self.travelled = (open(os.path.join(folder, name), "a", encoding="ascii")
+                                         for name in ("received", "streams"))
 
     def service(self, details):
         method = details.method
@@ -128,11 +130,12 @@ class Service(grpc.GenericRpcHandler):
         """Sound, but for: "nogreeting" (the first message has instance 0), "leave" and "expel" (the stream
         ends with OK or RESOURCE_EXHAUSTED when calls have arrived, all unanswered), and those of ends()."""
         yield answers(0 if self.answer == "nogreeting" else self.instance)
-        waiting = []
+        waiting, stream = [], next(self.streams)
         for message in messages:
+            place = next(self.messages)
             for sequence, method, variant, request in calls_in(message):
                 self.keep(self.received, f"{sequence} /MqcFesIntf/{method} {request.hex(' ').upper()} ")
-                self.keep(self.variants, f"{sequence} {variant}")
+                self.keep(self.travelled, f"{sequence} {variant} {stream} {place}")
                 waiting.append(sequence)
             if self.answer == "leave":
                 return
@@ -170,10 +173,10 @@ def read(*path):
 def main():
     folder, answer, *certificate = sys.argv[1:]
     ctypes.CDLL(None).prctl(1, 9)  # no longer than the test, even when stopped
-    server = grpc.server(futures.ThreadPoolExecutor(32),
+    server = grpc.server(futures.ThreadPoolExecutor(300),
                          options=[("grpc.max_receive_message_length", -1)])
     server.add_generic_rpc_handlers([Service(folder, answer)])
-    address = "unix:" + os.path.join(folder, "socket")
+    address = os.environ["ADDRESS"]
     if certificate:
         pair = read(folder, certificate[0] + ".key"), read(folder, certificate[0] + ".crt")
         server.add_secure_port(address, grpc.ssl_server_credentials(

@@ -61,6 +61,8 @@ TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
       {"MAX_BYTES", "1099511627777", number + "1099511627776"},
       {"FULL", "2", "TARN_GRPC_FULL is '2', not a whole number from 0 to 1"},
       {"WAIT", "yes", "TARN_GRPC_WAIT is 'yes'"},
+      {"STREAM", "2", "TARN_GRPC_STREAM is '2', not a whole number from 0 to 1"},
+      {"SERVICE_CONFIG", "", "TARN_GRPC_SERVICE_CONFIG is empty"},
       {"CA", missing, "TARN_GRPC_CA is '" + shown + "': No such file or directory"},
       {"CA", dir, "TARN_GRPC_CA is '" + dir.string() + "', which is not a regular file"},
       {"CA", "/proc/self/comm", "TARN_GRPC_CA is '/proc/self/comm', which holds no certificate"},
@@ -98,18 +100,22 @@ TEST_F(GrpcSetup, EnvironmentThatCannotWorkIsRefusedInOneLine) {
 
 TEST_F(GrpcSetup, OptionsThatCannotWorkAreRefusedInOneLine) {
   const char* const to = target.c_str();
-  const std::pair<TarnGrpcOptions, const char*> rows[] = {
+  const std::string longest((1 << 20) + 1, ' ');
+  std::pair<TarnGrpcOptions, const char*> rows[] = {
       {{}, "target is missing"},
       {{.target = to, .deadlineMs = 3'600'001}, "deadlineMs is '3600001'"},
       {{.target = to, .maxInFlight = 100'001}, "maxInFlight is '100001'"},
       {{.target = to, .full = 2}, "full is '2'"},
       {{.target = to, .waitForReady = 2}, "waitForReady is '2'"},
+      {{.stream = 2, .target = to}, "stream is '2'"},
+      {{.target = to, .serviceConfig = longest.c_str()}, "serviceConfig is longer than 1 MiB"},
       {{.target = to, .cert = "/"}, "key is missing"},
       {{.target = to, .key = "/"}, "cert is missing"},
       {{.target = to, .serverName = ""}, "serverName is empty"},
       {{.target = to, .serverName = "mqc.test"}, "ca is missing"},
   };
-  for (const auto& row : rows) {
+  for (auto& row : rows) {
+    row.first.size = sizeof row.first;
     const std::string complaint = complaintOf([&] { return TarnGrpc_open(&row.first); });
     EXPECT_EQ(complaint.find(row.second), 0u) << complaint;
   }
@@ -119,6 +125,55 @@ TEST_F(GrpcSetup, OptionsThatCannotWorkAreRefusedInOneLine) {
   EXPECT_EQ(call(&stranger), TARN_STATUS_INVALID);
   EXPECT_EQ(oneway(&stranger), TARN_STATUS_INVALID);
   EXPECT_EQ(complaintOf([] { return RPC_GetRpcInvoke(nullptr, nullptr); }), "no server address");
+}
+
+TEST_F(GrpcSetup, OptionsOfOtherVersionsAreTakenUnlessTheySetWhatIsNotKnown) {
+  struct {
+    TarnGrpcOptions known;
+    u8 later[4096];
+  } options = {};
+  options.known.target = target.c_str();
+  const auto open = [&](u32 size) {
+    options.known.size = size;
+    return TarnGrpc_open(&options.known);
+  };
+  const u32 first = 80, own = sizeof options.known;
+  for (const u32 size : {0u, 8u, first - 1, 4097u, ~0u}) {
+    EXPECT_EQ(complaintOf([&] { return open(size); }),
+              "size is '" + std::to_string(size) + "', not sizeof(TarnGrpcOptions)");
+  }
+  options.later[8] = 1;
+  for (const u32 size : {first, own, own + 8}) EXPECT_NE(open(size), nullptr) << size;
+  EXPECT_EQ(complaintOf([&] { return open(own + 9); }),
+            "size is '" + std::to_string(own + 9) +
+                "': of a later version, some of whose members are set and not known here");
+}
+
+TEST_F(GrpcSetup, ServiceConfigurationsThatCannotWorkAreRefused) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"{",
+       "is refused by gRPC: INVALID_ARGUMENT: JSON parsing failed: [JSON parse error at index 0]"},
+      {"5",
+       "is refused by gRPC: INVALID_ARGUMENT: errors validating service config: "
+       "[field: error:is not an object]"},
+      {R"({"loadBalancingPolicy": "one\u000atwo"})",
+       "is refused by gRPC: INVALID_ARGUMENT: errors validating service config: "
+       "[field:loadBalancingPolicy error:unknown LB policy \"one\\ntwo\"]"},
+      {R"({"loadBalancingConfig": [{"ring_hash\u005fexperimental": {}}]})", "has a backslash"},
+      {R"({"loadBalancingConfig": [{"ring_hash_experimental": {}}]})",
+       "names an experimental policy"},
+      {R"({"methodConfig": [{"name": [{}], "timeout": "1s"}], "loadBalancingConfg" : []})",
+       "has the member 'loadBalancingConfg', which gRPC would ignore"},
+      {R"({"healthCheckConfig": {"serviceName": ""}})",
+       "has healthCheckConfig, which requires round_robin"},
+  };
+  for (const auto& [config, fault] : rows) {
+    EXPECT_EQ(complaintOf([&] { return open({.serviceConfig = config.c_str()}); }),
+              "the service configuration " + fault);
+  }
+  EXPECT_NE(open({.serviceConfig = R"({"loadBalancingPolicy": "ROUND_ROBIN", "methodConfig": [],
+                                       "healthCheckConfig": {"serviceName": ""}})"}),
+            nullptr);
 }
 
 TEST_F(GrpcSetup, CallsThatLackSomethingAreRefused) {
@@ -183,7 +238,6 @@ TEST_F(GrpcSetup, CertificatesAreAskedOfBothSides) {
   wrongClient.key = "forged.key";
   noClient.cert = noClient.key = nullptr;
   wrongName.serverName = "other.test";
-  const u32 unavailable = TARN_GRPC_TRANSPORT + 14;
   std::filesystem::copy_file("ca.crt", "cut.crt");
   std::filesystem::resize_file("cut.crt", 300);
   TarnGrpcOptions cut = good, weak = good, strangersKey = good, noKey = good;

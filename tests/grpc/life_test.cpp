@@ -1,0 +1,176 @@
+// The life of a channel: it is closed, its states are told, its service is killed and comes back.
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "grpc/service.h"
+#include "tarn/rpc.h"
+
+namespace {
+
+constexpr u32 cancelled = TARN_GRPC_TRANSPORT + 1;
+
+/// Both ways of delivery: 0 for calls of their own, 1 for the stream.
+class GrpcLife : public ServiceTest, public testing::WithParamInterface<u32> {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    travel(GetParam());
+  }
+  void TearDown() override {
+    travel(0);
+    ServiceTest::TearDown();
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Ways, GrpcLife, testing::Values(0, 1));
+
+TEST_P(GrpcLife, ClosingWaitsAndAClosedChannelIsRefused) {
+  serve("late");
+  void* const opt = open();
+  void* const other = open();
+  Endings ending(1);
+  EXPECT_EQ(ending.call(0, request, opt), 0u);
+  EXPECT_EQ(TarnGrpc_close(opt), 0u);
+  EXPECT_EQ(ending.once(0), 1) << "before it returns";
+  EXPECT_EQ(call(opt), TARN_STATUS_INVALID);
+  EXPECT_STREQ(TarnGrpc_lastError(), "opt is a channel that was closed");
+  EXPECT_EQ(oneway(opt), TARN_STATUS_INVALID);
+  EXPECT_EQ(TarnGrpc_close(opt), TARN_STATUS_INVALID);
+  EXPECT_EQ(TarnGrpc_close(&ending), TARN_STATUS_INVALID);
+  EXPECT_NE(open(), opt) << "a handle is not given again";
+  EXPECT_EQ(call(other), 0u);
+}
+
+TEST_P(GrpcLife, ClosingEndsWhatTakesTooLong) {
+  serve("0");
+  void* const opt = open();
+  EXPECT_EQ(call(opt), 0u);
+  freeze();
+  Endings endings(10);
+  for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(endings.call(i, request, opt), 0u);
+  std::thread waiting([&] { EXPECT_EQ(call(opt), cancelled); });
+  usleep(100'000);
+  EXPECT_EQ(TarnGrpc_close(opt), TARN_GRPC_BUSY);
+  EXPECT_EQ(endings.once(cancelled), 10);
+  waiting.join();
+  EXPECT_EQ(call(opt), TARN_STATUS_INVALID);
+}
+
+TEST_P(GrpcLife, ClosingInACallbackOrAChildIsRefused) {
+  serve("0");
+  static void* opt;
+  static std::atomic<u32> closed;
+  opt = open();
+  const auto close = [](u32, void*) { closed = TarnGrpc_close(opt); };
+  EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, close, nullptr, opt), 0u);
+  EXPECT_EQ(TarnGrpc_drain(minute), 0u);
+  EXPECT_EQ(closed, TARN_STATUS_DEADLOCK);
+  inChild([] { EXPECT_EQ(TarnGrpc_close(opt), TARN_GRPC_FORKED); });
+  EXPECT_EQ(call(opt), 0u);
+}
+
+TEST_P(GrpcLife, ChannelOfTheEnvironmentIsMadeAgain) {
+  setenv("TARN_GRPC_TARGET", target.c_str(), 1);
+  serve("0");
+  EXPECT_EQ(call(nullptr), 0u);
+  EXPECT_EQ(TarnGrpc_close(nullptr), 0u);
+  setenv("TARN_GRPC_TARGET", "", 1);
+  EXPECT_EQ(call(nullptr), TARN_STATUS_INVALID);
+  setenv("TARN_GRPC_TARGET", target.c_str(), 1);
+  EXPECT_EQ(call(nullptr), 0u);
+  EXPECT_EQ(TarnGrpc_close(nullptr), 0u);
+  unsetenv("TARN_GRPC_TARGET");
+}
+
+// Every call is counted, whoever closes the channel when.
+TEST_P(GrpcLife, ChannelsAreClosedUnderCalls) {
+  constexpr std::size_t rounds = 20, calls = 50;
+  serve("0");
+  for (std::size_t round = 0; round < rounds; ++round) {
+    void* const opt = open();
+    Endings endings(calls);
+    std::atomic<long> accepted = 0;
+    std::thread caller([&] {
+      for (std::size_t i = 0; i < calls; ++i) {
+        accepted += endings.call(i, request, opt) == 0;
+        call(opt);
+      }
+    });
+    usleep(static_cast<useconds_t>(1'000 * round));
+    EXPECT_NE(TarnGrpc_close(opt), TARN_STATUS_INVALID);
+    const long ended =
+        endings.once(0) + endings.once(cancelled) + endings.once(cancelled + notSent);
+    caller.join();
+    EXPECT_EQ(ended, accepted) << "after it was closed nothing is accepted";
+  }
+}
+
+/// The states that were told.
+class Told {
+ public:
+  static void note(TarnGrpcState state, void* told) {
+    Told& it = *static_cast<Told*>(told);
+    const std::lock_guard lock(it.mutex_);
+    it.states_.push_back(state);
+    it.drained_ = TarnGrpc_drain(0);
+  }
+  long count(TarnGrpcState state) {
+    const std::lock_guard lock(mutex_);
+    return std::count(states_.begin(), states_.end(), state);
+  }
+  bool await(TarnGrpcState state, long times) {
+    for (int i = 0; i < 6'000 && count(state) < times; ++i) usleep(10'000);
+    return count(state) >= times;
+  }
+  std::vector<TarnGrpcState> all() {
+    const std::lock_guard lock(mutex_);
+    return states_;
+  }
+  u32 drained() const { return drained_; }
+
+ private:
+  std::mutex mutex_;
+  std::vector<TarnGrpcState> states_;
+  std::atomic<u32> drained_ = 0;
+};
+
+TEST_P(GrpcLife, StatesAreToldWithoutACall) {
+  const bool isStream = GetParam() != 0;
+  Told told;
+  void* const opt = open();
+  EXPECT_EQ(TarnGrpc_onState(opt, Told::note, &told), 0u);
+  EXPECT_TRUE(told.await(TARN_GRPC_FAILED, 1));
+  serve("0");
+  EXPECT_TRUE(told.await(TARN_GRPC_READY, 1));
+  EXPECT_EQ(told.drained(), TARN_STATUS_DEADLOCK);
+  EXPECT_EQ(told.count(TARN_GRPC_RESTARTED), 0);
+  stop();
+  EXPECT_TRUE(told.await(TARN_GRPC_FAILED, 2));
+  serve("0");
+  EXPECT_TRUE(told.await(TARN_GRPC_READY, 2));
+  EXPECT_EQ(told.count(TARN_GRPC_RESTARTED), isStream ? 1 : 0);
+  EXPECT_EQ(call(opt), 0u);
+  EXPECT_EQ(TarnGrpc_close(opt), 0u);
+  EXPECT_EQ(told.all().back(), TARN_GRPC_CLOSED);
+  if (isStream) {
+    const auto all = told.all();
+    const auto restarted = std::find(all.begin(), all.end(), TARN_GRPC_RESTARTED);
+    EXPECT_EQ(*(restarted + 1), TARN_GRPC_READY);
+  }
+  Told slowly;
+  freeze();
+  const std::string anew = "unix:" + (dir / "." / "socket").string();  // shares no connection
+  void* const slow = open({.target = anew.c_str()});
+  EXPECT_EQ(TarnGrpc_onState(slow, Told::note, &slowly), 0u);
+  EXPECT_TRUE(slowly.await(TARN_GRPC_CONNECTING, 1));
+  thaw();
+  EXPECT_TRUE(slowly.await(TARN_GRPC_READY, 1));
+  EXPECT_EQ(TarnGrpc_close(slow), 0u);
+  EXPECT_EQ(TarnGrpc_onState(opt, Told::note, &told), TARN_STATUS_INVALID);
+  EXPECT_EQ(TarnGrpc_onState(&told, Told::note, &told), TARN_STATUS_INVALID);
+}
+
+}  // namespace
