@@ -122,7 +122,7 @@ local function show_absent(message, tree, m)
   local may_be_absent = is_scalar or m.vector or m.type == "string"
   if message.full or m.count or not may_be_absent then damaged("%s is missing", m.name) end
   if is_scalar then
-    tree:add(m.field, 0):set_generated()
+    tree:add(m.field, m.type == "ulong" and UInt64(0) or 0):set_generated()
   else
     tree:add(m.field, message.tvb(0, 0)):set_text(m.name .. ": absent")
   end

@@ -11,6 +11,8 @@ import struct
 import subprocess
 import sys
 
+from stream import calls
+
 source, inspected, *files = sys.argv[1:]
 captured = {path.split("-", 1)[1]: open(path, "rb").read() for path in files}
 memory = 1_000_000_000  # tshark alone takes a third
@@ -53,6 +55,19 @@ for name, line, lines in zip(captured, open(inspected), whole):
         sys.exit(f"{name}: a field is shown with another value, or not at all")
 
 
+# Over the stream, each call's message is shown as by itself.
+names = list(captured)
+requests = [(number, name.split(".")[0], captured[name]) for number, name in enumerate(names, start=1)]
+streamed = "\n".join(map(str.strip, dissected([("mqc_stream_request", calls(*requests))])[0]))
+for number, (name, lines) in enumerate(zip(names, whole), start=1):
+    method = name.split(".")[0]
+    call = [f"sequence: {number}", f"method: {method}", "[variant: Sync (0)]",
+            "message: " + captured[name][:64].hex(" ") + " ..." * (len(captured[name]) > 64), lines[0],
+            *(line.strip() for line in lines[1:] if line.startswith(" "))]
+    if "\n".join(call) not in streamed:
+        sys.exit(f"{name}: is shown otherwise over the stream: {call}")
+
+
 def redirected(field, target=b""):
     """A request whose field is absent, or whose offset leads to a target behind the message."""
     message = bytearray(captured["act_redirect_nhp.compact.bin"])
@@ -93,8 +108,23 @@ whole = [
     (reply, struct.pack("<I2Hi", 8, 4, 4, 4), "[status: 0]"),
     (reply, struct.pack("<I5HxxiII", 16, 8, 12, 8, 4, 0, 12, 7, 9), "status: 9"),
 ]
+one = calls((1, "act_redirect_nhp", captured["act_redirect_nhp.compact.bin"]))
+call, = struct.unpack_from("<I", one, 28)  # from its entry in the vector of calls, the only one, to the call
+same = b"".join(struct.pack("<I", call + 4 * i) for i in reversed(range(2000)))
+faulty += [
+    (stream := "stream_request", calls((1, "sendRuleMac", b"\xff" * 90)), "points outside"),
+    (stream, one[:60], "points outside"),
+]
+whole += [
+    (stream, one[:24] + struct.pack("<I", 2000) + same + one[32:], "sequence: 1"),
+    # A vector of one answer, which has a status alone; no instance.
+    ("stream_response", struct.pack("<I4HiIII4HiI", 12, 8, 8, 0, 4, 8, 4, 1, 12, 8, 8, 0, 4, 8, 9), "status: 9"),
+    (stream, calls(), "stream request: MqcCalls, 24 bytes"),
+    (stream, calls((2, "nothing", b"\1"), (3, None, None)), "message: 01"),
+]
 cases = [(name, message, "[damaged message: " + words + "]") for name, message, words in faulty] + whole
 for (name, _, words), lines in zip(cases, dissected([("mqc_" + name, message) for name, message, _ in cases])):
     damage = re.findall("damaged message|Malformed Packet", " ".join(lines))
-    if words not in map(str.strip, lines) or damage != ["damaged message"] * (2 * (words[1] == "d")):
+    texts = [*map(str.strip, lines)]
+    if words not in texts or texts.count("sequence: 1") > 1000 or damage != ["damaged message"] * (2 * (words[1] == "d")):
         sys.exit(f"{name}, {words}: {lines}")

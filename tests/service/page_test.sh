@@ -48,13 +48,24 @@ for words in service.py service.cpp; do
     grep -q "^$methods methods, $((3 * methods)) calls, $((methods - 2)) failed, 2 asynchronous" table ||
       fail "$words: $(tail -n 2 table)"
   done
+  TARN_CALL_STREAM=1 call "$target" "${first[@]}" | sort | uniq -c | sed 's/^ *//' >streamed
+  for line in '2 sendRuleMac 0' '2 qos_group_port 0' '2 match_any_oper UNIMPLEMENTED'; do
+    grep -qx "$line" streamed || fail "$words, over the stream: no '$line' in $(cat streamed)"
+  done
+  [ "$(wc -l <streamed)" -eq "$methods" ] || fail "$words, over the stream: $(cat streamed)"
   sort out | uniq -c | sed 's/^ *//' | diff - <(
-    echo 6 qos_group_port: port 67305985, group 134678021
+    echo 8 qos_group_port: port 67305985, group 134678021
     echo 1 qos_group_port: port 7, group 3
-    echo 6 sendRuleMac: rule 67305985, MAC 25 26 27 28 29 30
+    echo 8 sendRuleMac: rule 67305985, MAC 25 26 27 28 29 30
   ) || fail "$words read something else"
   call "$target" bad/* | grep -qE '^sendRuleMac (INVALID_ARGUMENT|UNKNOWN)$' ||
     fail "$words takes a message that was cut"
+  scenarios=health
+  [ "$words" != service.cpp ] || scenarios="health faults mutants flood"
+  for scenario in $scenarios; do
+    "$python" "$source/tests/service/stream_test.py" "$scenario" "$target" all/0016-*.compact.bin >/dev/null ||
+      fail "$words: $scenario"
+  done
   end KILL
   rm socket
 done

@@ -18,13 +18,24 @@ mkdir bad
 head -c 60 all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
 head -c 90 /dev/zero | tr '\0' '\377' >bad/0002-act_redirect_nhp.full.bin
 call "$address" "${first[@]}" bad/* >/dev/null
+TARN_CALL_STREAM=1 call "$address" "${first[@]}" >/dev/null
 shark() {
   tshark -r calls.pcapng -d "tcp.port==$port,http2" -X "lua_script:$source/service/mqc_fes_intf.lua" \
     "$@" 2>>shark.err
 }
-answers() { [ "$(shark -Y mqc.MqcReply.status==9 | wc -l)" -ge "$messages" ]; }
+# shown FIELD: its values in all messages, a line each
+shown() { shark -T fields -e "$1" | tr , '\n' | sed '/^$/d'; }
+answers() {
+  [ "$(shown mqc.MqcReply.status | wc -l)" -ge "$messages" ] &&
+    [ "$(shown mqc.MqcAnswer.status | wc -l)" -ge "$messages" ]
+}
 await "a capture of all answers" answers
 end INT
+
+[ "$(shown mqc.MqcAnswer.status | sort | uniq -c | xargs)" = "$messages 9" ] ||
+  fail "not all answers of the stream are shown"
+shown mqc.MqcCall.method |
+  diff <(printf '%s\n' "${first[@]}" | sed 's/.*-//; s/\..*//') - || fail "not all calls of the stream are shown"
 
 shark -O mqc | awk '/^[A-Za-z_0-9]+ request: / {on = 1} /^[^ ]/ && !/ request: / {on = 0} on' >requests
 for file in "${first[@]}"; do
