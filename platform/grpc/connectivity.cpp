@@ -25,7 +25,7 @@ void Connectivity::look(Channel& channel) {
   const grpc_connectivity_state state = connection_->GetState(true);
   channel.connectionIs(state);
   connection_->NotifyOnStateChange(state, std::chrono::system_clock::now() + lookTime,
-                                   &poller().queue(), static_cast<Event*>(this));
+                                   &poller().queue(), tag());
 }
 
 void Connectivity::happened(bool) {

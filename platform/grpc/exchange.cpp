@@ -31,29 +31,26 @@ void Exchange::start(const std::shared_ptr<Exchange>& exchange) {
   Exchange& it = *exchange;
   const SignalsBlocked blocked;
   it.stream_ = it.channel_->stub().PrepareCall(&it.context_, streamPath, &poller().queue());
-  {
-    const std::lock_guard lock(it.mutex_);
-    it.self_ = exchange;
-  }
-  it.stream_->StartCall(it.tag(it.started_));
+  it.self_ = exchange;
+  it.stream_->StartCall(it.started_.tag());
 }
 
 void Exchange::read() {
-  stream_->Read(&incoming_, tag(received_));
+  stream_->Read(&incoming_, received_.tag());
 }
 
 void Exchange::write(const grpc::ByteBuffer& message) {
   const SignalsBlocked blocked;
-  stream_->Write(message, tag(sent_));
+  stream_->Write(message, sent_.tag());
 }
 
 void Exchange::endWriting() {
   const SignalsBlocked blocked;
-  stream_->WritesDone(tag(sent_));
+  stream_->WritesDone(sent_.tag());
 }
 
 void Exchange::finish() {
-  stream_->Finish(&status_, tag(finished_));
+  stream_->Finish(&status_, finished_.tag());
 }
 
 void Exchange::cancel() {
@@ -61,13 +58,7 @@ void Exchange::cancel() {
   context_.TryCancel();
 }
 
-void Exchange::pass(void (Stream::*report)(Exchange&, bool), bool ok) {
-  { const std::lock_guard lock(mutex_); }
-  (channel_->stream().*report)(*this, ok);
-}
-
 std::shared_ptr<Exchange> Exchange::release() {
-  const std::lock_guard lock(mutex_);
   return std::move(self_);
 }
 

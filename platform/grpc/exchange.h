@@ -53,22 +53,17 @@ class Exchange {
   struct Step final : Event {
     Step(Exchange& whose, void (Stream::*handler)(Exchange&, bool))
         : exchange(whose), report(handler) {}
-    void happened(bool ok) override { exchange.pass(report, ok); }
+    void happened(bool ok) override { (exchange.channel_->stream().*report)(exchange, ok); }
 
     Exchange& exchange;
     void (Stream::*const report)(Exchange&, bool);
   };
-  void pass(void (Stream::*report)(Exchange&, bool), bool ok);
-  void* tag(Step& step) { return static_cast<Event*>(&step); }
-
   const std::shared_ptr<Channel> channel_;
   grpc::ClientContext context_;
   std::unique_ptr<grpc::GenericClientAsyncReaderWriter> stream_;
   grpc::ByteBuffer incoming_;
   grpc::Status status_;
   Step started_, received_, sent_, finished_;
-
-  std::mutex mutex_;  // shows ThreadSanitizer the order that gRPC's queue makes
   std::shared_ptr<Exchange> self_;
 };
 

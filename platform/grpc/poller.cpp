@@ -11,9 +11,9 @@ Poller& poller() {
 }
 
 void Poller::run() {
-  void* event = nullptr;
+  void* tag = nullptr;
   bool ok = false;
-  while (queue_.Next(&event, &ok)) static_cast<Event*>(event)->happened(ok);
+  while (queue_.Next(&tag, &ok)) Event::end(tag, ok);
 }
 
 }  // namespace delivery

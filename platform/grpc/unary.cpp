@@ -57,19 +57,9 @@ void UnaryCall::start(const std::shared_ptr<Call>& self) {
   const SignalsBlocked blocked;
   reader_ = channel->stub().PrepareUnaryCall(&context_, path, request_, &poller().queue());
   request_.Clear();
-  keep(self);
-  reader_->StartCall();
-  reader_->Finish(&reply_, &status_, static_cast<Event*>(this));
-}
-
-void UnaryCall::keep(const std::shared_ptr<Call>& self) {
-  const std::lock_guard lock(mutex_);
   self_ = self;
-}
-
-std::shared_ptr<Call> UnaryCall::release() {
-  const std::lock_guard lock(mutex_);
-  return std::move(self_);
+  reader_->StartCall();
+  reader_->Finish(&reply_, &status_, tag());
 }
 
 void UnaryCall::stop(grpc::StatusCode why) {
@@ -93,7 +83,7 @@ Result UnaryCall::result() const {
 }
 
 void UnaryCall::happened(bool) {
-  std::shared_ptr<Call> self = release();
+  std::shared_ptr<Call> self = std::move(self_);
   try {
     finish(result());
   } catch (const std::exception&) {

@@ -31,18 +31,12 @@ class UnaryCall final : public Call, private Event {
   void happened(bool ok) override;
   Result result() const;
 
-  // gRPC's queue orders caller and poller; the lock shows that to ThreadSanitizer.
-  void keep(const std::shared_ptr<Call>& self);
-  std::shared_ptr<Call> release();
-
   grpc::ByteBuffer request_;
   grpc::ClientContext context_;
   std::unique_ptr<grpc::ClientAsyncResponseReader<grpc::ByteBuffer>> reader_;
   grpc::ByteBuffer reply_;
   grpc::Status status_;
   std::atomic<grpc::StatusCode> stopped_ = grpc::StatusCode::OK;
-
-  std::mutex mutex_;
   std::shared_ptr<Call> self_;  ///< while gRPC has it
 };
 
