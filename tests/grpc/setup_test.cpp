@@ -167,9 +167,9 @@ TEST_F(GrpcSetup, ServiceConfigurationsThatCannotWorkAreRefused) {
       {R"({"healthCheckConfig": {"serviceName": ""}})",
        "has healthCheckConfig, which requires round_robin"},
   };
-  for (const auto& [config, fault] : rows) {
-    EXPECT_EQ(complaintOf([&] { return open({.serviceConfig = config.c_str()}); }),
-              "the service configuration " + fault);
+  for (const auto& row : rows) {
+    EXPECT_EQ(complaintOf([&] { return open({.serviceConfig = row.first.c_str()}); }),
+              "the service configuration " + row.second);
   }
   EXPECT_NE(open({.serviceConfig = R"({"loadBalancingPolicy": "ROUND_ROBIN", "methodConfig": [],
                                        "healthCheckConfig": {"serviceName": ""}})"}),
