@@ -321,12 +321,14 @@ TEST_F(GrpcStats, LatencyIsInTheBucketOfItsTime) {
 }
 
 TEST_F(GrpcStats, FileThatCannotBeWrittenIsRefusedInOneLine) {
-  const std::string missing = dir / "none" / "mqc.prom", is = "TARN_GRPC_STATS is '";
+  const std::string missing = dir / "none" / "mqc.prom", pipe = dir / "pipe",
+                    is = "TARN_GRPC_STATS is '";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);  // no device of the machine's: a fault would replace it
   const std::pair<std::string, std::string> rows[] = {
       {"", "TARN_GRPC_STATS is empty"},
       {missing, is + missing + "': No such file or directory"},
       {folder, is + folder.string() + "', which is not a regular file"},
-      {"/dev/null", is + "/dev/null', which is not a regular file"}};
+      {pipe, is + pipe + "', which is not a regular file"}};
   inChild([&] {
     for (const auto& [value, complaint] : rows) {
       setenv("TARN_GRPC_STATS", value.c_str(), 1);

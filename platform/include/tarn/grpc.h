@@ -36,9 +36,10 @@
  * A set-user-id or set-group-id program, or one with file capabilities, ignores all of them.
  * TarnGrpc_open() makes other channels. A set-up that cannot work (a number out of range, a target
  * without a port, a damaged certificate, another certificate's key, a service configuration that
- * gRPC refuses, fewer than 8 free file descriptors, no thread, a `GRPC_POLL_STRATEGY` on which gRPC
- * would abort) yields no handle: calls return TARN_STATUS_INVALID, each reports the reason in one
- * line on stderr, and TarnGrpc_lastError() returns the same text. The next call tries again.
+ * gRPC refuses, a file for counts that cannot be written, fewer than 8 free file descriptors, no
+ * thread, a `GRPC_POLL_STRATEGY` on which gRPC would abort) yields no handle: calls return
+ * TARN_STATUS_INVALID, each reports the reason in one line on stderr, and TarnGrpc_lastError()
+ * returns the same text. The next call tries again.
  *
  * **Certificates.** A thread of each channel with TLS looks at its files every 5 seconds; new
  * connections use what they hold, while connections that stand are kept, and calls with them.
@@ -94,10 +95,10 @@
  * **Counts.** TarnGrpc_stats() returns a channel's. With `TARN_GRPC_STATS`, which is read at the
  * process's first set-up, TarnGrpc_open() included, the counts of all channels are in that file in
  * Prometheus' text format: those of channels with the same target together, closed channels
- * included, so that no counter falls. The file is replaced as a whole, every 5 seconds and at the
- * end of the exit, by the thread that runs callbacks: a callback that hangs delays it, and a slow
- * disk delays callbacks, but no deadline and no synchronous call. A failure to write is reported in
- * one line on stderr, once until a write succeeds.
+ * included, so that no counter falls. The file is replaced as a whole, every 5 seconds by the thread
+ * that runs callbacks, and at the end of a normal exit: a callback that hangs delays it, and a slow
+ * disk delays callbacks and the exit, but no deadline and no synchronous call. A failure to write is
+ * reported in one line on stderr, once until a write succeeds. Each process needs a file of its own.
  *
  * **fork.** A child of a process whose first set-up had passed its checks has no channel: its calls
  * return TARN_GRPC_FORKED at once; the parent's calls are not affected. Let the child `exec`.
