@@ -42,12 +42,12 @@ TESTS_OF = [
     ("shared/tls.cpp", ["setup_test", "edges_test"]),
     ("shared/grpc_errors.*", ["setup_test", "edges_test", "grpc_test"]),
     *[(f"shared/{name}.*", ["platform_test", "thread/platform_test"])
-      for name in ("capture", "printable", "report")],
+      for name in ("capture", "printable", "report", "temporary_file")],
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
     *[(f"platform/grpc/{name}.*", ["stream_test", "life_test", "grpc_test", "stats_test"])
       for name in ("envelope", "exchange", "queue", "stream", "stream_call")],
-    *[(f"platform/grpc/{name}.*", ["life_test", "stream_test", "grpc_test"])
+    *[(f"platform/grpc/{name}.*", ["life_test", "stream_test", "grpc_test", "stats_test"])
       for name in ("channel", "channels", "connectivity", "states", "callbacks")],
     *[(f"platform/grpc/{name}.*", ["stats_test"]) for name in ("metrics", "stats", "stats_file", "totals")],
     *[(f"platform/grpc/{name}.*", ["setup_test", "connection_test"])

@@ -173,4 +173,18 @@ TEST_P(GrpcLife, StatesAreToldWithoutACall) {
   EXPECT_EQ(TarnGrpc_onState(&told, Told::note, &told), TARN_STATUS_INVALID);
 }
 
+// The connection stands, and yet nothing can be sent.
+TEST_F(ServiceTest, StreamThatIsNotServedHasFailed) {
+  serve("unknown");
+  Told told;
+  void* const opt = open({.stream = 1});
+  EXPECT_EQ(TarnGrpc_onState(opt, Told::note, &told), 0u);
+  EXPECT_TRUE(told.await(TARN_GRPC_FAILED, 1));
+  EXPECT_EQ(told.count(TARN_GRPC_READY), 0);
+  EXPECT_EQ(TarnGrpc_onState(opt, nullptr, nullptr), 0u);
+  const std::size_t before = told.all().size();
+  EXPECT_EQ(TarnGrpc_close(opt), 0u);
+  EXPECT_EQ(told.all().size(), before) << "nobody is told any more";
+}
+
 }  // namespace
