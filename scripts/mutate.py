@@ -175,8 +175,7 @@ def configure(tree):
 
 
 def failure_of(tree):
-    rows = dict.fromkeys(tuple(tests) for _, tests in TESTS_OF)
-    return next(filter(None, (noticed_by(tree, tests) for tests in rows)), None)
+    return noticed_by(tree, dict.fromkeys(test for _, tests in TESTS_OF for test in tests))
 
 
 def prepare(tree, contents):

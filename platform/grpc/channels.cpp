@@ -1,6 +1,7 @@
 #include "platform/grpc/channels.h"
 
 #include <atomic>
+#include <bit>
 #include <shared_mutex>
 
 #include "platform/grpc/failure.h"
@@ -26,7 +27,7 @@ std::atomic<u64> defaultNumber = 0;  // 0: there is none
 // Odd, so that it is no object's address.
 
 void* handleOf(u64 number) {
-  return reinterpret_cast<void*>(2 * number + 1);
+  return std::bit_cast<void*>(2 * number + 1);
 }
 
 u64 numberOf(const void* handle) {

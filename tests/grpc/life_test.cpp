@@ -113,6 +113,7 @@ class Told {
  public:
   static void note(TarnGrpcState state, void* told) {
     Told& it = *static_cast<Told*>(told);
+    usleep(20'000);  // whoever closes the channel waits for it
     const std::lock_guard lock(it.mutex_);
     it.states_.push_back(state);
     it.drained_ = TarnGrpc_drain(0);
@@ -185,6 +186,29 @@ TEST_F(ServiceTest, StreamThatIsNotServedHasFailed) {
   const std::size_t before = told.all().size();
   EXPECT_EQ(TarnGrpc_close(opt), 0u);
   EXPECT_EQ(told.all().size(), before) << "nobody is told any more";
+}
+
+// Where it is told of a restart, nothing more is to be told.
+TEST_F(ServiceTest, CallbackMayEndTheReports) {
+  struct Hearer {
+    Told told;
+    void* opt;
+    static void hear(TarnGrpcState state, void* data) {
+      Hearer& it = *static_cast<Hearer*>(data);
+      Told::note(state, &it.told);
+      if (state != TARN_GRPC_RESTARTED) return;
+      EXPECT_EQ(TarnGrpc_onState(it.opt, nullptr, nullptr), 0u);
+    }
+  } hearer;
+  hearer.opt = open({.stream = 1});
+  serve("0");
+  EXPECT_EQ(TarnGrpc_onState(hearer.opt, Hearer::hear, &hearer), 0u);
+  EXPECT_TRUE(hearer.told.await(TARN_GRPC_READY, 1));
+  stop();
+  serve("0");
+  EXPECT_TRUE(hearer.told.await(TARN_GRPC_RESTARTED, 1));
+  EXPECT_EQ(TarnGrpc_close(hearer.opt), 0u);
+  EXPECT_EQ(hearer.told.all().back(), TARN_GRPC_RESTARTED);
 }
 
 }  // namespace

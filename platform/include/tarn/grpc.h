@@ -95,10 +95,11 @@
  * **Counts.** TarnGrpc_stats() returns a channel's. With `TARN_GRPC_STATS`, which is read at the
  * process's first set-up, TarnGrpc_open() included, the counts of all channels are in that file in
  * Prometheus' text format: those of channels with the same target together, closed channels
- * included, so that no counter falls. The file is replaced as a whole, every 5 seconds by the thread
- * that runs callbacks, and at the end of a normal exit: a callback that hangs delays it, and a slow
- * disk delays callbacks and the exit, but no deadline and no synchronous call. A failure to write is
- * reported in one line on stderr, once until a write succeeds. Each process needs a file of its own.
+ * included, so that no counter falls. The file is replaced as a whole, every 5 seconds by the
+ * thread that runs callbacks, and at the end of a normal exit: a callback that hangs delays it, and
+ * a slow disk delays callbacks and the exit, but no deadline and no synchronous call. A failure to
+ * write is reported in one line on stderr, once until a write succeeds. Each process needs a file
+ * of its own.
  *
  * **fork.** A child of a process whose first set-up had passed its checks has no channel: its calls
  * return TARN_GRPC_FORKED at once; the parent's calls are not affected. Let the child `exec`.
