@@ -128,7 +128,7 @@ class CallReader {
     const auto* const at =
         calls_ == nullptr ? nullptr : reinterpret_cast<const std::uint8_t*>(calls_->Get(next_));
     ++next_;
-    const grpc::Status status = read(at, call);
+    grpc::Status status = read(at, call);
     if (call.sequence > *last_) *last_ = call.sequence;
     return status;
   }
