@@ -63,9 +63,11 @@ Clock::time_point StatsFile::due() const {
 }
 
 void StatsFile::update() {
-  if (!hasFile() || Clock::now() < due_ || !begin()) return;
-  write();
-  finish();
+  if (!hasFile() || Clock::now() < due_) return;
+  if (begin()) {
+    write();
+    finish();
+  }
   due_ = Clock::now() + period;
 }
 
