@@ -97,7 +97,7 @@ report() { /usr/bin/python3 "bench/$1.py" "$results" "${page[@]}"; }
 
 time_delivery() {
   build gcc . build/bench-gcc delivery_bench
-  build/bench-gcc/bench/delivery_bench --benchmark_repetitions=9 --benchmark_min_time=0.1 \
+  build/bench-gcc/bench/delivery_bench --benchmark_repetitions=9 --benchmark_min_time=0.25 \
     --benchmark_enable_random_interleaving=true --benchmark_out_format=json \
     --benchmark_out="$results/delivery.json" >/dev/null 2>"$results/delivery.log" ||
     { cat "$results/delivery.log" >&2; fail "the program failed"; }

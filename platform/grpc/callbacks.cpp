@@ -28,16 +28,17 @@ Callbacks& callbacks() {
   return *only;
 }
 
-void Callbacks::post(std::shared_ptr<Call> call) noexcept {
+void Callbacks::post(CallList&& calls) noexcept {
+  if (calls.isEmpty()) return;
   {
     const std::lock_guard lock(mutex_);
     if (!silent_) {
-      pending_.add(std::move(call));
+      pending_.append(std::move(calls));
       posted_.notify_one();
       return;
     }
   }
-  drop(std::move(call));
+  while (!calls.isEmpty()) drop(calls.take());
 }
 
 void Callbacks::post(std::list<std::shared_ptr<States>>& one) noexcept {

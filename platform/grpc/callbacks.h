@@ -12,8 +12,8 @@ inline constexpr std::chrono::milliseconds lastTime{1'000};
 /// hangs does not delay synchronous calls. In between, the thread writes the file of counts.
 class Callbacks {
  public:
-  /// Takes over a call that has ended.
-  void post(std::shared_ptr<Call> call) noexcept;
+  /// Takes over calls that have ended.
+  void post(CallList&& calls) noexcept;
   /// Takes over the only entry of the list: there is a state to be told.
   void post(std::list<std::shared_ptr<States>>& one) noexcept;
   /// Waits until all asynchronous and one-way calls made so far have ended.

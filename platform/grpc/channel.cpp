@@ -86,9 +86,9 @@ void Channel::withdraw(const std::shared_ptr<Call>& call) {
   leave(call);
 }
 
-void Channel::ended(std::shared_ptr<Call> call) {
+void Channel::ended(std::shared_ptr<Call> call, CallList& called) {
   if (!call->ending.isWaitedFor) giveBytesBack(call->bytes);
-  if (call->ending.callback != nullptr) return callbacks().post(std::move(call));
+  if (call->ending.callback != nullptr) return called.add(std::move(call));
   if (!call->ending.isWaitedFor) givePlaceBack();
   leave(std::move(call));
 }

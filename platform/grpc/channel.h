@@ -42,8 +42,8 @@ class Channel : public std::enable_shared_from_this<Channel> {
   u32 enter(const std::shared_ptr<Call>& call);
   /// Undoes that.
   void withdraw(const std::shared_ptr<Call>& call);
-  /// The call has its result: hands it to the callbacks, or drops it.
-  void ended(std::shared_ptr<Call> call);
+  /// The call has its result: adds it to those whose callbacks are to run, or drops it.
+  void ended(std::shared_ptr<Call> call, CallList& called);
   void givePlaceBack();
   /// Drops a reference to the call, and its number; may be repeated.
   void leave(std::shared_ptr<Call> call);

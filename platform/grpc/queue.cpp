@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/grpc/callbacks.h"
 #include "platform/grpc/channel.h"
 
 namespace delivery {
@@ -47,6 +48,7 @@ void Queue::stop(StreamCall& call, const Result& ifSent, const Result& ifNot) {
   found->isOver = !isSent;
   end(*found, copyOf(isSent ? ifSent : ifNot));
   settle();
+  flush();
 }
 
 void Queue::endSent(const Result& result) {
@@ -55,6 +57,7 @@ void Queue::endSent(const Result& result) {
     end(calls_[i], copyOf(result));
   }
   settle();
+  flush();
 }
 
 void Queue::endWaiting(const Result& result) {
@@ -63,6 +66,11 @@ void Queue::endWaiting(const Result& result) {
     end(entry, copyOf(result));
   }
   settle();
+  flush();
+}
+
+void Queue::flush() {
+  callbacks().post(std::move(called_));
 }
 
 std::deque<Queue::Entry>::iterator Queue::find(u64 sequence) {
@@ -83,7 +91,7 @@ void Queue::settle() {
   for (; handedOn_ < calls_.size() && hasEnded(calls_[handedOn_]); ++handedOn_) {
     std::shared_ptr<StreamCall> call = std::move(calls_[handedOn_].call);
     Channel& channel = *call->channel;
-    channel.ended(std::move(call));
+    channel.ended(std::move(call), called_);
   }
   for (; handedOn_ > 0 && calls_.front().isOver; --handedOn_) {
     calls_.pop_front();

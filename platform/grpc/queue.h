@@ -23,8 +23,10 @@ class Queue {
   /// Calls to send together: all that wait, or as many as one message should hold.
   std::vector<std::shared_ptr<StreamCall>> take();
   /// Ends the call; an answer to one that has ended is dropped. Returns false if no such answer is
-  /// due.
+  /// due. To be followed by flush().
   bool answer(u64 sequence, Result&& result);
+  /// Has the callbacks of the calls run that were answered.
+  void flush();
   /// Ends the call unless it has ended: it may have been acted on if it was sent, or not.
   void stop(StreamCall& call, const Result& ifSent, const Result& ifNot);
   /// Ends the calls that were sent, and forgets them; the others stay.
@@ -46,6 +48,7 @@ class Queue {
   std::deque<Entry> calls_;
   std::size_t sent_ = 0;      // so many were sent
   std::size_t handedOn_ = 0;  // the ends of so many
+  CallList called_;           // whose callbacks are to run
 };
 
 }  // namespace delivery

@@ -193,12 +193,14 @@ void Stream::received(Exchange& exchange, bool ok) {
   }
   try {
     const std::string fault = take(exchange);
+    queue_.flush();
     if (fault.empty()) {
       push(std::move(lock));
     } else {
       refuse(std::move(lock), exchange, rulesBroken, fault);
     }
   } catch (const std::exception&) {
+    queue_.flush();
     refuse(std::move(lock), exchange, noMemory, "");
   }
   exchange.read();

@@ -89,7 +89,9 @@ void UnaryCall::happened(bool) {
   } catch (const std::exception&) {
     finish(failed(TARN_STATUS_NO_RESOURCES));
   }
-  channel->ended(std::move(self));
+  CallList called;
+  channel->ended(std::move(self), called);
+  callbacks().post(std::move(called));
 }
 
 }  // namespace delivery
