@@ -115,6 +115,8 @@ class CallReader {
     calls_ = flatbuffers::GetRoot<detail::Envelope>(message_.begin())->calls();
     size_ = calls_ == nullptr ? 0 : calls_->size();
   }
+  CallReader(const CallReader&) = delete;
+  CallReader& operator=(const CallReader&) = delete;
 
   /// Whether there is another call. A damaged message has one.
   bool isMore() const { return next_ < size_; }
