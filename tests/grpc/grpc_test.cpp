@@ -10,21 +10,7 @@
 
 namespace {
 
-/// Both ways of delivery: 0 for calls of their own, 1 for the stream.
-class Grpc : public ServiceTest, public testing::WithParamInterface<u32> {
- protected:
-  void SetUp() override {
-    ServiceTest::SetUp();
-    travel(GetParam());
-  }
-  void TearDown() override {
-    travel(0);
-    ServiceTest::TearDown();
-  }
-  bool isStream() const { return GetParam() != 0; }
-  /// The status of a call that no service takes; a stream's is known not to be sent.
-  u32 unsent(u32 status) const { return status + (isStream() ? notSent : 0); }
-};
+using Grpc = EitherWay;
 
 INSTANTIATE_TEST_SUITE_P(Ways, Grpc, testing::Values(0, 1));
 

@@ -12,18 +12,7 @@ namespace {
 
 constexpr u32 cancelled = TARN_GRPC_TRANSPORT + 1;
 
-/// Both ways of delivery: 0 for calls of their own, 1 for the stream.
-class GrpcLife : public ServiceTest, public testing::WithParamInterface<u32> {
- protected:
-  void SetUp() override {
-    ServiceTest::SetUp();
-    travel(GetParam());
-  }
-  void TearDown() override {
-    travel(0);
-    ServiceTest::TearDown();
-  }
-};
+using GrpcLife = EitherWay;
 
 INSTANTIATE_TEST_SUITE_P(Ways, GrpcLife, testing::Values(0, 1));
 
@@ -139,7 +128,6 @@ class Told {
 };
 
 TEST_P(GrpcLife, StatesAreToldWithoutACall) {
-  const bool isStream = GetParam() != 0;
   Told told;
   void* const opt = open();
   EXPECT_EQ(TarnGrpc_onState(opt, Told::note, &told), 0u);
@@ -152,11 +140,11 @@ TEST_P(GrpcLife, StatesAreToldWithoutACall) {
   EXPECT_TRUE(told.await(TARN_GRPC_FAILED, 2));
   serve("0");
   EXPECT_TRUE(told.await(TARN_GRPC_READY, 2));
-  EXPECT_EQ(told.count(TARN_GRPC_RESTARTED), isStream ? 1 : 0);
+  EXPECT_EQ(told.count(TARN_GRPC_RESTARTED), isStream() ? 1 : 0);
   EXPECT_EQ(call(opt), 0u);
   EXPECT_EQ(TarnGrpc_close(opt), 0u);
   EXPECT_EQ(told.all().back(), TARN_GRPC_CLOSED);
-  if (isStream) {
+  if (isStream()) {
     const auto all = told.all();
     const auto restarted = std::find(all.begin(), all.end(), TARN_GRPC_RESTARTED);
     EXPECT_EQ(*(restarted + 1), TARN_GRPC_READY);

@@ -151,6 +151,22 @@ class ServiceTest : public testing::Test {
   u32 stream_ = 0;
 };
 
+/// Runs each test both ways: 0 for calls of their own, 1 for the stream.
+class EitherWay : public ServiceTest, public testing::WithParamInterface<u32> {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    travel(GetParam());
+  }
+  void TearDown() override {
+    travel(0);
+    ServiceTest::TearDown();
+  }
+  bool isStream() const { return GetParam() != 0; }
+  /// The status of a call that no service takes; a stream's is known not to be sent.
+  u32 unsent(u32 status) const { return status + (isStream() ? notSent : 0); }
+};
+
 /// The results that the callbacks of asynchronous calls received.
 class Endings {
  public:
