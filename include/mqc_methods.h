@@ -77,6 +77,7 @@
   BOTH(SpsaBrkConfigIfCfg, SPSA_BrkIfCfgMsg)               \
   BOTH(SpsaBrkConfigWhiteList, SPSA_BrkWhiteListMsg)
 
+/** A method, to be counted. */
 #define MQC_ONE(m, Type) +1
 /** The number of methods. */
 enum { MQC_METHOD_COUNT = 0 MQC_FES_INTF_METHODS(MQC_ONE, MQC_ONE) };

@@ -62,18 +62,18 @@ inline std::uint64_t instance() {
 
 /// A call that arrived. What it points at is the message's, which CallReader holds.
 struct Call {
-  std::uint64_t sequence = 0;
-  std::string_view method;
-  MqcVariant variant = MqcVariant_Sync;
+  std::uint64_t sequence = 0;             ///< that its answer has
+  std::string_view method;                ///< its name, known or not
+  MqcVariant variant = MqcVariant_Sync;   ///< who waits for the answer
   const std::uint8_t* message = nullptr;  ///< nullptr: the call has none
-  std::size_t size = 0;
+  std::size_t size = 0;                   ///< of the message, in bytes
 };
 
 /// What a call has come to: its method's status, or a gRPC status that is not OK.
 struct Answer {
-  std::uint64_t sequence = 0;
-  std::uint32_t status = 0;
-  grpc::Status fault;  ///< see answerable()
+  std::uint64_t sequence = 0;  ///< the call's
+  std::uint32_t status = 0;    ///< the method's, if the call is OK
+  grpc::Status fault;          ///< see answerable()
 };
 
 namespace detail {

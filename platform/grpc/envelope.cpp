@@ -49,8 +49,7 @@ grpc::ByteBuffer envelopeOf(const std::vector<std::shared_ptr<StreamCall>>& call
   }
   builder.Finish(mqc::CreateMqcCalls(builder, builder.CreateVector(offsets)));
   const auto message = builder.ReleaseMessage<mqc::MqcCalls>();
-  const grpc::Slice slice = message.BorrowSlice();
-  return grpc::ByteBuffer(&slice, 1);
+  return grpc::ByteBuffer(&message.BorrowSlice(), 1);
 }
 
 const mqc::MqcAnswers* Answers::root() {
