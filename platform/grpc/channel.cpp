@@ -1,6 +1,7 @@
 #include "platform/grpc/channel.h"
 
 #include <atomic>
+#include <utility>
 
 #include "platform/grpc/callbacks.h"
 #include "platform/grpc/connection.h"

@@ -1,5 +1,7 @@
 #include "platform/grpc/states.h"
 
+#include <utility>
+
 #include "platform/grpc/callbacks.h"
 
 namespace delivery {

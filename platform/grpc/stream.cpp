@@ -1,5 +1,7 @@
 #include "platform/grpc/stream.h"
 
+#include <utility>
+
 #include "platform/grpc/envelope.h"
 #include "platform/grpc/exchange.h"
 #include "platform/grpc/failure.h"
