@@ -20,6 +20,11 @@ if(TARN_GRPC OR TARN_SERVICE OR TARN_TOOLS)
                      "#include <flatbuffers/idl.h>
                      int main() { flatbuffers::Parser parser; }")
 endif()
+if(TARN_TOOLS)
+  tarn_check_program(TARN_FINDS_JSON ""
+                     "#include <nlohmann/json.hpp>
+                     int main() { nlohmann::json value; }")
+endif()
 if(TARN_GRPC OR TARN_SERVICE)
   tarn_check_program(TARN_FINDS_TLS "${tls_libraries}"
                      "#include <openssl/ssl.h>
@@ -34,6 +39,7 @@ set(grpc_needs TARN_FINDS_GRPC libgrpc++-dev TARN_FINDS_TLS libssl-dev TARN_FIND
 
 tarn_part(TARN_HAS_GRPC tarn_grpc TARN_GRPC ${grpc_needs})
 tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatbuffers-dev)
+tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev)
 tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs})
 
 if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)

@@ -1,0 +1,54 @@
+#ifndef METHODS_FIELDS_H
+#define METHODS_FIELDS_H
+
+// From a field's name to its place in a record.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "methods/methods.h"
+
+namespace methods {
+
+/// A field of a record, or an element of one.
+struct Field {
+  Kind kind;
+  u32 width;           ///< bytes of an element: a word or a nested record
+  u32 count;           ///< elements, 0 for a buffer
+  u32 offset;          ///< from the start of the outermost record; of a buffer, its length
+  u32 size;            ///< of the member in the record
+  const Table* table;  ///< the nested record's, else nullptr
+};
+
+/// The field of a slot in the record that begins at offset base.
+Field fieldOf(const Slot& slot, u32 base);
+
+/// An element of an array; index is less than the array's count.
+Field elementOf(const Field& array, u32 index);
+
+/// "[INDEX]", as paths have it.
+std::string brackets(std::size_t index);
+
+/// The slot of that name, nullptr where there is none.
+const Slot* findSlot(const Table& table, std::string_view name);
+
+/// Finds the field of a path such as "f3", "head.f0" or "f9[2].f0".
+/// @return what is wrong with the path, or nothing
+std::string findField(const Table& table, std::string_view path, Field& field);
+
+/// The candidate that takes the fewest changed, added and removed characters to become the name.
+/// There is at least one.
+std::string_view nearest(std::string_view name, const std::vector<std::string_view>& candidates);
+
+/// "NAME: no such WHAT; the nearest is CANDIDATE"
+std::string noSuch(const char* what, std::string_view name,
+                   const std::vector<std::string_view>& candidates);
+/// "NAME: no such field; the nearest is FIELD"
+std::string noSuchField(const Table& table, std::string_view name);
+/// "NAME: no such method; the nearest is METHOD"
+std::string noSuchMethod(std::string_view name);
+
+}  // namespace methods
+
+#endif
