@@ -1,4 +1,4 @@
-#include "inspect/output.h"
+#include "shared/output.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 
 #include "shared/report.h"
 
-namespace inspect {
+namespace shared {
 
 namespace fs = std::filesystem;
 
@@ -27,10 +27,15 @@ void Output::write(std::string_view text) {
   if (error_ == 0 && std::fwrite(text.data(), 1, text.size(), file_) < text.size()) error_ = errno;
 }
 
+bool Output::flush() {
+  if (file_ != nullptr && error_ == 0 && std::fflush(file_) != 0) error_ = errno;
+  return error_ == 0;
+}
+
 bool Output::close() {
   if (file_ != nullptr) finish();
   if (error_ == 0) return true;
-  shared::report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
+  report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
   return false;
 }
 
@@ -68,4 +73,4 @@ void Output::finish() {
     error_ = errno;
 }
 
-}  // namespace inspect
+}  // namespace shared

@@ -1,11 +1,11 @@
-#ifndef INSPECT_OUTPUT_H
-#define INSPECT_OUTPUT_H
+#ifndef SHARED_OUTPUT_H
+#define SHARED_OUTPUT_H
 
 #include <cstdio>
 #include <string>
 #include <string_view>
 
-namespace inspect {
+namespace shared {
 
 /// The output: stdout, or a file, which is written under another name until it is complete, since
 /// it may be one of the inputs. Pipes and devices are written directly.
@@ -19,6 +19,8 @@ class Output {
   ~Output();
 
   void write(std::string_view text);
+  /// Hands on what was written; false once something could not be, which close() reports.
+  bool flush();
   /// Renames the file to its final name. Returns false, and reports why on stderr, when not
   /// everything could be written; the former file is then unchanged.
   bool close();
@@ -34,6 +36,6 @@ class Output {
   int error_ = 0;
 };
 
-}  // namespace inspect
+}  // namespace shared
 
 #endif
