@@ -62,7 +62,7 @@ end_service() {
 }
 
 service_demo() {
-  need "${build_packages[@]}" "${grpc_packages[@]}"
+  need "${build_packages[@]}" "${grpc_packages[@]}" nlohmann-json3-dev
   build
   export TARN_GRPC_TARGET=unix:$work/mqc.sock
   mkdir "$work/kept"
@@ -78,6 +78,12 @@ service_demo() {
   title "A request as the service kept it"
   kept=("$work"/kept/*-sendRuleMac.compact.bin)
   "$inspect" "${kept[0]}"
+
+  title "The same by hand: tarn-send sendRuleMac head.f0=1 f3=37"
+  start_service "$work/by_hand" --json
+  build/demo/bin/tarn-send sendRuleMac head.f0=1 f3=37
+  end_service TERM
+  grep sendRuleMac "$work/by_hand" | head -n 1
 
   title "A stream of calls; the service is killed after a second, and started again after another"
   start_service "$work/before"
