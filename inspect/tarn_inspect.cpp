@@ -11,7 +11,7 @@
 
 #include "inspect/forms.h"
 #include "inspect/options.h"
-#include "inspect/output.h"
+#include "shared/output.h"
 #include "shared/printable.h"
 #include "shared/report.h"
 
@@ -21,10 +21,9 @@ namespace {
 
 using inspect::Message;
 using inspect::Options;
-using inspect::Output;
-
 using inspect::Task;
 using reader::Schema;
+using shared::Output;
 using shared::report;
 
 constexpr int refused = 1;

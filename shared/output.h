@@ -1,11 +1,11 @@
-#ifndef INSPECT_OUTPUT_H
-#define INSPECT_OUTPUT_H
+#ifndef SHARED_OUTPUT_H
+#define SHARED_OUTPUT_H
 
 #include <cstdio>
 #include <string>
 #include <string_view>
 
-namespace inspect {
+namespace shared {
 
 /// The output: stdout, or a file, which is written under another name until it is complete, since
 /// it may be one of the inputs. Pipes and devices are written directly.
@@ -34,6 +34,6 @@ class Output {
   int error_ = 0;
 };
 
-}  // namespace inspect
+}  // namespace shared
 
 #endif

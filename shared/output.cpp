@@ -1,4 +1,4 @@
-#include "inspect/output.h"
+#include "shared/output.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 
 #include "shared/report.h"
 
-namespace inspect {
+namespace shared {
 
 namespace fs = std::filesystem;
 
@@ -30,7 +30,7 @@ void Output::write(std::string_view text) {
 bool Output::close() {
   if (file_ != nullptr) finish();
   if (error_ == 0) return true;
-  shared::report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
+  report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
   return false;
 }
 
@@ -68,4 +68,4 @@ void Output::finish() {
     error_ = errno;
 }
 
-}  // namespace inspect
+}  // namespace shared
