@@ -18,12 +18,16 @@ class Output {
   /// Removes an output that was not closed.
   ~Output();
 
+  /// Opens the file before there is something to write. Returns false, and reports why on stderr,
+  /// when it cannot be written.
+  bool start();
   void write(std::string_view text);
   /// Renames the file to its final name. Returns false, and reports why on stderr, when not
   /// everything could be written; the former file is then unchanged.
   bool close();
 
  private:
+  bool isFine() const;
   void open();
   void keepMode();
   void finish();

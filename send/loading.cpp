@@ -1,0 +1,68 @@
+#include "send/loading.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "send/load_report.h"
+#include "shared/output.h"
+
+namespace send {
+namespace {
+
+using shared::Output;
+
+/// How long after their deadline calls may still end.
+constexpr u64 margin = 2 * second;
+/// How many samples a load has, and how short their intervals are at least.
+constexpr u64 samples = 200;
+constexpr u64 shortest = second / 10;
+
+std::vector<LoadCall> callsOf(const Library& library, const std::vector<Entry>& requests) {
+  std::vector<LoadCall> calls;
+  for (const Entry& entry : requests) {
+    calls.push_back(
+        {&library.of(*entry.method), entry.request.data(), entry.variant == Variant::oneway});
+  }
+  return calls;
+}
+
+/// The length of a sample's interval.
+u64 intervalOf(const LoadPlan& plan) {
+  double expected = static_cast<double>(plan.duration);
+  if (plan.rate > 0) {
+    const double seconds = static_cast<double>(plan.count) / plan.rate;
+    expected = std::min(expected, seconds * static_cast<double>(second));
+  }
+  if (expected >= static_cast<double>(LoadPlan::unlimited)) return second;
+  return std::max(static_cast<u64>(expected / samples), shortest);
+}
+
+}  // namespace
+
+int runLoad(const Library& library, const std::vector<Entry>& requests, const LoadOptions& options,
+            u64 deadline) {
+  Output page(options.page);
+  if (!options.page.empty() && !page.start()) return 1;
+  LoadPlan plan = options.plan();
+  plan.patience = deadline + margin;
+  MonotonicClock clock;
+  auto load = std::make_unique<Load>(plan, callsOf(library, requests), clock);
+  Watch watch(*load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);
+  load->send();
+  const bool isSettled = load->settle();
+  const auto meaning = [&](u32 status) { return library.meaning(*requests[0].method, status); };
+  LoadResult result = resultOf(*load, plan, meaning);
+  result.samples = watch.finish();
+  result.isInterrupted = watch.wasInterrupted();
+
+  Output output("");
+  output.write(options.isJson ? toText(loadJson(result)) + '\n' : loadText(result));
+  if (!options.page.empty()) page.write(loadPage(result));
+  const bool isWritten = output.close() && (options.page.empty() || page.close());
+  if (!isSettled) load.release();  // for the callbacks that may still come
+  return isWritten && result.isSuccess() ? 0 : 1;
+}
+
+}  // namespace send
