@@ -32,7 +32,7 @@ std::string readMethod(const json& line, Entry& entry) {
   if (found == line.end() || !found->is_string()) return "method: a name is missing";
   const auto& name = found->get_ref<const std::string&>();
   entry.method = methods::find(name);
-  return entry.method == nullptr ? "method: " + methods::noSuchMethod(name) : "";
+  return entry.method == nullptr ? methods::noSuchMethod(name) : "";
 }
 
 /// What is wrong with the names in a line.
@@ -56,8 +56,7 @@ std::string readEntry(std::string_view text, Entry& entry) {
     fault = readVariant(line["variant"], entry.variant);
   if (!fault.empty()) return fault;
   if (!line.contains("request")) line["request"] = json::object();
-  fault = methods::readRequest(*entry.method, line["request"], entry.request);
-  return fault.empty() ? "" : "request: " + fault;
+  return methods::readRequest(*entry.method, line["request"], entry.request);
 }
 
 bool isJson(const std::string& word) {
