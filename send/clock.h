@@ -11,12 +11,12 @@ inline constexpr u64 second = 1'000'000'000;  // nanoseconds, as all times of a 
 inline constexpr u64 millisecond = second / 1000;
 
 /// The time by which a load runs, in nanoseconds from any point. Any thread may use it.
-class Clock {
+class LoadClock {
  public:
-  Clock() = default;
-  Clock(const Clock&) = delete;
-  Clock& operator=(const Clock&) = delete;
-  virtual ~Clock() = default;
+  LoadClock() = default;
+  LoadClock(const LoadClock&) = delete;
+  LoadClock& operator=(const LoadClock&) = delete;
+  virtual ~LoadClock() = default;
 
   virtual u64 now() noexcept = 0;
   /// Returns at that time or a little later; a signal may end it before.
@@ -27,7 +27,7 @@ inline timespec timespecOf(u64 time) {
   return {static_cast<time_t>(time / second), static_cast<long>(time % second)};
 }
 
-class MonotonicClock : public Clock {
+class MonotonicClock : public LoadClock {
  public:
   u64 now() noexcept override {
     timespec time{};

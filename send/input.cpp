@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "methods/json.h"
+#include "methods/words.h"
 
 namespace send {
 namespace {
@@ -31,7 +32,7 @@ std::string readMethod(const json& line, Entry& entry) {
   if (found == line.end() || !found->is_string()) return "method: a name is missing";
   const auto& name = found->get_ref<const std::string&>();
   entry.method = methods::find(name);
-  return entry.method == nullptr ? "method: " + methods::noSuchMethod(name) : "";
+  return entry.method == nullptr ? methods::noSuchMethod(name) : "";
 }
 
 /// What is wrong with the names in a line.
@@ -55,11 +56,41 @@ std::string readEntry(std::string_view text, Entry& entry) {
     fault = readVariant(line["variant"], entry.variant);
   if (!fault.empty()) return fault;
   if (!line.contains("request")) line["request"] = json::object();
-  fault = methods::readRequest(*entry.method, line["request"], entry.request);
-  return fault.empty() ? "" : "request: " + fault;
+  return methods::readRequest(*entry.method, line["request"], entry.request);
+}
+
+bool isJson(const std::string& word) {
+  const std::size_t first = word.find_first_not_of(" \t\r\n");
+  return word == "-" || (first != std::string::npos && word[first] == '{');
+}
+
+/// Reads the JSON before a request's words.
+std::string readFirst(const std::string& word, Entry& entry) {
+  std::string text = word;
+  json value;
+  std::string fault = word == "-" ? readText("-", text) : "";
+  if (fault.empty()) fault = methods::parseJson(text, value);
+  if (fault.empty()) fault = methods::readRequest(*entry.method, value, entry.request);
+  return fault.empty() || word != "-" ? fault : "stdin: " + fault;
 }
 
 }  // namespace
+
+std::string readOne(const methods::Method& method, std::span<const std::string> words,
+                    Entry& entry) {
+  entry.method = &method;
+  entry.request = methods::Request(*method.request);
+  if (!words.empty() && isJson(words[0])) {
+    const std::string fault = readFirst(words[0], entry);
+    if (!fault.empty()) return fault;
+    words = words.subspan(1);
+  }
+  for (const std::string& word : words) {
+    const std::string fault = methods::setWord(method, word, entry.request);
+    if (!fault.empty()) return fault;
+  }
+  return "";
+}
 
 std::string readText(const std::string& path, std::string& text) {
   std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");

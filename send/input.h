@@ -3,7 +3,7 @@
 
 // Requests to be sent: read and checked, before the first of them is sent.
 
-#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +35,11 @@ std::string readText(const std::string& path, std::string& text);
 /// @param variant of lines that do not state theirs
 std::string readLines(std::string_view text, const std::string& name, Variant variant,
                       std::vector<Entry>& entries);
+
+/// Reads the request of one method: JSON, or "-" for that in the standard input, and words such as
+/// f3=37, which override it.
+std::string readOne(const methods::Method& method, std::span<const std::string> words,
+                    Entry& entry);
 
 }  // namespace send
 

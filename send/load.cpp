@@ -15,12 +15,12 @@ constexpr u64 preparation = 5 * millisecond;
 
 }  // namespace
 
-Load::Load(const LoadPlan& plan, std::vector<LoadCall> calls, Clock& clock)
+Load::Load(const LoadPlan& plan, std::vector<LoadCall> calls, LoadClock& clock)
     : plan_(plan),
       calls_(std::move(calls)),
       clock_(clock),
       schedule_(plan, clock.now() + preparation),
-      slots_(plan.inFlight, this) {}
+      places_(plan.inFlight, this) {}
 
 void Load::send() {
   prctl(PR_SET_TIMERSLACK, 1);  // without, the kernel wakes 50 microseconds late
@@ -29,9 +29,9 @@ void Load::send() {
     const LoadCall& call = calls_[number % calls_.size()];
     const u64 intended = schedule_.at(number);
     if (!sleepUntil(intended)) break;
-    Slot* const slot = call.isOneway ? nullptr : takeSlot();
-    if (slot != nullptr)
-      sendAsync(call, *slot, intended);
+    Place* const place = call.isOneway ? nullptr : takePlace();
+    if (place != nullptr)
+      sendAsync(call, *place, intended);
     else if (call.isOneway)
       sendOneway(call, intended);
     else
@@ -63,11 +63,11 @@ bool Load::sleepUntil(u64 time) {
   return now < schedule_.closing();
 }
 
-/// A slot, nullptr where there was none in time.
-Slot* Load::takeSlot() {
+/// A place, nullptr where there was none in time.
+Place* Load::takePlace() {
   for (u64 now = 0; (now = clock_.now()) < schedule_.closing();) {
-    Slot* const slot = slots_.take(std::min(schedule_.closing(), now + slice));
-    if (slot != nullptr) return slot;
+    Place* const place = places_.take(std::min(schedule_.closing(), now + slice));
+    if (place != nullptr) return place;
   }
   return nullptr;
 }
@@ -78,11 +78,11 @@ void Load::sendOneway(const LoadCall& call, u64 intended) {
   end(status, intended, status == 0);
 }
 
-void Load::sendAsync(const LoadCall& call, Slot& slot, u64 intended) {
-  slot.intended = begin(intended);
-  slot.underWay = true;
-  const u32 status = call.exports->async(call.request, onEnd, &slot, nullptr);
-  if (status != 0) endSlot(status, slot, false);  // without a callback
+void Load::sendAsync(const LoadCall& call, Place& place, u64 intended) {
+  place.intended = begin(intended);
+  place.underWay = true;
+  const u32 status = call.exports->async(call.request, onEnd, &place, nullptr);
+  if (status != 0) endPlace(status, place, false);  // without a callback
 }
 
 /// Returns the time that the call's latency is counted from.
@@ -94,16 +94,16 @@ u64 Load::begin(u64 intended) {
   return intended;
 }
 
-void Load::onEnd(u32 status, void* slot) {
-  auto* const ended = static_cast<Slot*>(slot);
-  ended->load->endSlot(status, *ended, true);
+void Load::onEnd(u32 status, void* place) {
+  auto* const ended = static_cast<Place*>(place);
+  ended->load->endPlace(status, *ended, true);
 }
 
 /// Runs on threads of the platform. A call that it reports twice counts once.
-void Load::endSlot(u32 status, Slot& slot, bool wasTaken) noexcept {
-  if (!slot.underWay.exchange(false)) return;
-  end(status, slot.intended, wasTaken);
-  slots_.put(&slot);
+void Load::endPlace(u32 status, Place& place, bool wasTaken) noexcept {
+  if (!place.underWay.exchange(false)) return;
+  end(status, place.intended, wasTaken);
+  places_.put(&place);
 }
 
 void Load::end(u32 status, u64 intended, bool wasTaken) noexcept {

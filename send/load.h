@@ -5,8 +5,8 @@
 
 #include "send/histogram.h"
 #include "send/library.h"
+#include "send/places.h"
 #include "send/schedule.h"
-#include "send/slots.h"
 #include "send/tally.h"
 
 namespace send {
@@ -24,9 +24,9 @@ struct LoadCall {
 class Load {
  public:
   /// @param calls at least one; their requests stay valid until all calls have been made
-  Load(const LoadPlan& plan, std::vector<LoadCall> calls, Clock& clock);
+  Load(const LoadPlan& plan, std::vector<LoadCall> calls, LoadClock& clock);
 
-  /// Makes the calls: returns when the schedule has ended. Calls that are due and wait for a slot
+  /// Makes the calls: returns when the schedule has ended. Calls that are due and wait for a place
   /// then have a second more.
   void send();
   /// Waits until no call is under way, as long as the plan says. Callbacks of calls that are then
@@ -48,24 +48,24 @@ class Load {
   const Tally& ended() const { return ended_; }
   /// The latencies of those that it took; of one-way messages, until it had taken them.
   const Histogram& latencies() const { return latencies_; }
-  Clock& clock() const { return clock_; }
+  LoadClock& clock() const { return clock_; }
 
  private:
-  static void onEnd(u32 status, void* slot);
+  static void onEnd(u32 status, void* place);
 
   bool sleepUntil(u64 time);
-  Slot* takeSlot();
+  Place* takePlace();
   void sendOneway(const LoadCall& call, u64 intended);
-  void sendAsync(const LoadCall& call, Slot& slot, u64 intended);
+  void sendAsync(const LoadCall& call, Place& place, u64 intended);
   u64 begin(u64 intended);
   void end(u32 status, u64 intended, bool wasTaken) noexcept;
-  void endSlot(u32 status, Slot& slot, bool wasTaken) noexcept;
+  void endPlace(u32 status, Place& place, bool wasTaken) noexcept;
 
   LoadPlan plan_;
   std::vector<LoadCall> calls_;
-  Clock& clock_;
+  LoadClock& clock_;
   Schedule schedule_;
-  Slots slots_;
+  Places places_;
   Tally ended_;
   Histogram latencies_;
   std::atomic<u64> started_ = 0;

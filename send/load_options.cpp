@@ -11,7 +11,7 @@ namespace {
 using shared::report;
 
 constexpr double highestRate = 10'000'000;
-constexpr double longest = 168 * 3600;  // seconds
+constexpr double longestDuration = 168 * 3600;  // seconds
 constexpr u64 mostCalls = 1'000'000'000'000;
 constexpr u32 mostInFlight = 1'000'000;
 
@@ -36,38 +36,35 @@ bool readDuration(const std::string& text, u64& duration) {
   if (rest == nullptr) return false;
   for (const auto& [unit, length] : units) {
     const double seconds = number * length;
-    if (unit != rest || !(seconds >= 0.001) || seconds > longest) continue;
+    if (unit != rest || !(seconds >= 0.001) || seconds > longestDuration) continue;
     duration = static_cast<u64>(seconds * static_cast<double>(second));
     return true;
   }
   return false;
 }
 
-bool refuse(const char* option, const std::string& value, const char* words) {
+/// Whether a value that is not stated or has been read is right.
+bool check(bool isRead, const char* option, const std::string& value, const char* words) {
+  if (value.empty() || isRead) return true;
   report("%s %s: not %s", option, value.c_str(), words);
   return false;
 }
 
 }  // namespace
 
-bool takeLoad(int found, const std::string& value, LoadOptions& options) {
-  switch (found) {
-    case rateValue:
-      return read(value, 0.001, highestRate, options.rate) ||
-             refuse("--rate", value, "calls a second from 0.001 to 10000000");
-    case durationValue:
-      return readDuration(value, options.duration) ||
-             refuse("--duration", value, "a time from 1ms to 168h such as 30s, 500ms or 2m");
-    case countValue:
-      return read(value, u64{1}, mostCalls, options.count) ||
-             refuse("--count", value, "a number of calls from 1 to 1000000000000");
-    case inFlightValue:
-      return read(value, u32{1}, mostInFlight, options.inFlight) ||
-             refuse("--in-flight", value, "a number of calls from 1 to 1000000");
-    default:
-      options.page = value;
-      return true;
-  }
+bool readLoad(const LoadTexts& texts, LoadOptions& options) {
+  return check(read(texts.rate, 0.001, highestRate, options.rate), "--rate", texts.rate,
+               "calls a second, from 0.001 to 10000000") &&
+         check(readDuration(texts.duration, options.duration), "--duration", texts.duration,
+               "a time from 1ms to 168h, such as 30s, 500ms or 2m") &&
+         check(read(texts.count, u64{1}, mostCalls, options.count), "--count", texts.count,
+               "calls from 1 to 1000000000000") &&
+         check(read(texts.inFlight, u32{1}, mostInFlight, options.inFlight), "--in-flight",
+               texts.inFlight, "calls from 1 to 1000000");
+}
+
+bool LoadOptions::isStated() const {
+  return rate > 0 || duration > 0 || count > 0 || inFlight > 0 || isJson || !page.empty();
 }
 
 LoadPlan LoadOptions::plan() const {

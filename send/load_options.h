@@ -16,16 +16,19 @@ struct LoadOptions {
   bool isJson = false;  ///< print the result as JSON
   std::string page;     ///< a file for the result as a page; empty: none
 
+  /// Whether any of this is stated.
+  bool isStated() const;
   /// What to do, with the defaults for what is not stated.
   LoadPlan plan() const;
 };
 
-/// The options of a load that have a value, for getopt_long.
-enum LoadValue : int { rateValue = 512, durationValue, countValue, inFlightValue, pageValue };
+/// The values of a load's options as they stand on the command line; empty: not stated.
+struct LoadTexts {
+  std::string rate, duration, count, inFlight;
+};
 
-/// Takes the value of one of them. A wrong one is reported in a line on stderr; the result is then
-/// false.
-bool takeLoad(int found, const std::string& value, LoadOptions& options);
+/// Reads the values. A wrong one is reported in a line on stderr; the result is then false.
+bool readLoad(const LoadTexts& texts, LoadOptions& options);
 
 }  // namespace send
 

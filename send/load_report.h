@@ -20,7 +20,7 @@ struct LoadResult {
 
   double wantedRate = 0;  ///< 0: none
   u64 calls = 0;          ///< that started
-  u64 notStarted = 0;     ///< due, but without a slot or too late
+  u64 notStarted = 0;     ///< due, but without a place or too late
   u64 neverEnded = 0;     ///< not within the patience of the plan
   u64 latestStart = 0;    ///< how far behind its time a call started at most
   u64 length = 0;         ///< until the sending was over and the last call had ended

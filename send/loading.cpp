@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "send/load_report.h"
+#include "send/sending.h"
 #include "shared/output.h"
 
 namespace send {
@@ -13,8 +14,6 @@ namespace {
 
 using shared::Output;
 
-/// How long after their deadline calls may still end.
-constexpr u64 margin = 2 * second;
 /// How many samples a load has, and how short their intervals are at least.
 constexpr u64 samples = 200;
 constexpr u64 shortest = second / 10;
@@ -41,17 +40,18 @@ u64 intervalOf(const LoadPlan& plan) {
 
 }  // namespace
 
-int runLoad(const Library& library, const std::vector<Entry>& requests, const LoadOptions& options,
-            u64 deadline) {
+bool runLoad(const Library& library, const std::vector<Entry>& requests,
+             const LoadOptions& options) {
   Output page(options.page);
-  if (!options.page.empty() && !page.start()) return 1;
+  if (!options.page.empty() && !page.start()) return false;
   LoadPlan plan = options.plan();
-  plan.patience = deadline + margin;
+  plan.patience = static_cast<u64>(longestCall().count()) * millisecond;
   MonotonicClock clock;
   auto load = std::make_unique<Load>(plan, callsOf(library, requests), clock);
   Watch watch(*load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);
   load->send();
   const bool isSettled = load->settle();
+  if (isSettled) library.drain(static_cast<u32>(longestCall().count()));  // one-way messages
   const auto meaning = [&](u32 status) { return library.meaning(*requests[0].method, status); };
   LoadResult result = resultOf(*load, plan, meaning);
   result.samples = watch.finish();
@@ -62,7 +62,7 @@ int runLoad(const Library& library, const std::vector<Entry>& requests, const Lo
   if (!options.page.empty()) page.write(loadPage(result));
   const bool isWritten = output.close() && (options.page.empty() || page.close());
   if (!isSettled) load.release();  // for the callbacks that may still come
-  return isWritten && result.isSuccess() ? 0 : 1;
+  return isWritten && result.isSuccess();
 }
 
 }  // namespace send

@@ -13,18 +13,18 @@ void Tally::add(u32 status) noexcept {
 std::atomic<u64>& Tally::countOf(u32 status) noexcept {
   const u64 key = u64{status} + 1;
   for (std::size_t i = 0; i < size; ++i) {
-    Place& place = places_[(status + i) % size];
-    u64 found = place.key.load(std::memory_order_relaxed);
-    if (found == 0 && place.key.compare_exchange_strong(found, key)) return place.count;
-    if (found == key) return place.count;
+    Counter& counter = counters_[(status + i) % size];
+    u64 found = counter.key.load(std::memory_order_relaxed);
+    if (found == 0 && counter.key.compare_exchange_strong(found, key)) return counter.count;
+    if (found == key) return counter.count;
   }
   return others_;
 }
 
 std::vector<StatusCount> Tally::read() const {
   std::vector<StatusCount> found;
-  for (const Place& place : places_) {
-    if (place.count > 0) found.push_back({static_cast<u32>(place.key - 1), place.count});
+  for (const Counter& counter : counters_) {
+    if (counter.count > 0) found.push_back({static_cast<u32>(counter.key - 1), counter.count});
   }
   std::sort(found.begin(), found.end(),
             [](const StatusCount& a, const StatusCount& b) { return a.status < b.status; });

@@ -30,14 +30,14 @@ class Tally {
 
  private:
   static constexpr std::size_t size = 1024;
-  struct Place {
+  struct Counter {
     std::atomic<u64> key = 0;  // the status and 1; 0 where it is free
     std::atomic<u64> count = 0;
   };
 
   std::atomic<u64>& countOf(u32 status) noexcept;
 
-  std::array<Place, size> places_;
+  std::array<Counter, size> counters_;
   std::atomic<u64> others_ = 0;
   std::atomic<u64> calls_ = 0;
   std::atomic<u64> failed_ = 0;

@@ -1,10 +1,91 @@
-// tarn-send: sends requests of MqcFesIntf from the shell.
+// tarn-send: sends requests of MqcFesIntf from the shell, through whichever platform it loads.
 
+#include <exception>
+
+#include "send/dry_run.h"
+#include "send/listing.h"
+#include "send/loading.h"
+#include "send/options.h"
+#include "send/sending.h"
+#include "send/watch.h"
+#include "shared/output.h"
 #include "shared/report.h"
 
 const char* const shared::reporter = "tarn-send";
 
-int main() {
-  shared::report("nothing to send");
-  return 2;
+namespace {
+
+using send::Entry;
+using send::Options;
+using send::Task;
+using shared::report;
+
+constexpr int failed = 1;
+constexpr int wrongArguments = 2;
+
+int print(const std::string& text) {
+  shared::Output output("");
+  output.write(text);
+  return output.close() ? 0 : failed;
+}
+
+/// Reports a fault, if there is one.
+bool isSound(const std::string& fault) {
+  if (!fault.empty()) report("%s", fault.c_str());
+  return fault.empty();
+}
+
+std::string readEntries(const Options& options, std::vector<Entry>& entries) {
+  if (options.file.empty()) {
+    entries.push_back({nullptr, {}, options.variant, 0});
+    return send::readOne(*options.method, options.words, entries.back());
+  }
+  std::string text;
+  const std::string fault = send::readText(options.file, text);
+  if (!fault.empty()) return fault;
+  return send::readLines(text, options.file == "-" ? "stdin" : options.file, options.variant,
+                         entries);
+}
+
+int run(const Options& options) {
+  // Never destroyed, as callbacks may run while the process ends.
+  auto& entries = *new std::vector<Entry>;
+  auto& library = *new send::Library;
+  if (!isSound(readEntries(options, entries))) return wrongArguments;
+  const bool isLoad = options.task == Task::load;
+  if (isLoad && entries.empty()) {
+    report("%s: no request to send", options.file.c_str());
+    return wrongArguments;
+  }
+  if (isLoad) send::holdSignals();  // before the platform may start threads
+  if (!isSound(library.load(options.platform, options.library))) return failed;
+  if (options.task == Task::dryRun) return send::encodeAll(library, options, entries) ? 0 : failed;
+  if (!isSound(library.set(options.channel))) return wrongArguments;
+  if (isLoad) return send::runLoad(library, entries, options.load) ? 0 : failed;
+  return send::sendAll(library, options, entries) ? 0 : failed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  shared::holdStandardDescriptors();
+  const auto options = send::readOptions(argc, argv);
+  if (!options) return wrongArguments;
+  switch (options->task) {
+    case Task::help:
+      return print(send::usage);
+    case Task::version:
+      return print("tarn-send " TARN_VERSION "\n");
+    case Task::methods:
+      return print(send::listMethods());
+    case Task::fields:
+      return print(send::fieldsOf(*options->method));
+    case Task::sample:
+      return print(send::sampleOf(*options->method));
+    default:
+      return run(*options);
+  }
+} catch (const std::exception& error) {  // no memory
+  report("%s", error.what());
+  return failed;
 }

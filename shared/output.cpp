@@ -32,6 +32,11 @@ bool Output::start() {
   return isFine();
 }
 
+bool Output::flush() {
+  if (file_ != nullptr && error_ == 0 && std::fflush(file_) != 0) error_ = errno;
+  return error_ == 0;
+}
+
 bool Output::close() {
   if (file_ != nullptr) finish();
   return isFine();

@@ -22,6 +22,8 @@ class Output {
   /// when it cannot be written.
   bool start();
   void write(std::string_view text);
+  /// Hands on what was written; false once something could not be, which close() reports.
+  bool flush();
   /// Renames the file to its final name. Returns false, and reports why on stderr, when not
   /// everything could be written; the former file is then unchanged.
   bool close();

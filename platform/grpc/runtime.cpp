@@ -2,12 +2,12 @@
 
 #include <new>
 
-#include "platform/common/encode.h"
 #include "platform/grpc/callbacks.h"
 #include "platform/grpc/channels.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/start.h"
 #include "platform/grpc/unary.h"
+#include "shared/encode.h"
 #include "tarn/rpc.h"
 
 namespace delivery {
@@ -16,10 +16,10 @@ namespace {
 /// The encoding that the channel sends.
 u32 encodeFor(const Channel& channel, const MethodId& method, const IdlMsgDesc& desc,
               const void* req, Message& message) {
-  const bool full = channel.settings().full && platform::hasFull(desc);
-  platform::Encoding encoding;
-  const TarnStatus status = (full ? platform::encodeFull : platform::encodeCompact)(
-      method.methodName, desc, req, encoding);
+  const bool full = channel.settings().full && shared::hasFull(desc);
+  shared::Encoding encoding;
+  const TarnStatus status =
+      (full ? shared::encodeFull : shared::encodeCompact)(method.methodName, desc, req, encoding);
   if (status != TARN_STATUS_OK) return failure(method.methodName, status);
   message.size = encoding.size();
   message.bytes = encoding.take();
@@ -55,7 +55,7 @@ u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsg
   if (handle == nullptr) return TARN_STATUS_INVALID;  // the reason has been reported
   try {
     const auto channel = channelOf(handle);
-    if (!platform::isComplete(channel.get(), req, method, desc)) {
+    if (!shared::isComplete(channel.get(), req, method, desc)) {
       return failure(name, TARN_STATUS_INVALID);
     }
     Message message;

@@ -3,8 +3,8 @@
 #include <new>
 #include <utility>
 
-#include "platform/common/encode.h"
 #include "platform/loopback/state.h"
+#include "shared/encode.h"
 #include "tarn/loopback.h"
 #include "tarn/rpc.h"
 
@@ -28,12 +28,12 @@ u32 deliver(const TarnMessage& message) {
 
 u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, const IdlMsgDesc* desc,
          TarnVariant variant) try {
-  if (!platform::isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
-  platform::Encoding compact;
-  platform::Encoding full;
-  TarnStatus encoded = platform::encodeCompact(method->methodName, *desc, req, compact);
-  if (encoded == TARN_STATUS_OK && platform::hasFull(*desc)) {
-    encoded = platform::encodeFull(method->methodName, *desc, req, full);
+  if (!shared::isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
+  shared::Encoding compact;
+  shared::Encoding full;
+  TarnStatus encoded = shared::encodeCompact(method->methodName, *desc, req, compact);
+  if (encoded == TARN_STATUS_OK && shared::hasFull(*desc)) {
+    encoded = shared::encodeFull(method->methodName, *desc, req, full);
   }
   if (encoded != TARN_STATUS_OK) return encoded;
   void* const opt = *static_cast<void* const*>(handle);

@@ -12,7 +12,7 @@ namespace {
 using namespace send;
 
 /// A time that passes when the test says so, and a little with each look at it.
-class FakeClock : public Clock {
+class FakeClock : public LoadClock {
  public:
   explicit FakeClock(u64 step = 0) : step_(step) {}
   u64 now() noexcept override { return time += step_; }
@@ -193,33 +193,33 @@ TEST(Load, TextHasEveryCallInOneRowOfItsHistogram) {
   EXPECT_EQ(sum(result.latencies.buckets()), calls);
 }
 
-TEST(Slots, NoneIsTakenTwice) {
+TEST(Places, NoneIsTakenTwice) {
   constexpr std::size_t count = 3, rounds = 2'000;
-  Slots slots(count, nullptr);
-  std::array<std::atomic<Slot*>, count> handed = {};
+  Places places(count, nullptr);
+  std::array<std::atomic<Place*>, count> handed = {};
   std::vector<std::thread> threads;
-  for (auto& place : handed) {
+  for (auto& hand : handed) {
     threads.emplace_back([&] {
       for (std::size_t i = 0; i < rounds; ++i) {
-        place.wait(nullptr);
-        Slot* const slot = place.exchange(nullptr);
-        place.notify_one();
-        EXPECT_TRUE(slot->underWay.exchange(false));
-        slots.put(slot);
+        hand.wait(nullptr);
+        Place* const place = hand.exchange(nullptr);
+        hand.notify_one();
+        EXPECT_TRUE(place->underWay.exchange(false));
+        places.put(place);
       }
     });
   }
   for (std::size_t i = 0; i < rounds * count; ++i) {
-    Slot* const slot = slots.take(~u64{0} >> 2);
-    EXPECT_FALSE(slot->underWay.exchange(true));
-    auto& place = handed[i % count];
-    while (Slot* const former = place) place.wait(former);
-    place = slot;
-    place.notify_one();
+    Place* const place = places.take(~u64{0} >> 2);
+    EXPECT_FALSE(place->underWay.exchange(true));
+    auto& hand = handed[i % count];
+    while (Place* const former = hand) hand.wait(former);
+    hand = place;
+    hand.notify_one();
   }
   for (std::thread& thread : threads) thread.join();
-  for (std::size_t i = 0; i < count; ++i) EXPECT_NE(slots.take(0), nullptr);
-  EXPECT_EQ(slots.take(0), nullptr);
+  for (std::size_t i = 0; i < count; ++i) EXPECT_NE(places.take(0), nullptr);
+  EXPECT_EQ(places.take(0), nullptr);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "platform/common/encode.h"
+#include "shared/encode.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 #include "shared/report.h"
 
-namespace platform {
+namespace shared {
 namespace {
 
 constexpr std::size_t guardSize = 64;
@@ -18,12 +18,12 @@ constexpr u32 wordSize = 4;
 constexpr u32 emptyBufferSize = 8;
 
 TarnStatus refuse(const char* method, const std::string& fault) {
-  shared::report("%s: %s", method, fault.c_str());
+  report("%s: %s", method, fault.c_str());
   return TARN_STATUS_ENCODING;
 }
 
 TarnStatus noMemory(const char* method, u32 size) {
-  shared::report("%s: no memory for an encoding of %u bytes", method, size);
+  report("%s: no memory for an encoding of %u bytes", method, size);
   return TARN_STATUS_NO_RESOURCES;
 }
 
@@ -95,4 +95,4 @@ TarnStatus encodeFull(const char* method, const IdlMsgDesc& desc, const void* re
   return TARN_STATUS_OK;
 }
 
-}  // namespace platform
+}  // namespace shared

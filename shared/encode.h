@@ -1,5 +1,5 @@
-#ifndef PLATFORM_COMMON_ENCODE_H
-#define PLATFORM_COMMON_ENCODE_H
+#ifndef SHARED_ENCODE_H
+#define SHARED_ENCODE_H
 
 #include <memory>
 #include <utility>
@@ -7,7 +7,7 @@
 #include "mqc_fes_intf.h"
 #include "tarn/status.h"
 
-namespace platform {
+namespace shared {
 
 /// An output buffer of exactly the promised size, with guard bytes behind it.
 class Encoding {
@@ -52,6 +52,6 @@ TarnStatus encodeCompact(const char* method, const IdlMsgDesc& desc, const void*
 /// The descriptor has a full encoding.
 TarnStatus encodeFull(const char* method, const IdlMsgDesc& desc, const void* req, Encoding& out);
 
-}  // namespace platform
+}  // namespace shared
 
 #endif

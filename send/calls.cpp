@@ -1,0 +1,94 @@
+#include "send/calls.h"
+
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace send {
+namespace {
+
+using std::chrono::duration_cast;
+using std::chrono::microseconds;
+
+}  // namespace
+
+std::string lineOf(const Answer& answer) {
+  nlohmann::ordered_json line;
+  if (answer.entry->line > 0) line["line"] = answer.entry->line;
+  line["method"] = answer.entry->method->name;
+  line["status"] = answer.status;
+  line["meaning"] = answer.meaning;
+  line["microseconds"] = answer.time.count();
+  using Handler = nlohmann::json::error_handler_t;
+  return line.dump(-1, ' ', false, Handler::replace) + '\n';
+}
+
+void Calls::make(const Entry& entry) {
+  Call* call = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    call = &calls_.emplace_back(Call{*this, entry, Clock::time_point(), false});
+    ++open_;
+  }
+  u32 status = submit(*call);
+  if (library_.isBusy(status)) {
+    library_.drain(static_cast<u32>(longest_.count()));
+    status = submit(*call);
+  }
+  if (entry.variant != Variant::async || status != 0) end(*call, status);
+}
+
+std::deque<Answer> Calls::take() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(answers_, {});
+}
+
+std::deque<Answer> Calls::await() {
+  std::unique_lock lock(mutex_);
+  come_.wait_for(lock, longest_, [this] { return !answers_.empty() || open_ == 0; });
+  return std::exchange(answers_, {});
+}
+
+std::size_t Calls::open() {
+  const std::lock_guard lock(mutex_);
+  return open_;
+}
+
+u32 Calls::submit(Call& call) const {
+  const void* const request = call.entry.request.data();
+  const Exports& exports = library_.of(*call.entry.method);
+  call.begin = Clock::now();
+  switch (call.entry.variant) {
+    case Variant::async:
+      return exports.async(request, onEnd, &call, nullptr);
+    case Variant::oneway:
+      return exports.oneway(request, nullptr);
+    default:
+      return exports.call(request, nullptr);
+  }
+}
+
+void Calls::end(Call& call, u32 status) {
+  const auto time = duration_cast<microseconds>(Clock::now() - call.begin);
+  Answer answer{&call.entry, status, library_.meaning(*call.entry.method, status), time};
+  const std::lock_guard lock(mutex_);
+  if (std::exchange(call.isAnswered, true)) return;
+  answers_.push_back(std::move(answer));
+  --open_;
+  come_.notify_one();
+}
+
+void Calls::onEnd(u32 status, void* call) {
+  Call& ended = *static_cast<Call*>(call);
+  ended.calls.end(ended, status);
+}
+
+std::string sumOf(const Counts& counts) {
+  std::string text;
+  for (const auto& [status, count] : counts) {
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " with status ";
+    text += std::to_string(status);
+  }
+  return text;
+}
+
+}  // namespace send

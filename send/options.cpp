@@ -1,0 +1,221 @@
+#include "send/options.h"
+
+#include <unistd.h>
+
+#include <charconv>
+#include <cmath>
+#include <utility>
+
+#include "shared/arguments.h"
+#include "shared/report.h"
+
+namespace send {
+namespace {
+
+using shared::report;
+
+/// From seconds to milliseconds, as the environment has them.
+bool readDeadline(const std::string& text, std::string& milliseconds) {
+  constexpr double longest = 3600;
+  double seconds = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
+  const bool isRead = error == std::errc{} && rest == end;
+  if (!isRead || !(seconds >= 0.001) || seconds > longest) {
+    report("--deadline %s: not seconds from 0.001 to 3600", text.c_str());
+    return false;
+  }
+  milliseconds = std::to_string(std::lround(seconds * 1000));
+  return true;
+}
+
+bool findMethod(const std::string& name, Options& options) {
+  options.method = methods::find(name);
+  if (options.method != nullptr) return true;
+  report("%s", methods::noSuchMethod(name).c_str());
+  return false;
+}
+
+/// What stands behind the options: a method and its request, or nothing.
+bool readRest(int count, char** rest, Options& options) {
+  if (options.task > Task::load) return true;
+  if (count == 0) {
+    if (!options.file.empty()) return true;
+    options.file = "-";
+    if (::isatty(STDIN_FILENO) == 0) return true;
+    report("nothing to send; see --help");
+    return false;
+  }
+  if (!options.file.empty()) {
+    report("%s beside --file: the file's lines name their methods", rest[0]);
+    return false;
+  }
+  options.words.assign(rest + 1, rest + count);
+  return findMethod(rest[0], options);
+}
+
+/// Whether what is only for a load goes with one.
+bool hasLoad(const Options& options) {
+  if (options.task == Task::load || !options.load.isStated()) return true;
+  report("--rate, --duration, --count, --in-flight, --json and --html are for --load");
+  return false;
+}
+
+/// Whether a dry run has a place for its messages.
+bool hasPlace(const Options& options) {
+  if (options.task != Task::dryRun) {
+    if (options.output.empty()) return true;
+    report("--output is for --dry-run: a call has no message to keep");
+  } else if (!options.output.empty()) {
+    return true;
+  } else if (!options.file.empty()) {
+    report("--dry-run of several requests needs --output FOLDER");
+  } else if (::isatty(STDOUT_FILENO) != 0) {
+    report("a message is not for a terminal; use --output FILE");
+  } else {
+    return true;
+  }
+  return false;
+}
+
+/// The options with a value, each with the place for it; those without set a number.
+struct Texts {
+  std::string deadline, sample, fields;
+  LoadTexts load;
+
+  std::vector<std::pair<const char*, std::string*>> placesWith(Options& options) {
+    Channel& channel = options.channel;
+    return {{"to", &channel.target},
+            {"deadline", &deadline},
+            {"ca", &channel.ca},
+            {"cert", &channel.cert},
+            {"key", &channel.key},
+            {"server-name", &channel.serverName},
+            {"platform", &options.platform},
+            {"library", &options.library},
+            {"file", &options.file},
+            {"output", &options.output},
+            {"template", &sample},
+            {"fields", &fields},
+            {"rate", &load.rate},
+            {"duration", &load.duration},
+            {"count", &load.count},
+            {"in-flight", &load.inFlight},
+            {"html", &options.load.page}};
+  }
+};
+
+struct Numbers {
+  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0;
+
+  std::vector<option> options() {
+    const auto sets = [](const char* name, int& number, auto value) {
+      return option{name, no_argument, &number, static_cast<int>(value)};
+    };
+    return {sets("dry-run", task, Task::dryRun),
+            sets("load", task, Task::load),
+            sets("methods", task, Task::methods),
+            sets("help", task, Task::help),
+            sets("version", task, Task::version),
+            sets("async", variant, Variant::async),
+            sets("oneway", variant, Variant::oneway),
+            sets("full", full, 1),
+            sets("stream", stream, 1),
+            sets("keep-going", keepGoing, 1),
+            sets("json", json, 1)};
+  }
+};
+
+/// Takes the command line apart; false, with a report, where it is not one.
+bool parse(int argc, char** argv, Numbers& numbers, Texts& texts, Options& options) {
+  constexpr int first = 256;  // no character, which getopt() may return itself
+  const auto places = texts.placesWith(options);
+  std::vector<option> known = numbers.options();
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    known.push_back({places[i].first, required_argument, nullptr, first + static_cast<int>(i)});
+  }
+  known.push_back({});
+  for (int found = 0; (found = shared::nextOption(argc, argv, known.data())) != -1;) {
+    if (found == '?') return false;
+    if (found >= first) *places[static_cast<std::size_t>(found - first)].second = optarg;
+  }
+  return true;
+}
+
+/// Reads what needs more than its place.
+bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
+  options.task = static_cast<Task>(numbers.task);
+  options.variant = static_cast<Variant>(numbers.variant);
+  options.channel.full = numbers.full != 0;
+  options.channel.stream = numbers.stream != 0;
+  options.keepGoing = numbers.keepGoing != 0;
+  options.load.isJson = numbers.json != 0;
+  if (!readLoad(texts.load, options.load)) return false;
+  if (!texts.deadline.empty() && !readDeadline(texts.deadline, options.channel.deadlineMs)) {
+    return false;
+  }
+  if (texts.sample.empty() && texts.fields.empty()) return true;
+  options.task = texts.sample.empty() ? Task::fields : Task::sample;
+  return findMethod(texts.sample + texts.fields, options);
+}
+
+}  // namespace
+
+const char* const usage =
+    "usage: tarn-send [OPTION]... METHOD [JSON | -] [FIELD=VALUE]...\n"
+    "       tarn-send [OPTION]... [--file FILE]\n"
+    "Sends requests of MqcFesIntf, and prints each answer as a line of JSON.\n"
+    "\n"
+    "  tarn-send --template sendRuleMac\n"
+    "  tarn-send --to unix:/tmp/mqc.sock sendRuleMac '{\"head\": {\"f0\": 1}, \"f3\": 37}'\n"
+    "  tarn-send --to unix:/tmp/mqc.sock sendRuleMac head.f0=1 f3=0x25 f1=00:11:22:33:44:55\n"
+    "\n"
+    "- is the standard input, which holds one request. Without a method, and without --file, it\n"
+    "holds lines: {\"method\": \"sendRuleMac\", \"request\": {\"f3\": 37}, \"variant\": "
+    "\"async\"}.\n"
+    "Fields that a request does not name are zero.\n"
+    "\n"
+    "  --template METHOD  print a request with every field\n"
+    "  --fields METHOD    list the fields and their types\n"
+    "  --methods          list the methods and their requests\n"
+    "  --to TARGET        the service: unix:/run/mqc.sock, dns:///host:port\n"
+    "  --deadline SECONDS how long a call may take\n"
+    "  --full             the full encoding, where a method has one\n"
+    "  --stream           all calls in order over one stream\n"
+    "  --ca FILE          certificates to trust: TLS\n"
+    "  --cert FILE, --key FILE, --server-name NAME\n"
+    "                     the certificate to show, its key, the name in the service's certificate\n"
+    "  --async, --oneway  asynchronous calls, one-way messages\n"
+    "  --file FILE        send the lines of this file\n"
+    "  --keep-going       send what follows a call that failed, too\n"
+    "  --dry-run          encode, and send nothing\n"
+    "  --output FILE      write the message of a dry run here; several into this folder\n"
+    "  --load             send again and again, and print latencies; see below\n"
+    "  --platform FILE    the platform to send with, instead of libtarn_grpc.so\n"
+    "  --library FILE     the library, instead of libtarn_cli_mqc.so\n"
+    "  --help, --version\n"
+    "\n"
+    "A load sends the requests in turn, round and round, for 10 seconds if not stated otherwise:\n"
+    "  --rate N           so many calls a second, whatever the answers do; without, as many as\n"
+    "                     possible\n"
+    "  --duration TIME    for so long: 30s, 500ms, 2m\n"
+    "  --count N          so many calls\n"
+    "  --in-flight N      at most so many of them at once (100; with --rate 100000)\n"
+    "  --json             print the result as JSON\n"
+    "  --html FILE        also write it as a page with plots for a browser\n"
+    "\n"
+    "It exits with 2 for invalid arguments and requests, of which none is sent; with 1 if a call\n"
+    "did not return 0 or the output could not be written.\n";
+
+std::optional<Options> readOptions(int argc, char** argv) {
+  Options options;
+  Numbers numbers;
+  Texts texts;
+  if (!parse(argc, argv, numbers, texts, options) || !understand(numbers, texts, options) ||
+      !readRest(argc - optind, argv + optind, options) || !hasPlace(options) || !hasLoad(options)) {
+    return std::nullopt;
+  }
+  return options;
+}
+
+}  // namespace send
