@@ -75,7 +75,7 @@ Place* Load::takePlace() {
 void Load::sendOneway(const LoadCall& call, u64 intended) {
   intended = begin(intended);
   const u32 status = call.exports->oneway(call.request, nullptr);
-  end(status, intended, status == 0);
+  end(status, intended, false);
 }
 
 void Load::sendAsync(const LoadCall& call, Place& place, u64 intended) {
@@ -100,15 +100,15 @@ void Load::onEnd(u32 status, void* place) {
 }
 
 /// Runs on threads of the platform. A call that it reports twice counts once.
-void Load::endPlace(u32 status, Place& place, bool wasTaken) noexcept {
+void Load::endPlace(u32 status, Place& place, bool isAnswered) noexcept {
   if (!place.underWay.exchange(false)) return;
-  end(status, place.intended, wasTaken);
+  end(status, place.intended, isAnswered);
   places_.put(&place);
 }
 
-void Load::end(u32 status, u64 intended, bool wasTaken) noexcept {
+void Load::end(u32 status, u64 intended, bool isAnswered) noexcept {
   const u64 now = clock_.now();
-  if (wasTaken) latencies_.add(now - intended);
+  if (isAnswered) latencies_.add(now - intended);
   endedAt_ = now;
   ended_.add(status);
 }

@@ -46,7 +46,7 @@ class Load {
   u64 endedAt() const { return endedAt_; }
   /// How calls ended, those that the platform refused included.
   const Tally& ended() const { return ended_; }
-  /// The latencies of those that it took; of one-way messages, until it had taken them.
+  /// The latencies of those that it called back for.
   const Histogram& latencies() const { return latencies_; }
   LoadClock& clock() const { return clock_; }
 
@@ -58,8 +58,8 @@ class Load {
   void sendOneway(const LoadCall& call, u64 intended);
   void sendAsync(const LoadCall& call, Place& place, u64 intended);
   u64 begin(u64 intended);
-  void end(u32 status, u64 intended, bool wasTaken) noexcept;
-  void endPlace(u32 status, Place& place, bool wasTaken) noexcept;
+  void end(u32 status, u64 intended, bool isAnswered) noexcept;
+  void endPlace(u32 status, Place& place, bool isAnswered) noexcept;
 
   LoadPlan plan_;
   std::vector<LoadCall> calls_;

@@ -77,7 +77,8 @@ void Watch::run() {
     const Sample last = seconds.end();
     if (showsProgress_) show(last);
   }
-  samples_.push_back(samples.end());
+  const Sample rest = samples.end();
+  if (rest.started > 0 || rest.ended > 0) samples_.push_back(rest);
   if (showsProgress_) std::fputs("\r\x1B[K", stderr);
 }
 
