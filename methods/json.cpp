@@ -133,12 +133,12 @@ std::string parseJson(std::string_view text, json& value) try {
   return wordsOf(error, text.find('\n') == std::string_view::npos);
 }
 
-std::string readRequest(const Method& method, const json& value, Request& request) {
+std::string readRequest(const Method& method, const json& value, Request& request,
+                        const std::string& place) {
   request = Request(*method.request);
-  std::string fault = Filling(request).table(*method.request, 0, value);
-  if (fault.starts_with(':')) return "the request" + fault;
-  if (!fault.empty()) fault.erase(0, 1);  // the dot: the outermost table has no name
-  return fault;
+  const std::string fault = Filling(request).table(*method.request, 0, value);
+  if (fault.empty() || !place.empty()) return fault.empty() ? "" : place + fault;
+  return fault.starts_with('.') ? fault.substr(1) : "the request" + fault;
 }
 
 }  // namespace methods

@@ -56,7 +56,7 @@ std::string readEntry(std::string_view text, Entry& entry) {
     fault = readVariant(line["variant"], entry.variant);
   if (!fault.empty()) return fault;
   if (!line.contains("request")) line["request"] = json::object();
-  return methods::readRequest(*entry.method, line["request"], entry.request);
+  return methods::readRequest(*entry.method, line["request"], entry.request, "request");
 }
 
 bool isJson(const std::string& word) {

@@ -26,7 +26,9 @@ class Sending {
     }
     awaitAll();
     const std::size_t missing = calls_.open();
-    if (missing > 0) shared::report("%zu calls were not answered", missing);
+    if (missing > 0) {
+      shared::report("%zu call%s not answered", missing, missing == 1 ? " was" : "s were");
+    }
     if (!options_.file.empty()) {
       shared::report("%zu of %zu requests sent%s%s", made, entries.size(),
                      counts_.empty() ? "" : ": ", sumOf(counts_).c_str());
@@ -65,7 +67,7 @@ class Sending {
 milliseconds longestCall() {
   constexpr milliseconds usual(10'000);
   constexpr milliseconds longest(3'600'000);
-  constexpr milliseconds margin(20'000);
+  constexpr milliseconds margin(10'000);
   const char* const text = std::getenv("TARN_GRPC_DEADLINE_MS");
   const milliseconds stated(text == nullptr ? 0 : std::strtol(text, nullptr, 10));
   return (stated > milliseconds(0) && stated <= longest ? stated : usual) + margin;

@@ -35,6 +35,10 @@ bool isSound(const std::string& fault) {
   return fault.empty();
 }
 
+std::string nameOfInput(const Options& options) {
+  return options.file == "-" ? "stdin" : options.file;
+}
+
 std::string readEntries(const Options& options, std::vector<Entry>& entries) {
   if (options.file.empty()) {
     entries.push_back({nullptr, {}, options.variant, 0});
@@ -43,8 +47,7 @@ std::string readEntries(const Options& options, std::vector<Entry>& entries) {
   std::string text;
   const std::string fault = send::readText(options.file, text);
   if (!fault.empty()) return fault;
-  return send::readLines(text, options.file == "-" ? "stdin" : options.file, options.variant,
-                         entries);
+  return send::readLines(text, nameOfInput(options), options.variant, entries);
 }
 
 int run(const Options& options) {
@@ -54,7 +57,7 @@ int run(const Options& options) {
   if (!isSound(readEntries(options, entries))) return wrongArguments;
   const bool isLoad = options.task == Task::load;
   if (isLoad && entries.empty()) {
-    report("%s: no request to send", options.file.c_str());
+    report("%s: no request to send", nameOfInput(options).c_str());
     return wrongArguments;
   }
   if (isLoad) send::holdSignals();  // before the platform may start threads
