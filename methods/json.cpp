@@ -65,7 +65,7 @@ class Filling {
       const Slot* const slot = findSlot(table, name);
       if (slot == nullptr) return std::string(".") + noSuchField(table, name);
       const std::string fault = field(fieldOf(*slot, base), member);
-      if (!fault.empty()) return std::string(".") + name + fault;
+      if (!fault.empty()) return std::string(".").append(name).append(fault);
     }
     return "";
   }
