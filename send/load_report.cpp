@@ -74,7 +74,7 @@ constexpr u64 firstBound = 10'000;  // 10 microseconds
 u64 nextBound(u64 bound) {
   u64 power = firstBound;
   while (power * 10 <= bound) power *= 10;
-  for (const u64 tenths : {15, 20, 30, 50, 70}) {
+  for (const u64 tenths : {15u, 20u, 30u, 50u, 70u}) {
     if (power / 10 * tenths > bound) return power / 10 * tenths;
   }
   return power * 10;

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "send/load_report.h"
 #include "send/sending.h"
@@ -20,6 +19,7 @@ constexpr u64 shortest = second / 10;
 
 std::vector<LoadCall> callsOf(const Library& library, const std::vector<Entry>& requests) {
   std::vector<LoadCall> calls;
+  calls.reserve(requests.size());
   for (const Entry& entry : requests) {
     calls.push_back(
         {&library.of(*entry.method), entry.request.data(), entry.variant == Variant::oneway});
@@ -46,14 +46,14 @@ bool runLoad(const Library& library, const std::vector<Entry>& requests,
   if (!options.page.empty() && !page.start()) return false;
   LoadPlan plan = options.plan();
   plan.patience = static_cast<u64>(longestCall().count()) * millisecond;
-  MonotonicClock clock;
-  auto load = std::make_unique<Load>(plan, callsOf(library, requests), clock);
-  Watch watch(*load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);
-  load->send();
-  const bool isSettled = load->settle();
-  if (isSettled) library.drain(static_cast<u32>(longestCall().count()));  // one-way messages
+  // Neither is ever destroyed: a callback may run while the process ends.
+  auto& clock = *new MonotonicClock;
+  auto& load = *new Load(plan, callsOf(library, requests), clock);
+  Watch watch(load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);
+  load.send();
+  if (load.settle()) library.drain(static_cast<u32>(longestCall().count()));  // one-way messages
   const auto meaning = [&](u32 status) { return library.meaning(*requests[0].method, status); };
-  LoadResult result = resultOf(*load, plan, meaning);
+  LoadResult result = resultOf(load, plan, meaning);
   result.samples = watch.finish();
   result.isInterrupted = watch.wasInterrupted();
 
@@ -61,7 +61,6 @@ bool runLoad(const Library& library, const std::vector<Entry>& requests,
   output.write(options.isJson ? toText(loadJson(result)) + '\n' : loadText(result));
   if (!options.page.empty()) page.write(loadPage(result));
   const bool isWritten = output.close() && (options.page.empty() || page.close());
-  if (!isSettled) load.release();  // for the callbacks that may still come
   return isWritten && result.isSuccess();
 }
 
