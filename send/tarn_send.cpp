@@ -39,7 +39,7 @@ std::string readEntries(const Options& options, std::vector<Entry>& entries) {
     return send::readOne(*options.method, options.words, entries.back());
   }
   std::string text;
-  const std::string fault = send::readText(options.file, text);
+  std::string fault = send::readText(options.file, text);
   if (!fault.empty()) return fault;
   return send::readLines(text, options.file == "-" ? "stdin" : options.file, options.variant,
                          entries);
@@ -47,8 +47,8 @@ std::string readEntries(const Options& options, std::vector<Entry>& entries) {
 
 int run(const Options& options) {
   // Never destroyed, as callbacks may run while the process ends.
-  auto& entries = *new std::vector<Entry>;
-  auto& library = *new send::Library;
+  static auto& entries = *new std::vector<Entry>;
+  static auto& library = *new send::Library;
   if (!isSound(readEntries(options, entries))) return wrongArguments;
   if (!isSound(library.load(options.platform, options.library))) return failed;
   if (options.task == Task::dryRun) return send::encodeAll(library, options, entries) ? 0 : failed;
