@@ -47,8 +47,8 @@ bool runLoad(const Library& library, const std::vector<Entry>& requests,
   LoadPlan plan = options.plan();
   plan.patience = static_cast<u64>(longestCall().count()) * millisecond;
   // Neither is ever destroyed: a callback may run while the process ends.
-  auto& clock = *new MonotonicClock;
-  auto& load = *new Load(plan, callsOf(library, requests), clock);
+  static auto& clock = *new MonotonicClock;
+  static auto& load = *new Load(plan, callsOf(library, requests), clock);
   Watch watch(load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);
   load.send();
   if (load.settle()) library.drain(static_cast<u32>(longestCall().count()));  // one-way messages

@@ -63,19 +63,20 @@ bool hasLoad(const Options& options) {
 
 /// Whether a dry run has a place for its messages.
 bool hasPlace(const Options& options) {
+  const bool isNamed = !options.output.empty();
   if (options.task != Task::dryRun) {
-    if (options.output.empty()) return true;
-    report("--output is for --dry-run: a call has no message to keep");
-  } else if (!options.output.empty()) {
-    return true;
-  } else if (!options.file.empty()) {
-    report("--dry-run of several requests needs --output FOLDER");
-  } else if (::isatty(STDOUT_FILENO) != 0) {
-    report("a message is not for a terminal; use --output FILE");
-  } else {
-    return true;
+    if (isNamed) report("--output is for --dry-run: a call has no message to keep");
+    return !isNamed;
   }
-  return false;
+  if (isNamed) return true;
+  const bool isOne = options.file.empty();
+  const bool isShown = ::isatty(STDOUT_FILENO) != 0;
+  if (!isOne) {
+    report("--dry-run of several requests needs --output FOLDER");
+  } else if (isShown) {
+    report("a message is not for a terminal; use --output FILE");
+  }
+  return isOne && !isShown;
 }
 
 /// The options with a value, each with the place for it; those without set a number.

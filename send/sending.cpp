@@ -11,11 +11,16 @@ namespace {
 
 using std::chrono::milliseconds;
 
+/// Never destroyed: a callback may run while the process ends.
+Calls& callsOf(const Library& library) {
+  static auto& calls = *new Calls(library, longestCall());
+  return calls;
+}
+
 class Sending {
  public:
   Sending(const Library& library, const Options& options)
-      // Never destroyed: a callback may run while the process ends.
-      : calls_(*new Calls(library, longestCall())), library_(library), options_(options) {}
+      : calls_(callsOf(library)), library_(library), options_(options) {}
 
   bool send(const std::vector<Entry>& entries) {
     std::size_t made = 0;

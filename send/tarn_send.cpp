@@ -45,15 +45,15 @@ std::string readEntries(const Options& options, std::vector<Entry>& entries) {
     return send::readOne(*options.method, options.words, entries.back());
   }
   std::string text;
-  const std::string fault = send::readText(options.file, text);
+  std::string fault = send::readText(options.file, text);
   if (!fault.empty()) return fault;
   return send::readLines(text, nameOfInput(options), options.variant, entries);
 }
 
 int run(const Options& options) {
   // Never destroyed, as callbacks may run while the process ends.
-  auto& entries = *new std::vector<Entry>;
-  auto& library = *new send::Library;
+  static auto& entries = *new std::vector<Entry>;
+  static auto& library = *new send::Library;
   if (!isSound(readEntries(options, entries))) return wrongArguments;
   const bool isLoad = options.task == Task::load;
   if (isLoad && entries.empty()) {
