@@ -75,6 +75,14 @@ if(TARGET tarn_serve)
   install(FILES docs/man/tarn-serve.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serve)
 endif()
 
+# send
+if(TARGET tarn_send)
+  install(TARGETS tarn_send RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT send)
+  install(FILES send/completion.bash RENAME tarn-send COMPONENT send
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES docs/man/tarn-send.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT send)
+endif()
+
 # loopback and grpc: platforms, each with its header
 
 # install_platform(<target> <component> <header>)

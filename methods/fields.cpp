@@ -38,8 +38,7 @@ std::string takeIndex(std::string_view& path, Field& field) {
   u32 index = 0;
   const char* const end = digits.data() + digits.size();
   const auto [rest, error] = std::from_chars(digits.data(), end, index);
-  if (path.empty() || digits.empty() || rest != end || error != std::errc{})
-    return "no number in brackets";
+  if (path.empty() || rest != end || error != std::errc{}) return "no index in brackets";
   if (index >= field.count) {
     return brackets(index) + ": the last element is " + brackets(field.count - 1);
   }
@@ -48,15 +47,20 @@ std::string takeIndex(std::string_view& path, Field& field) {
   return "";
 }
 
-/// Takes "f9" or "f9[2]" off the path.
+/// Takes "f9", "f9[2]" or "f9." off the path.
 std::string takeField(const Table& table, std::string_view& path, u32 base, Field& field) {
   const std::string_view name = take(path, ".[");
   const Slot* const slot = findSlot(table, name);
   if (slot == nullptr) return noSuchField(table, name);
   field = fieldOf(*slot, base);
-  if (!path.starts_with('[')) return "";
-  const std::string fault = takeIndex(path, field);
-  return fault.empty() ? "" : std::string(name) + ": " + fault;
+  const std::string fault = path.starts_with('[') ? takeIndex(path, field) : "";
+  if (!fault.empty()) return std::string(name) + placed(fault);
+  if (path.empty()) return "";
+  if (!path.starts_with('.') || field.kind != Kind::table) {
+    return std::string(name) + ": it has no " + std::string(path);
+  }
+  path.remove_prefix(1);
+  return path.empty() ? std::string(name) + ": it has fields of its own" : "";
 }
 
 }  // namespace
@@ -75,24 +79,27 @@ std::string brackets(std::size_t index) {
   return text.append(std::to_string(index)).append("]");
 }
 
+std::string placed(const std::string& fault) {
+  return fault.empty() || fault[0] == '[' ? fault : std::string(": ") + fault;
+}
+
 const Slot* findSlot(const Table& table, std::string_view name) {
   const auto found = std::ranges::find(table.slots, name, &Slot::name);
   return found == table.slots.end() ? nullptr : &*found;
 }
 
 std::string findField(const Table& table, std::string_view path, Field& field) {
+  const std::string_view whole = path;
   const Table* in = &table;
   u32 base = 0;
-  for (;;) {
+  do {
+    const std::string_view before = whole.substr(0, whole.size() - path.size());
     const std::string fault = takeField(*in, path, base, field);
-    if (!fault.empty() || path.empty()) return fault;
-    if (field.kind != Kind::table || path.front() != '.') {
-      return std::string(path) + ": behind a whole field";
-    }
-    path.remove_prefix(1);
+    if (!fault.empty()) return std::string(before) + fault;
     in = field.table;
     base = field.offset;
-  }
+  } while (!path.empty());
+  return "";
 }
 
 std::string_view nearest(std::string_view name, const std::vector<std::string_view>& candidates) {

@@ -30,11 +30,15 @@ Field elementOf(const Field& array, u32 index);
 /// "[INDEX]", as paths have it.
 std::string brackets(std::size_t index);
 
+/// A fault that may begin with the index of its place, as it stands behind a path: "[2]: WORDS" as
+/// it is, ": WORDS" where it had none. No fault stays none.
+std::string placed(const std::string& fault);
+
 /// The slot of that name, nullptr where there is none.
 const Slot* findSlot(const Table& table, std::string_view name);
 
 /// Finds the field of a path such as "f3", "head.f0" or "f9[2].f0".
-/// @return what is wrong with the path, or nothing
+/// @return what is wrong, with the place in the path, or nothing
 std::string findField(const Table& table, std::string_view path, Field& field);
 
 /// The candidate that takes the fewest changed, added and removed characters to become the name.

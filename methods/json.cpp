@@ -28,11 +28,20 @@ class Names {
   }
 
  private:
+  struct Object {
+    std::set<std::string> names;
+    std::string last;
+  };
+
   void add(const std::string& name) {
-    if (!open_.back().insert(name).second) throw Refused(name + ": named twice in an object");
+    open_.back().last = name;
+    if (open_.back().names.insert(name).second) return;
+    std::string path;
+    for (const Object& object : open_) path += (path.empty() ? "" : ".") + object.last;
+    throw Refused(path + ": it stands twice in its object");
   }
 
-  std::vector<std::set<std::string>> open_;
+  std::vector<Object> open_;
 };
 
 /// Without the library's own heading; on one line, where the line's number says nothing.
@@ -43,11 +52,6 @@ std::string wordsOf(const std::exception& error, bool onOneLine) {
   const std::size_t line = words.find(first);
   if (onOneLine && line != std::string::npos) words.replace(line, first.size(), "at column");
   return words;
-}
-
-/// A fault behind its place: each begins with a name's dot, an index or a colon.
-std::string placed(const std::string& fault) {
-  return fault.empty() || fault[0] == '[' ? fault : std::string(": ") + fault;
 }
 
 class Filling {
@@ -61,7 +65,7 @@ class Filling {
       const Slot* const slot = findSlot(table, name);
       if (slot == nullptr) return std::string(".") + noSuchField(table, name);
       const std::string fault = field(fieldOf(*slot, base), member);
-      if (!fault.empty()) return std::string(".") + name + fault;
+      if (!fault.empty()) return std::string(".").append(name).append(fault);
     }
     return "";
   }
@@ -129,12 +133,12 @@ std::string parseJson(std::string_view text, json& value) try {
   return wordsOf(error, text.find('\n') == std::string_view::npos);
 }
 
-std::string readRequest(const Method& method, const json& value, Request& request) {
+std::string readRequest(const Method& method, const json& value, Request& request,
+                        const std::string& place) {
   request = Request(*method.request);
-  std::string fault = Filling(request).table(*method.request, 0, value);
-  // The outermost table has no name.
-  if (!fault.empty()) fault.erase(0, fault[0] == '.' ? 1 : 2);
-  return fault;
+  const std::string fault = Filling(request).table(*method.request, 0, value);
+  if (fault.empty() || !place.empty()) return fault.empty() ? "" : place + fault;
+  return fault.starts_with('.') ? fault.substr(1) : "the request" + fault;
 }
 
 }  // namespace methods

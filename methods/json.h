@@ -17,8 +17,10 @@ std::string parseJson(std::string_view text, nlohmann::json& value);
 
 /// Fills a record from an object: numbers, arrays, nested objects, bytes also in hexadecimal.
 /// Fields that it does not name, and what an array has beyond its elements, are zero.
+/// @param place the object's, in front of the places in it; empty: it has none
 /// @return such as "head.f9: no such field; the nearest is f0"
-std::string readRequest(const Method& method, const nlohmann::json& value, Request& request);
+std::string readRequest(const Method& method, const nlohmann::json& value, Request& request,
+                        const std::string& place = "");
 
 }  // namespace methods
 

@@ -102,7 +102,7 @@ std::string Request::setBuffer(const Field& field, const std::vector<u8>& bytes)
 }
 
 std::string notInRange(std::string_view value, const Field& field) {
-  return std::string(value) + ": not a whole number from 0 to " +
+  return (value.empty() ? "nothing" : std::string(value)) + ": not a whole number from 0 to " +
          std::to_string(largest(field.width));
 }
 

@@ -48,8 +48,7 @@ std::string setWord(const Method& method, std::string_view word, Request& reques
   std::string fault = findField(*method.request, path, field);
   if (!fault.empty()) return fault;
   fault = setField(field, word.substr(path.size() + 1), request);
-  if (fault.empty()) return "";
-  return std::string(path) + (fault[0] == '[' ? "" : ": ") + fault;
+  return fault.empty() ? "" : std::string(path) + placed(fault);
 }
 
 }  // namespace methods

@@ -29,6 +29,7 @@ quietly apt-get install -y --no-install-recommends /packages/tarn-*_arm64.deb
 CC=aarch64-linux-gnu-gcc CXX=aarch64-linux-gnu-g++ TOOLCHAIN=/source/cmake/aarch64.cmake \
   EMULATOR=qemu-aarch64 tests/consumers/use_installed.sh /usr lib/aarch64-linux-gnu
 qemu-aarch64 /usr/bin/tarn-serve --version
+qemu-aarch64 /usr/bin/tarn-send --version
 
 echo "--- purged"
 mapfile -t installed < <(show '*tarn-*' '${binary:Package}')

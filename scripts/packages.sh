@@ -42,8 +42,8 @@ quietly() {
 }
 
 build_packages=(cmake ninja-build gcc g++ libc6-dev)
-# Of the delivery over gRPC; a build without them leaves it out. libprotobuf-dev has a header that
-# generated services include.
-grpc_packages=(libgrpc++-dev libssl-dev libflatbuffers-dev flatbuffers-compiler libprotobuf-dev)
+# Of the delivery over gRPC and the programs; a build without them leaves them out. libprotobuf-dev has a
+# header that generated services include.
+grpc_packages=(libgrpc++-dev libssl-dev libflatbuffers-dev flatbuffers-compiler libprotobuf-dev nlohmann-json3-dev)
 test_packages=("${grpc_packages[@]}" binutils libgtest-dev python3-flatbuffers python3-grpcio openssl
   tshark valgrind pkg-config chromium)

@@ -32,7 +32,7 @@ std::string readMethod(const json& line, Entry& entry) {
   if (found == line.end() || !found->is_string()) return "method: a name is missing";
   const auto& name = found->get_ref<const std::string&>();
   entry.method = methods::find(name);
-  return entry.method == nullptr ? "method: " + methods::noSuchMethod(name) : "";
+  return entry.method == nullptr ? methods::noSuchMethod(name) : "";
 }
 
 /// What is wrong with the names in a line.
@@ -56,8 +56,11 @@ std::string readEntry(std::string_view text, Entry& entry) {
     fault = readVariant(line["variant"], entry.variant);
   if (!fault.empty()) return fault;
   if (!line.contains("request")) line["request"] = json::object();
-  fault = methods::readRequest(*entry.method, line["request"], entry.request);
-  return fault.empty() ? "" : "request: " + fault;
+  return methods::readRequest(*entry.method, line["request"], entry.request, "request");
+}
+
+std::string placeOf(const std::string& name, std::size_t line) {
+  return name + ':' + std::to_string(line);
 }
 
 bool isJson(const std::string& word) {
@@ -82,12 +85,12 @@ std::string readOne(const methods::Method& method, std::span<const std::string> 
   entry.method = &method;
   entry.request = methods::Request(*method.request);
   if (!words.empty() && isJson(words[0])) {
-    const std::string fault = readFirst(words[0], entry);
+    std::string fault = readFirst(words[0], entry);
     if (!fault.empty()) return fault;
     words = words.subspan(1);
   }
   for (const std::string& word : words) {
-    const std::string fault = methods::setWord(method, word, entry.request);
+    std::string fault = methods::setWord(method, word, entry.request);
     if (!fault.empty()) return fault;
   }
   return "";
@@ -115,7 +118,7 @@ std::string readLines(std::string_view text, const std::string& name, Variant va
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) continue;
     Entry entry{nullptr, {}, variant, number};
     const std::string fault = readEntry(line, entry);
-    if (!fault.empty()) return name + ":" + std::to_string(number) + ": " + fault;
+    if (!fault.empty()) return placeOf(name, number).append(": ").append(fault);
     entries.push_back(std::move(entry));
   }
   return "";

@@ -87,7 +87,7 @@ std::string reasonIn(std::string_view last, const methods::Method& method, const
 std::string Library::load(const std::string& platform, const std::string& library) {
   void* const calls = ::dlopen(placeOf(platform).c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (calls == nullptr) return loaderError("platform");
-  const std::string fault = findCalls(calls, platform);
+  std::string fault = findCalls(calls, platform);
   if (!fault.empty()) return fault;
   find(calls, "TarnGrpc_open", open_);
   find(calls, "TarnGrpc_drain", drain_);

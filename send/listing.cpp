@@ -57,11 +57,14 @@ std::string typeOf(const Slot& slot) {
 void addFields(const Table& table, const std::string& prefix, std::string& text) {
   for (const Slot& slot : table.slots) {
     const std::string path = prefix + std::string(slot.name);
-    if (slot.kind == Kind::table) addFields(*slot.table, path + '.', text);
-    if (slot.table == nullptr) text += path + ' ' + typeOf(slot) + '\n';
-    if (slot.kind != Kind::tables) continue;
-    for (u32 i = 0; i < slot.count; ++i) {
-      addFields(*slot.table, path + methods::brackets(i) + '.', text);
+    if (slot.table == nullptr) {
+      text += path + ' ' + typeOf(slot) + '\n';
+    } else if (slot.kind == Kind::table) {
+      addFields(*slot.table, path + '.', text);
+    } else {
+      for (u32 i = 0; i < slot.count; ++i) {
+        addFields(*slot.table, path + methods::brackets(i) + '.', text);
+      }
     }
   }
 }

@@ -38,7 +38,7 @@ bool findMethod(const std::string& name, Options& options) {
 
 /// What stands behind the options: a method and its request, or nothing.
 bool readRest(int count, char** rest, Options& options) {
-  if (options.task != Task::send && options.task != Task::dryRun) return true;
+  if (options.task > Task::load) return true;
   if (count == 0) {
     if (!options.file.empty()) return true;
     options.file = "-";
@@ -54,26 +54,35 @@ bool readRest(int count, char** rest, Options& options) {
   return findMethod(rest[0], options);
 }
 
+/// Whether what is only for a load goes with one.
+bool hasLoad(const Options& options) {
+  if (options.task == Task::load || !options.load.isStated()) return true;
+  report("--rate, --duration, --count, --in-flight, --json and --html are for --load");
+  return false;
+}
+
 /// Whether a dry run has a place for its messages.
 bool hasPlace(const Options& options) {
+  const bool isNamed = !options.output.empty();
   if (options.task != Task::dryRun) {
-    if (options.output.empty()) return true;
-    report("--output is for --dry-run: a call has no message to keep");
-  } else if (!options.output.empty()) {
-    return true;
-  } else if (!options.file.empty()) {
-    report("--dry-run of several requests needs --output FOLDER");
-  } else if (::isatty(STDOUT_FILENO) != 0) {
-    report("a message is not for a terminal; use --output FILE");
-  } else {
-    return true;
+    if (isNamed) report("--output is for --dry-run: a call has no message to keep");
+    return !isNamed;
   }
-  return false;
+  if (isNamed) return true;
+  const bool isOne = options.file.empty();
+  const bool isShown = ::isatty(STDOUT_FILENO) != 0;
+  if (!isOne) {
+    report("--dry-run of several requests needs --output FOLDER");
+  } else if (isShown) {
+    report("a message is not for a terminal; use --output FILE");
+  }
+  return isOne && !isShown;
 }
 
 /// The options with a value, each with the place for it; those without set a number.
 struct Texts {
   std::string deadline, sample, fields;
+  LoadTexts load;
 
   std::vector<std::pair<const char*, std::string*>> placesWith(Options& options) {
     Channel& channel = options.channel;
@@ -88,18 +97,24 @@ struct Texts {
             {"file", &options.file},
             {"output", &options.output},
             {"template", &sample},
-            {"fields", &fields}};
+            {"fields", &fields},
+            {"rate", &load.rate},
+            {"duration", &load.duration},
+            {"count", &load.count},
+            {"in-flight", &load.inFlight},
+            {"html", &options.load.page}};
   }
 };
 
 struct Numbers {
-  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0;
+  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0;
 
   std::vector<option> options() {
     const auto sets = [](const char* name, int& number, auto value) {
       return option{name, no_argument, &number, static_cast<int>(value)};
     };
     return {sets("dry-run", task, Task::dryRun),
+            sets("load", task, Task::load),
             sets("methods", task, Task::methods),
             sets("help", task, Task::help),
             sets("version", task, Task::version),
@@ -107,7 +122,8 @@ struct Numbers {
             sets("oneway", variant, Variant::oneway),
             sets("full", full, 1),
             sets("stream", stream, 1),
-            sets("keep-going", keepGoing, 1)};
+            sets("keep-going", keepGoing, 1),
+            sets("json", json, 1)};
   }
 };
 
@@ -134,6 +150,8 @@ bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
   options.channel.full = numbers.full != 0;
   options.channel.stream = numbers.stream != 0;
   options.keepGoing = numbers.keepGoing != 0;
+  options.load.isJson = numbers.json != 0;
+  if (!readLoad(texts.load, options.load)) return false;
   if (!texts.deadline.empty() && !readDeadline(texts.deadline, options.channel.deadlineMs)) {
     return false;
   }
@@ -173,9 +191,19 @@ const char* const usage =
     "  --keep-going       send what follows a call that failed, too\n"
     "  --dry-run          encode, and send nothing\n"
     "  --output FILE      write the message of a dry run here; several into this folder\n"
+    "  --load             send again and again, and print latencies; see below\n"
     "  --platform FILE    the platform to send with, instead of libtarn_grpc.so\n"
     "  --library FILE     the library, instead of libtarn_cli_mqc.so\n"
     "  --help, --version\n"
+    "\n"
+    "A load sends the requests in turn, round and round, for 10 seconds if not stated otherwise:\n"
+    "  --rate N           so many calls a second, whatever the answers do; without, as many as\n"
+    "                     possible\n"
+    "  --duration TIME    for so long: 30s, 500ms, 2m\n"
+    "  --count N          so many calls\n"
+    "  --in-flight N      at most so many of them at once (100; with --rate 100000)\n"
+    "  --json             print the result as JSON\n"
+    "  --html FILE        also write it as a page with plots for a browser\n"
     "\n"
     "It exits with 2 for invalid arguments and requests, of which none is sent; with 1 if a call\n"
     "did not return 0 or the output could not be written.\n";
@@ -185,7 +213,7 @@ std::optional<Options> readOptions(int argc, char** argv) {
   Numbers numbers;
   Texts texts;
   if (!parse(argc, argv, numbers, texts, options) || !understand(numbers, texts, options) ||
-      !readRest(argc - optind, argv + optind, options) || !hasPlace(options)) {
+      !readRest(argc - optind, argv + optind, options) || !hasPlace(options) || !hasLoad(options)) {
     return std::nullopt;
   }
   return options;

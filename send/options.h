@@ -7,11 +7,12 @@
 
 #include "send/input.h"
 #include "send/library.h"
+#include "send/load_options.h"
 
 namespace send {
 
 /// What to do.
-enum class Task : int { send, dryRun, sample, fields, methods, help, version };
+enum class Task : int { send, dryRun, load, sample, fields, methods, help, version };
 
 /// The command line, read.
 struct Options {
@@ -24,7 +25,8 @@ struct Options {
   std::string output;                       ///< of a dry run: a file or folder; empty: stdout
   std::string file;                         ///< of lines, "-" for stdin; empty: one request
   const methods::Method* method = nullptr;  ///< of one request, or that is shown
-  std::vector<std::string> words;           ///< of one request, behind its method
+  LoadOptions load;
+  std::vector<std::string> words;  ///< of one request, behind its method
 };
 
 /// Reads the command line. Invalid arguments are reported in one line on stderr; the result is then

@@ -11,21 +11,16 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// How long to wait for an answer: the platform ends calls at their deadline, unless it hangs.
-milliseconds longestCall() {
-  constexpr milliseconds usual(10'000);
-  constexpr milliseconds longest(3'600'000);
-  constexpr milliseconds margin(20'000);
-  const char* const text = std::getenv("TARN_GRPC_DEADLINE_MS");
-  const milliseconds stated(text == nullptr ? 0 : std::strtol(text, nullptr, 10));
-  return (stated > milliseconds(0) && stated <= longest ? stated : usual) + margin;
+/// Never destroyed: a callback may run while the process ends.
+Calls& callsOf(const Library& library) {
+  static auto& calls = *new Calls(library, longestCall());
+  return calls;
 }
 
 class Sending {
  public:
   Sending(const Library& library, const Options& options)
-      // Never destroyed: a callback may run while the process ends.
-      : calls_(*new Calls(library, longestCall())), library_(library), options_(options) {}
+      : calls_(callsOf(library)), library_(library), options_(options) {}
 
   bool send(const std::vector<Entry>& entries) {
     std::size_t made = 0;
@@ -36,7 +31,9 @@ class Sending {
     }
     awaitAll();
     const std::size_t missing = calls_.open();
-    if (missing > 0) shared::report("%zu calls were not answered", missing);
+    if (missing > 0) {
+      shared::report("%zu call%s not answered", missing, missing == 1 ? " was" : "s were");
+    }
     if (!options_.file.empty()) {
       shared::report("%zu of %zu requests sent%s%s", made, entries.size(),
                      counts_.empty() ? "" : ": ", sumOf(counts_).c_str());
@@ -71,6 +68,15 @@ class Sending {
 };
 
 }  // namespace
+
+milliseconds longestCall() {
+  constexpr milliseconds usual(10'000);
+  constexpr milliseconds longest(3'600'000);
+  constexpr milliseconds margin(10'000);
+  const char* const text = std::getenv("TARN_GRPC_DEADLINE_MS");
+  const milliseconds stated(text == nullptr ? 0 : std::strtol(text, nullptr, 10));
+  return (stated > milliseconds(0) && stated <= longest ? stated : usual) + margin;
+}
 
 bool sendAll(const Library& library, const Options& options, const std::vector<Entry>& entries) {
   return Sending(library, options).send(entries);

@@ -4,8 +4,10 @@
 
 #include "send/dry_run.h"
 #include "send/listing.h"
+#include "send/loading.h"
 #include "send/options.h"
 #include "send/sending.h"
+#include "send/watch.h"
 #include "shared/output.h"
 #include "shared/report.h"
 
@@ -33,26 +35,36 @@ bool isSound(const std::string& fault) {
   return fault.empty();
 }
 
+std::string nameOfInput(const Options& options) {
+  return options.file == "-" ? "stdin" : options.file;
+}
+
 std::string readEntries(const Options& options, std::vector<Entry>& entries) {
   if (options.file.empty()) {
     entries.push_back({nullptr, {}, options.variant, 0});
     return send::readOne(*options.method, options.words, entries.back());
   }
   std::string text;
-  const std::string fault = send::readText(options.file, text);
+  std::string fault = send::readText(options.file, text);
   if (!fault.empty()) return fault;
-  return send::readLines(text, options.file == "-" ? "stdin" : options.file, options.variant,
-                         entries);
+  return send::readLines(text, nameOfInput(options), options.variant, entries);
 }
 
 int run(const Options& options) {
   // Never destroyed, as callbacks may run while the process ends.
-  auto& entries = *new std::vector<Entry>;
-  auto& library = *new send::Library;
+  static auto& entries = *new std::vector<Entry>;
+  static auto& library = *new send::Library;
   if (!isSound(readEntries(options, entries))) return wrongArguments;
+  const bool isLoad = options.task == Task::load;
+  if (isLoad && entries.empty()) {
+    report("%s: no request to send", nameOfInput(options).c_str());
+    return wrongArguments;
+  }
+  if (isLoad) send::holdSignals();  // before the platform may start threads
   if (!isSound(library.load(options.platform, options.library))) return failed;
   if (options.task == Task::dryRun) return send::encodeAll(library, options, entries) ? 0 : failed;
   if (!isSound(library.set(options.channel))) return wrongArguments;
+  if (isLoad) return send::runLoad(library, entries, options.load) ? 0 : failed;
   return send::sendAll(library, options, entries) ? 0 : failed;
 }
 

@@ -27,6 +27,11 @@ void Output::write(std::string_view text) {
   if (error_ == 0 && std::fwrite(text.data(), 1, text.size(), file_) < text.size()) error_ = errno;
 }
 
+bool Output::start() {
+  write("");
+  return isFine();
+}
+
 bool Output::flush() {
   if (file_ != nullptr && error_ == 0 && std::fflush(file_) != 0) error_ = errno;
   return error_ == 0;
@@ -34,6 +39,11 @@ bool Output::flush() {
 
 bool Output::close() {
   if (file_ != nullptr) finish();
+  return isFine();
+}
+
+/// Reports the error, if there was one.
+bool Output::isFine() const {
   if (error_ == 0) return true;
   report("%s: %s", path_.empty() ? "stdout" : path_.c_str(), std::strerror(error_));
   return false;

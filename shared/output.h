@@ -18,6 +18,9 @@ class Output {
   /// Removes an output that was not closed.
   ~Output();
 
+  /// Opens the file before there is something to write. Returns false, and reports why on stderr,
+  /// when it cannot be written.
+  bool start();
   void write(std::string_view text);
   /// Hands on what was written; false once something could not be, which close() reports.
   bool flush();
@@ -26,6 +29,7 @@ class Output {
   bool close();
 
  private:
+  bool isFine() const;
   void open();
   void keepMode();
   void finish();

@@ -105,6 +105,12 @@ run "$prefix/bin/tarn-inspect" --annotate "$sent" >"$work/annotated"
 grep '"f6": 287454020' "$work/json"
 grep 'f6: uint 287454020 (0x11223344)' "$work/annotated"
 
+if [ -e "$prefix/bin/tarn-send" ]; then
+  echo "tarn-send:"
+  run "$prefix/bin/tarn-send" --platform libtarn_loopback.so --dry-run sendClassifierTemplate - <"$work/json" |
+    cmp - "$sent"
+fi
+
 [ -z "${EMULATOR:-}" ] && [ -e "$prefix/bin/tarn-serve" ] && [ -e "$lib/libtarn_grpc.so" ] || exit 0
 echo "tarn-serve:"
 mkdir "$work/served"
@@ -116,4 +122,5 @@ run "$work/build/grpc"
 build any_order tarn_cli_mqc tarn_grpc
 run "$work/any_order"
 grep qos_group_port "$work/lines"
+[ ! -e "$prefix/bin/tarn-send" ] || (unset LD_LIBRARY_PATH && "$prefix/bin/tarn-send" act_hqos_policy f0=1)
 run "$prefix/bin/tarn-inspect" "$work"/served/*-qos_group_port.compact.bin | grep -c '"f[0-4]": 0'

@@ -1,0 +1,67 @@
+#include "send/loading.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "send/load_report.h"
+#include "send/sending.h"
+#include "shared/output.h"
+
+namespace send {
+namespace {
+
+using shared::Output;
+
+/// How many samples a load has, and how short their intervals are at least.
+constexpr u64 samples = 200;
+constexpr u64 shortest = second / 10;
+
+std::vector<LoadCall> callsOf(const Library& library, const std::vector<Entry>& requests) {
+  std::vector<LoadCall> calls;
+  calls.reserve(requests.size());
+  for (const Entry& entry : requests) {
+    calls.push_back(
+        {&library.of(*entry.method), entry.request.data(), entry.variant == Variant::oneway});
+  }
+  return calls;
+}
+
+/// The length of a sample's interval.
+u64 intervalOf(const LoadPlan& plan) {
+  double expected = static_cast<double>(plan.duration);
+  if (plan.rate > 0) {
+    const double seconds = static_cast<double>(plan.count) / plan.rate;
+    expected = std::min(expected, seconds * static_cast<double>(second));
+  }
+  if (expected >= static_cast<double>(LoadPlan::unlimited)) return second;
+  return std::max(static_cast<u64>(expected / samples), shortest);
+}
+
+}  // namespace
+
+bool runLoad(const Library& library, const std::vector<Entry>& requests,
+             const LoadOptions& options) {
+  Output page(options.page);
+  if (!options.page.empty() && !page.start()) return false;
+  LoadPlan plan = options.plan();
+  plan.patience = static_cast<u64>(longestCall().count()) * millisecond;
+  // Neither is ever destroyed: a callback may run while the process ends.
+  static auto& clock = *new MonotonicClock;
+  static auto& load = *new Load(plan, callsOf(library, requests), clock);
+  Watch watch(load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);
+  load.send();
+  if (load.settle()) library.drain(static_cast<u32>(longestCall().count()));  // one-way messages
+  const auto meaning = [&](u32 status) { return library.meaning(*requests[0].method, status); };
+  LoadResult result = resultOf(load, plan, meaning);
+  result.samples = watch.finish();
+  result.isInterrupted = watch.wasInterrupted();
+
+  Output output("");
+  output.write(options.isJson ? toText(loadJson(result)) + '\n' : loadText(result));
+  if (!options.page.empty()) page.write(loadPage(result));
+  const bool isWritten = output.close() && (options.page.empty() || page.close());
+  return isWritten && result.isSuccess();
+}
+
+}  // namespace send
