@@ -108,10 +108,10 @@ void printRecord(const Table& table) {
 
 void printRecords() {
   std::puts(
-      "from typing import Any, Dict, Iterable, Mapping, Tuple, Type, Union\n\n"
+      "from typing import Any, Dict, Iterable, List, Mapping, Tuple, Type, Union\n\n"
       "from ._record import BytesLike, Record\n");
   for (const Table* table : records()) printRecord(*table);
-  std::puts("\nRECORDS: Dict[str, Type[Record]]\n\n__all__ = [");
+  std::puts("\nRECORDS: Dict[str, Type[Record]]\n\n__all__: List[str] = [");
   for (const Table* table : records()) std::printf("    \"%s\",\n", className(*table).c_str());
   std::puts("]");
 }
@@ -137,14 +137,14 @@ void printMethod(const methods::Method& method) {
 void printMethods() {
   std::puts(
       "from typing import Any, Dict, Iterable, Mapping, Type, Union\n\n"
-      "from . import records\nfrom ._call import Call\nfrom ._record import BytesLike\n"
+      "from . import records\nfrom ._call import Call\nfrom ._record import BytesLike, Record\n"
       "from ._status import Status\n");
   for (const methods::Method& method : methods::all) printMethod(method);
   std::puts("\nclass Methods:");
   for (const methods::Method& method : methods::all) {
     std::printf("    %s: %s\n", method.name, stubName(method).c_str());
   }
-  std::puts("\nREQUESTS: Dict[str, Type[records.Record]]");
+  std::puts("\nREQUESTS: Dict[str, Type[Record]]");
 }
 
 }  // namespace
