@@ -1,8 +1,8 @@
-// Prints a file of the Python package: _table.py, the records and methods as data, or the stub of the
-// module that makes records or methods of it.
+// Prints a file of the Python package: _table.py, the records and methods as data, or the stub of
+// the module that makes records or methods of it.
 
+#include <algorithm>
 #include <cstdio>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -25,8 +25,7 @@ std::string className(const Table& table) {
 }
 
 void collect(const Table& table, std::vector<const Table*>& found) {
-  static std::set<const Table*> seen;
-  if (!seen.insert(&table).second) return;
+  if (std::find(found.begin(), found.end(), &table) != found.end()) return;
   for (const Slot& slot : table.slots) {
     if (slot.table != nullptr) collect(*slot.table, found);
   }

@@ -1,5 +1,5 @@
-// Prints random requests of every method, a line each: the method, both encodings as hexadecimal, and the JSON
-// that the schema reads from the compact one.
+// Prints random requests of every method, a line each: the method, both encodings as hexadecimal,
+// and the JSON that the schema reads from the compact one.
 //
 // usage: witness SCHEMAS RECORDS SEED
 
