@@ -18,9 +18,9 @@ class SetupError(Error):
 class ForkedError(Error):
     """The process was forked from one that had a channel, and can make no calls."""
 
-    def __init__(self) -> None:
-        super().__init__("this process was forked from one that had a channel, and can make no calls: "
-                         "start it anew, as multiprocessing does with the start method 'spawn'")
+    def __init__(self, words: str = "this process was forked from one that had a channel, and can make no calls: "
+                                    "start it anew, as multiprocessing does with the start method 'spawn'") -> None:
+        super().__init__(words)
 
 
 class CallError(Error):

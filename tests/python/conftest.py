@@ -30,6 +30,9 @@ class Service:
 
     def pause(self):
         self.process.send_signal(signal.SIGSTOP)
+        threads = pathlib.Path(f"/proc/{self.process.pid}/task")
+        wait_until(lambda: all(thread.read_text().rpartition(")")[2].split()[0] == "T"
+                               for thread in threads.glob("*/stat")))
 
     def go_on(self):
         self.process.send_signal(signal.SIGCONT)
