@@ -1,4 +1,5 @@
-// What a call costs in C, for Python to ask: with the minimal platform and the library, a shared object.
+// What a call costs in C, for Python to ask: with the minimal platform and the library, a shared
+// object.
 
 #include <chrono>
 

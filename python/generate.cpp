@@ -16,7 +16,7 @@ using methods::Table;
 
 /// The record's class: its type without the prefix.
 std::string className(const Table& table) {
-  const std::string type = table.name;
+  std::string type = table.name;
   for (const char* prefix : {"MQC_", "SPSA_", "Mqc"}) {
     const std::string before = prefix;
     if (type.rfind(before, 0) == 0) return type.substr(before.size());
