@@ -83,6 +83,12 @@ if(TARGET tarn_send)
   install(FILES docs/man/tarn-send.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT send)
 endif()
 
+# python
+if(TARGET tarn_python)
+  set(TARN_PYTHON_DIR lib/python3/dist-packages CACHE STRING "Where Python finds packages, relative to the prefix")
+  install(FILES ${python_files} DESTINATION ${TARN_PYTHON_DIR}/tarn_mqc COMPONENT python)
+endif()
+
 # loopback and grpc: platforms, each with its header
 
 # install_platform(<target> <component> <header>)

@@ -1,8 +1,8 @@
-// Prints a file of the Python package: _table.py, the records and methods as data, or the stub of the
-// module that makes records or methods of it.
+// Prints a file of the Python package: _table.py, the records and methods as data, or the stub of
+// the module that makes records or methods of it.
 
+#include <algorithm>
 #include <cstdio>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -16,7 +16,7 @@ using methods::Table;
 
 /// The record's class: its type without the prefix.
 std::string className(const Table& table) {
-  const std::string type = table.name;
+  std::string type = table.name;
   for (const char* prefix : {"MQC_", "SPSA_", "Mqc"}) {
     const std::string before = prefix;
     if (type.rfind(before, 0) == 0) return type.substr(before.size());
@@ -25,8 +25,7 @@ std::string className(const Table& table) {
 }
 
 void collect(const Table& table, std::vector<const Table*>& found) {
-  static std::set<const Table*> seen;
-  if (!seen.insert(&table).second) return;
+  if (std::find(found.begin(), found.end(), &table) != found.end()) return;
   for (const Slot& slot : table.slots) {
     if (slot.table != nullptr) collect(*slot.table, found);
   }
@@ -108,10 +107,10 @@ void printRecord(const Table& table) {
 
 void printRecords() {
   std::puts(
-      "from typing import Any, Dict, Iterable, Mapping, Tuple, Type, Union\n\n"
+      "from typing import Any, Dict, Iterable, List, Mapping, Tuple, Type, Union\n\n"
       "from ._record import BytesLike, Record\n");
   for (const Table* table : records()) printRecord(*table);
-  std::puts("\nRECORDS: Dict[str, Type[Record]]\n\n__all__ = [");
+  std::puts("\nRECORDS: Dict[str, Type[Record]]\n\n__all__: List[str] = [");
   for (const Table* table : records()) std::printf("    \"%s\",\n", className(*table).c_str());
   std::puts("]");
 }
@@ -137,14 +136,14 @@ void printMethod(const methods::Method& method) {
 void printMethods() {
   std::puts(
       "from typing import Any, Dict, Iterable, Mapping, Type, Union\n\n"
-      "from . import records\nfrom ._call import Call\nfrom ._record import BytesLike\n"
+      "from . import records\nfrom ._call import Call\nfrom ._record import BytesLike, Record\n"
       "from ._status import Status\n");
   for (const methods::Method& method : methods::all) printMethod(method);
   std::puts("\nclass Methods:");
   for (const methods::Method& method : methods::all) {
     std::printf("    %s: %s\n", method.name, stubName(method).c_str());
   }
-  std::puts("\nREQUESTS: Dict[str, Type[records.Record]]");
+  std::puts("\nREQUESTS: Dict[str, Type[Record]]");
 }
 
 }  // namespace

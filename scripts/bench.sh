@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Builds the bench with gcc and clang in Release, runs it, prints tables and draws plots.
 #
-# usage: scripts/bench.sh [--instructions | --delivery | --runs N] [--against COMMIT] [--update-docs]
+# usage: scripts/bench.sh [--instructions | --delivery | --python | --runs N] [--against COMMIT] [--update-docs]
 #   --instructions    count instructions under callgrind instead of timing
 #   --delivery        time calls over gRPC to a service in another process
+#   --python          time calls from Python beside those in C
 #   --runs N          processes of each compiler whose timings are pooled (5)
 #   --against COMMIT  time the encoders of that commit side by side
 #   --update-docs     put figures and plots into docs/ instead of build/bench-results
@@ -25,6 +26,7 @@ while [ $# -gt 0 ]; do
   case $1 in
     --instructions) mode=instructions ;;
     --delivery) mode=delivery ;;
+    --python) mode=python ;;
     --runs)
       [[ ${2-} =~ ^[1-9][0-9]*$ ]] || refuse "--runs needs a positive number"
       runs=$2
@@ -104,6 +106,11 @@ time_delivery() {
   report delivery_report
 }
 
+time_python() {
+  for target in tarn_python python_floor; do build gcc . build/bench-gcc "$target"; done
+  PYTHONPATH=build/bench-gcc/python /usr/bin/python3 -B bench/python_calls.py build/bench-gcc "${page[@]}"
+}
+
 need "${build_packages[@]}" clang valgrind libbenchmark-dev "${grpc_packages[@]}" \
   python3-matplotlib >&2
 results=build/bench-results
@@ -111,6 +118,10 @@ rm -rf "$results" build/bench-then
 mkdir -p "$results"
 if [ "$mode" = delivery ]; then
   time_delivery
+  exit
+fi
+if [ "$mode" = python ]; then
+  time_python
   exit
 fi
 for compiler in gcc clang; do

@@ -5,7 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,reader,inspect,service,scripts} "$work"
+cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,reader,inspect,service,python,scripts} "$work"
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
@@ -35,5 +35,6 @@ against send/library.cpp '#include "codec/full.h"'
 against reader/walk.cpp '#include "inspect/forms.h"'
 against inspect/html.cpp '#include "service/server.h"'
 against service/journal.cpp '#include "platform/grpc/channel.h"'
+against python/generate.cpp '#include "reader/walk.h"'
 against platform/include/tarn/loopback.h '#include "shared/report.h"'
 echo "each include against the layers is refused"

@@ -26,6 +26,7 @@ Threads and processes. Any thread may call. A child that multiprocessing forks f
 make no calls: they raise ForkedError; children with the start method "spawn" can. When the interpreter exits, each
 channel waits for at most a second until its calls have ended, and ends the others.
 """
+from . import records
 from ._build import VERSION as __version__
 from ._call import Call
 from ._channel import Channel, connect
@@ -39,4 +40,4 @@ from .records import RECORDS
 
 __all__ = ["Call", "CallError", "Channel", "Error", "ForkedError", "RECORDS", "REQUESTS", "Record", "SetupError",
            "Status", "__version__", "connect", "decode", "encode", "load"]
-__all__ += list(RECORDS)
+__all__ += records.__all__

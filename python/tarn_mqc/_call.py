@@ -3,7 +3,7 @@ from __future__ import annotations
 
 import itertools
 from concurrent.futures import Future
-from typing import Any, Dict, Generator, Optional, cast
+from typing import Any, Dict, Generator
 
 from ._library import COMPLETION, loaded
 from ._status import FORKED, SUCCESS, CallError, ForkedError, Status, reason_of
@@ -15,7 +15,7 @@ def outcome(method: str, status: int, check: bool) -> Status:
         return SUCCESS
     library = loaded()
     if status == FORKED and library.is_forked():
-        raise ForkedError
+        raise ForkedError()
     result = Status(status)
     if check:
         raise CallError(method, result, reason_of(method, result, library.last_error()))
@@ -71,6 +71,9 @@ pending: Dict[int, Call] = {}
 numbers = itertools.count(1)
 
 
-@COMPLETION
-def completed(status: int, number: Optional[int]) -> None:
-    pending.pop(cast(int, number))._end(status)
+def end(status: int, number: int) -> None:
+    pending.pop(number)._end(status)
+
+
+#: What the platform calls, on its thread.
+completed = COMPLETION(end)

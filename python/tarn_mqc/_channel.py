@@ -152,8 +152,9 @@ def end() -> None:
     uses_environment = any(channel._opt is None for channel in opened)
     for channel in list(opened):
         channel.close()
-    if uses_environment and loaded().close is not None:
-        loaded().close(None)
+    close = loaded().close if uses_environment else None
+    if close is not None:
+        close(None)
 
 
 os.register_at_fork(after_in_child=pending.clear)
@@ -221,5 +222,5 @@ def connect(target: Optional[str] = None, *, deadline: Optional[float] = None, s
         raise SetupError(f"{library.names[0]} has no channels to a target: connect() without arguments")
     opt = library.open(ctypes.byref(options))
     if opt is None:
-        raise ForkedError if library.is_forked() else SetupError(library.last_error())
+        raise ForkedError() if library.is_forked() else SetupError(library.last_error())
     return Channel(library, opt)

@@ -4,7 +4,7 @@ from __future__ import annotations
 import ctypes
 import os
 import threading
-from typing import Any, Callable, Optional, Tuple, cast
+from typing import Any, Callable, Dict, Optional, Tuple, cast
 
 from ._build import LIBRARY, PLATFORM
 from ._status import Error
@@ -50,6 +50,7 @@ class Library:
     def __init__(self, platform: str, library: str) -> None:
         self.names = platform, library
         self.pid = os.getpid()
+        self._calls: Dict[str, Tuple[Function, Function, Function]] = {}
         self._platform = open_library(platform) if platform else ctypes.CDLL(None)
         self._library = open_library(library)
         find = self._find
@@ -68,12 +69,15 @@ class Library:
 
     def calls(self, method: str) -> Tuple[Function, Function, Function]:
         """The three ways to call a method: synchronous, asynchronous, one-way. Each takes a packed record first."""
-        made = []
-        for suffix, types in ("", ()), ("_async", (COMPLETION, ctypes.c_void_p)), ("_oneway", ()):
-            function = self._library[f"MqcFesIntf_{method}{suffix}"]
-            function.restype, function.argtypes = ctypes.c_uint32, (ctypes.c_char_p, *types, ctypes.c_void_p)
-            made.append(function)
-        return made[0], made[1], made[2]
+        if method not in self._calls:
+            self._calls[method] = (self._call(method), self._call(f"{method}_async", COMPLETION, ctypes.c_void_p),
+                                   self._call(f"{method}_oneway"))
+        return self._calls[method]
+
+    def _call(self, name: str, *more: Any) -> Function:
+        function = self._library[f"MqcFesIntf_{name}"]
+        function.restype, function.argtypes = ctypes.c_uint32, (ctypes.c_char_p, *more, ctypes.c_void_p)
+        return function
 
     def descriptor(self, method: str) -> Descriptor:
         filled = Descriptor()

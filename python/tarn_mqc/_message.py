@@ -65,7 +65,7 @@ def encode(method: str, record: Union[Record, Mapping[str, Any]], full: bool = F
 
 def value_of(slot: Slot, table: Any, place: int) -> Any:
     """A slot's value, which the table has at the place."""
-    from flatbuffers.table import Table
+    from flatbuffers.table import Table  # type: ignore[import]
 
     if isinstance(slot, Scalar):
         return struct.unpack_from(f"<{slot.layout}", table.Bytes, table.Pos + place)[0]

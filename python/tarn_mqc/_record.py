@@ -36,7 +36,7 @@ class Record:
     _zeros: ClassVar[Dict[str, Any]]
     _nested: ClassVar[Tuple[str, ...]]
     _layout: ClassVar[struct.Struct]
-    _values: ClassVar[Callable[[Any], Tuple[Any, ...]]]
+    _values: ClassVar[Any]
 
     def __init__(self, /, **fields: Any) -> None:
         try:
@@ -185,7 +185,7 @@ def make(name: str, c_type: str, size: int, members: Tuple[Member, ...],
     nested = tuple(field for field, slot in slots.items() if isinstance(slot, (Nested, NestedArray)))
     base = LendingRecord if any(isinstance(slot, Buffer) for slot in slots.values()) else Record
     fields = "\n".join(f"    {field}: {slot.words}" for field, slot in slots.items())
-    record = type(name, (base,), {
+    record: Type[Record] = type(name, (base,), {
         "__module__": f"{__package__}.records", "__doc__": f"{c_type}, {size} bytes.\n\n{fields}",
         "c_type": c_type, "_size": size, "_members": members, "_slots": slots, "_nested": nested,
         "_zeros": {field: None if field in nested else slot.zero() for field, slot in slots.items()}})

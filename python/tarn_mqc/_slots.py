@@ -28,10 +28,9 @@ class Wrong(Exception):
 
 def number(value: Any, maximum: int) -> int:
     if type(value) is not int:
-        try:
-            value = index(None if isinstance(value, bool) else value)
-        except TypeError:
-            raise Wrong(TypeError, f": {type(value).__name__} where an integer belongs") from None
+        if isinstance(value, bool) or not hasattr(value, "__index__"):
+            raise Wrong(TypeError, f": {type(value).__name__} where an integer belongs")
+        value = index(value)
     if not 0 <= value <= maximum:
         shown = value if value.bit_length() <= 64 else f"a number of {value.bit_length()} bits"
         raise Wrong(OverflowError, f": {shown} is out of range, 0 to {maximum}")

@@ -1,8 +1,6 @@
 """What a call comes to."""
 from __future__ import annotations
 
-from typing import Optional
-
 FORKED = 10
 INVALID = 22
 DEADLOCK = 35
@@ -20,9 +18,9 @@ class SetupError(Error):
 class ForkedError(Error):
     """The process was forked from one that had a channel, and can make no calls."""
 
-    def __init__(self) -> None:
-        super().__init__("this process was forked from one that had a channel, and can make no calls: "
-                         "start it anew, as multiprocessing does with the start method 'spawn'")
+    def __init__(self, words: str = "this process was forked from one that had a channel, and can make no calls: "
+                                    "start it anew, as multiprocessing does with the start method 'spawn'") -> None:
+        super().__init__(words)
 
 
 class CallError(Error):
@@ -36,7 +34,7 @@ class CallError(Error):
         self.reason = reason
 
     def __str__(self) -> str:
-        return f"{self.reason} (status {int(self.status)})"
+        return f"{self.reason} (status {self.status})"
 
 
 class Status(int):
@@ -52,13 +50,17 @@ class Status(int):
     def __repr__(self) -> str:
         return f"Status({int(self)})"
 
+    __str__ = int.__repr__
+
 
 SUCCESS = Status(0)
 
 
-def reason_of(method: str, status: Status, last: Optional[str]) -> str:
-    """The reason of a call's status, given the last failure of the thread that the status was reported to."""
+def reason_of(method: str, status: Status, last: str) -> str:
+    """The reason of a call's status, given the last failure of the thread that the status was reported to, which may
+    be that of another call."""
     meaning = f"{method}: {status.meaning}"
-    if last and last.startswith(meaning):
-        return last
+    place = last.find(meaning)
+    if place >= 0:
+        return last[place:]
     return f"{method}: {last}" if last and status == INVALID else meaning
