@@ -62,7 +62,7 @@ end_service() {
 }
 
 service_demo() {
-  need "${build_packages[@]}" "${grpc_packages[@]}" nlohmann-json3-dev
+  need "${build_packages[@]}" "${grpc_packages[@]}"
   build
   export TARN_GRPC_TARGET=unix:$work/mqc.sock
   mkdir "$work/kept"
