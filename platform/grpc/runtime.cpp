@@ -5,6 +5,7 @@
 #include "platform/common/encode.h"
 #include "platform/grpc/callbacks.h"
 #include "platform/grpc/channels.h"
+#include "platform/grpc/envelope.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/start.h"
 #include "platform/grpc/unary.h"
@@ -62,8 +63,13 @@ u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsg
     const u32 status = encodeFor(*channel, *method, *desc, req, message);
     if (status != TARN_STATUS_OK) return status;
     const Settings& settings = channel->settings();
+    const u32 kind = settings.stream ? TARN_GRPC_NOT_SENT : TARN_GRPC_TRANSPORT;
     if (Clock::now() >= begin + settings.deadline) {
-      return transportFailure(name, grpc::StatusCode::DEADLINE_EXCEEDED);
+      return failure(name, kind + u32{grpc::DEADLINE_EXCEEDED});
+    }
+    // It would end the stream, and the calls of others.
+    if (settings.stream && message.size > longestMessage) {
+      return failure(name, kind + u32{grpc::RESOURCE_EXHAUSTED});
     }
     const auto send = settings.stream ? sendAs<StreamCall> : sendAs<UnaryCall>;
     return send({channel, *method, begin}, std::move(message), ending);

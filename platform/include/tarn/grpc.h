@@ -78,7 +78,8 @@
  * **What was sent.** Over a stream, TARN_GRPC_NOT_SENT plus gRPC's code says that a call was
  * certainly not sent: it may be repeated. After TARN_GRPC_TRANSPORT plus a code the service may
  * have acted on it. Calls to a service without the stream end with TARN_GRPC_NOT_SENT + 12; they
- * are not sent another way.
+ * are not sent another way. An encoded message of more than 65 MiB less 1 KiB is not sent:
+ * TARN_GRPC_NOT_SENT + 8.
  *
  * **Threads.** Any thread may call any function at any time, and is not cancelled in one; no lock
  * that a call takes is held during I/O or a wait. A callback may make calls, though synchronous
@@ -209,7 +210,8 @@ u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data);
 
 /**
  * What a channel has done since it was made. A call is counted once the runtime has accepted it;
- * one that lacks something, cannot be encoded or is late before it is handed over is in no count.
+ * one that lacks something, cannot be encoded, is too long for a stream or late before it is handed
+ * over is in no count.
  * Each accepted call is either under way or has ended in one of seven ways.
  */
 typedef struct TarnGrpcStats {
