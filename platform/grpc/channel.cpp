@@ -1,5 +1,6 @@
 #include "platform/grpc/channel.h"
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -28,12 +29,14 @@ Channel::~Channel() {
   connection_.reset();
 }
 
-void Channel::watch(TarnGrpcStateCallback callback, void* data) {
-  states_->tell(callback, data);
+bool Channel::watch(TarnGrpcStateCallback callback, void* data) {
   std::unique_lock lock(mutex_);
-  if (callback == nullptr || std::exchange(isFollowed_, true)) return;
+  if (closed_) return false;
+  states_->tell(callback, data);
+  if (callback == nullptr || std::exchange(isFollowed_, true)) return true;
   lock.unlock();
   Connectivity::follow(shared_from_this());
+  return true;
 }
 
 void Channel::connectionIs(grpc_connectivity_state state) {
@@ -154,7 +157,12 @@ bool Channel::close(std::chrono::milliseconds patience) {
     const std::lock_guard lock(mutex_);
     closed_ = true;
   }
-  const bool isQuiet = waitForAll(Clock::now() + patience);
+  // The watchdog does not know the channel any more.
+  const Clock::time_point until = Clock::now() + patience;
+  bool isQuiet = false;
+  while (!isQuiet && Clock::now() < until) {
+    isQuiet = waitForAll(std::min(expire(Clock::now()), until));
+  }
   Clock::time_point none;
   while (const auto call = due(Clock::time_point::max(), none)) call->stop(grpc::CANCELLED);
   for (u64 number = 0; const auto call = waitedForAfter(number);) {

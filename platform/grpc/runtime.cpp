@@ -139,8 +139,7 @@ u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data) 
   void* const handle =
       delivery::madeBy([&]() -> void* { return delivery::checkedHandle(channel); });
   const auto watched = delivery::channelOf(handle);
-  if (watched == nullptr) return TARN_STATUS_INVALID;
-  watched->watch(callback, data);
+  if (watched == nullptr || !watched->watch(callback, data)) return TARN_STATUS_INVALID;
   return TARN_STATUS_OK;
 }
 
