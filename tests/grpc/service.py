@@ -127,9 +127,12 @@ class Service(grpc.GenericRpcHandler):
         return damaged(self.answer, "unary", reply(self.status), next(self.count))
 
     def stream(self, messages, context):
-        """Sound, but for: "nogreeting" (the first message has instance 0), "leave" and "expel" (the stream
-        ends with OK or RESOURCE_EXHAUSTED when calls have arrived, all unanswered), and those of ends()."""
+        """Sound, but for: "nogreeting" (the first message has instance 0), "brief" (it is the only one), "leave" and
+        "expel" (the stream ends with OK or RESOURCE_EXHAUSTED when calls have arrived, all unanswered), and those
+        of ends()."""
         yield answers(0 if self.answer == "nogreeting" else self.instance)
+        if self.answer == "brief":
+            return
         waiting, stream = [], next(self.streams)
         for message in messages:
             place = next(self.messages)
