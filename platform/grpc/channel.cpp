@@ -39,12 +39,12 @@ bool Channel::watch(TarnGrpcStateCallback callback, void* data) {
   return true;
 }
 
-void Channel::connectionIs(grpc_connectivity_state state) {
+void Channel::connectionIs(grpc_connectivity_state state, bool hasChanged) {
   if (state == GRPC_CHANNEL_CONNECTING) states_->report(TARN_GRPC_CONNECTING);
   if (state == GRPC_CHANNEL_TRANSIENT_FAILURE) states_->report(TARN_GRPC_FAILED);
   if (state != GRPC_CHANNEL_READY) return;
   if (!settings_.stream) return states_->report(TARN_GRPC_READY);
-  stream_.keepOpen(shared_from_this());
+  stream_.keepOpen(shared_from_this(), hasChanged);
 }
 
 bool Channel::hasRoom(u64 bytes) const {

@@ -17,20 +17,20 @@ Connectivity::Connectivity(const std::shared_ptr<Channel>& channel)
 
 void Connectivity::follow(const std::shared_ptr<Channel>& channel) {
   const SignalsBlocked blocked;
-  (new Connectivity(channel))->look(*channel);
+  (new Connectivity(channel))->look(*channel, true);
 }
 
 /// Reports the state, and asks for the next; an idle connection is made.
-void Connectivity::look(Channel& channel) {
+void Connectivity::look(Channel& channel, bool hasChanged) {
   const grpc_connectivity_state state = connection_->GetState(true);
-  channel.connectionIs(state);
+  channel.connectionIs(state, hasChanged);
   connection_->NotifyOnStateChange(state, std::chrono::system_clock::now() + lookTime,
                                    &poller().queue(), tag());
 }
 
-void Connectivity::happened(bool) {
+void Connectivity::happened(bool ok) {
   const auto channel = channel_.lock();
-  if (channel != nullptr && !channel->isClosed()) return look(*channel);
+  if (channel != nullptr && !channel->isClosed()) return look(*channel, ok);
   delete this;
 }
 

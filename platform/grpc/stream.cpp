@@ -82,10 +82,15 @@ u32 Stream::send(const std::shared_ptr<StreamCall>& call) {
   return TARN_STATUS_OK;
 }
 
-void Stream::keepOpen(const std::shared_ptr<Channel>& channel) {
+void Stream::keepOpen(const std::shared_ptr<Channel>& channel, bool isNew) {
   std::unique_lock lock(mutex_);
-  if (current_ != nullptr && current_->isGreeted) channel->states().report(TARN_GRPC_READY);
-  if (current_ == nullptr && !channel->isClosed()) reopen(std::move(lock), channel);
+  if (channel->isClosed()) return;
+  if (current_ == nullptr) return reopen(std::move(lock), channel);
+  if (!current_->isGreeted) return;
+  channel->states().report(TARN_GRPC_READY);
+  if (!isNew) return;
+  current_->isAged = Clock::now() - current_->since > rotationTime;
+  push(std::move(lock));
 }
 
 void Stream::reopen(std::unique_lock<std::mutex> lock, const std::shared_ptr<Channel>& channel) {
@@ -111,8 +116,9 @@ void Stream::open(std::unique_lock<std::mutex> lock, const std::shared_ptr<Excha
 }
 
 void Stream::push(std::unique_lock<std::mutex> lock) {
-  if (current_ == nullptr || !current_->mayWrite() || !queue_.hasWaiting()) return;
+  if (current_ == nullptr || !current_->mayWrite()) return;
   const std::shared_ptr<Exchange> exchange = current_;
+  if (!queue_.hasWaiting() && !exchange->isAged) return;
   try {
     if (Clock::now() - exchange->since > rotationTime && !queue_.hasLate()) {
       // The next stream might be faster: nothing is sent over it before all answers are there.

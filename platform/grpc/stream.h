@@ -15,8 +15,8 @@ class Stream {
   /// Returns a status; throws on allocation failure.
   u32 send(const std::shared_ptr<StreamCall>& call);
   void stop(StreamCall& call, grpc::StatusCode why);
-  /// Opens it before a call needs it.
-  void keepOpen(const std::shared_ptr<Channel>& channel);
+  /// Opens it before a call needs it; again, if it is old and the connection new.
+  void keepOpen(const std::shared_ptr<Channel>& channel, bool isNew);
   /// Ends it, when no calls are left; at the latest at that time.
   void close(Clock::time_point latest);
 

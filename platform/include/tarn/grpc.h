@@ -69,8 +69,9 @@
  *
  * **Streams.** A stream is opened for the first call, which waits until the service has sent its
  * instance number. A call whose deadline passes ends, and its answer is dropped if it still comes.
- * When the stream breaks, all calls under way end at once; only where the settings ask to wait for
- * the service do those that were not sent wait for the next stream, which the next call opens.
+ * When the stream breaks, all calls under way end at once, and the next call opens another. Where
+ * the settings ask to wait for the service, those that were not sent wait for the next stream,
+ * unless the service went away before it had sent its instance number.
  * After 20 seconds calls go on over a new stream, once those on the old one have ended, since
  * services limit the age of connections. A service that breaks the rules, or answers what was not
  * asked, ends its stream with a line on stderr.
