@@ -1,6 +1,5 @@
 #include "platform/grpc/channel.h"
 
-#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -157,12 +156,7 @@ bool Channel::close(std::chrono::milliseconds patience) {
     const std::lock_guard lock(mutex_);
     closed_ = true;
   }
-  // The watchdog does not know the channel any more.
-  const Clock::time_point until = Clock::now() + patience;
-  bool isQuiet = false;
-  while (!isQuiet && Clock::now() < until) {
-    isQuiet = waitForAll(std::min(expire(Clock::now()), until));
-  }
+  const bool isQuiet = waitForAll(Clock::now() + patience);
   Clock::time_point none;
   while (const auto call = due(Clock::time_point::max(), none)) call->stop(grpc::CANCELLED);
   for (u64 number = 0; const auto call = waitedForAfter(number);) {

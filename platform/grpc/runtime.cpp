@@ -129,9 +129,12 @@ void* TarnGrpc_open(const TarnGrpcOptions* options) {
 u32 TarnGrpc_close(void* channel) {
   if (delivery::isForked()) return TARN_GRPC_FORKED;
   if (delivery::Callbacks::isRunning()) return TARN_STATUS_DEADLOCK;
-  const auto closed = delivery::withdrawChannel(channel);
+  void* const handle = delivery::presentHandle(channel);
+  const auto closed = delivery::withdrawChannel(handle);
   if (closed == nullptr) return TARN_STATUS_INVALID;
-  return closed->close(delivery::lastTime) ? u32{TARN_STATUS_OK} : u32{TARN_GRPC_BUSY};
+  const bool isQuiet = closed->close(delivery::lastTime);
+  delivery::forgetChannel(handle);
+  return isQuiet ? u32{TARN_STATUS_OK} : u32{TARN_GRPC_BUSY};
 }
 
 u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data) {
