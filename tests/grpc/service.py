@@ -81,7 +81,8 @@ class Service(grpc.GenericRpcHandler):
         self.answer = answer
         self.status = {"cut": 7, "large": 9, "huge": 9}.get(answer, int(answer) if answer.isdigit() else 0)
         self.instance = int(os.environ.get("INSTANCE", time.time_ns()))
-        self.count, self.skips, self.lock = itertools.count(), itertools.cycle([0, 1]), threading.Lock()
+        self.count, self.lock = itertools.count(), threading.Lock()
+        self.skips = itertools.chain([0, 1] * 10, itertools.repeat(1))
         self.streams, self.messages = itertools.count(), itertools.count()
         self.received, self.travelled = (open(os.path.join(folder, name), "a", encoding="ascii")
                                          for name in ("received", "streams"))
@@ -150,8 +151,8 @@ class Service(grpc.GenericRpcHandler):
                 yield damaged(self.answer, "stream", answers(0, *self.ends(sequence)), next(self.count))
 
     def due(self, waiting):
-        """Takes out the calls to be answered now: "mute" answers none, "skip" every second one, "backwards" three
-        or more at a time, the last first."""
+        """Takes out the calls to be answered now: "mute" answers none, "skip" every second one of twenty,
+        "backwards" three or more at a time, the last first."""
         if self.answer == "mute" or self.answer == "backwards" and len(waiting) < 3:
             return []
         sequences, waiting[:] = waiting[:], []
