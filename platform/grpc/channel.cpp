@@ -38,12 +38,12 @@ bool Channel::watch(TarnGrpcStateCallback callback, void* data) {
   return true;
 }
 
-void Channel::connectionIs(grpc_connectivity_state state, bool hasChanged) {
+void Channel::connectionIs(grpc_connectivity_state state) {
   if (state == GRPC_CHANNEL_CONNECTING) states_->report(TARN_GRPC_CONNECTING);
   if (state == GRPC_CHANNEL_TRANSIENT_FAILURE) states_->report(TARN_GRPC_FAILED);
   if (state != GRPC_CHANNEL_READY) return;
   if (!settings_.stream) return states_->report(TARN_GRPC_READY);
-  stream_.keepOpen(shared_from_this(), hasChanged);
+  stream_.keepOpen(shared_from_this());
 }
 
 bool Channel::hasRoom(u64 bytes) const {

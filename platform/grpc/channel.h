@@ -34,8 +34,8 @@ class Channel : public std::enable_shared_from_this<Channel> {
   /// Calls the function as the state changes, and keeps the channel connected from now on. Returns
   /// false for a channel that is being closed.
   bool watch(TarnGrpcStateCallback callback, void* data);
-  /// The state of the connection, which has changed or still is that.
-  void connectionIs(grpc_connectivity_state state, bool hasChanged);
+  /// Hears the state of the connection as it changes, and every few seconds.
+  void connectionIs(grpc_connectivity_state state);
 
   // A call enters and leaves. An asynchronous or one-way call takes a place and its bytes, and
   // returns each as early as possible.

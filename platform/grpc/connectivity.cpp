@@ -17,20 +17,20 @@ Connectivity::Connectivity(const std::shared_ptr<Channel>& channel)
 
 void Connectivity::follow(const std::shared_ptr<Channel>& channel) {
   const SignalsBlocked blocked;
-  (new Connectivity(channel))->look(*channel, true);
+  (new Connectivity(channel))->look(*channel);
 }
 
 /// Reports the state, and asks for the next; an idle connection is made.
-void Connectivity::look(Channel& channel, bool hasChanged) {
+void Connectivity::look(Channel& channel) {
   const grpc_connectivity_state state = connection_->GetState(true);
-  channel.connectionIs(state, hasChanged);
+  channel.connectionIs(state);
   connection_->NotifyOnStateChange(state, std::chrono::system_clock::now() + lookTime,
                                    &poller().queue(), tag());
 }
 
-void Connectivity::happened(bool ok) {
+void Connectivity::happened(bool) {
   const auto channel = channel_.lock();
-  if (channel != nullptr && !channel->isClosed()) return look(*channel, ok);
+  if (channel != nullptr && !channel->isClosed()) return look(*channel);
   delete this;
 }
 

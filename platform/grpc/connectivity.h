@@ -20,7 +20,7 @@ class Connectivity final : private Event {
  private:
   explicit Connectivity(const std::shared_ptr<Channel>& channel);
   void happened(bool ok) override;
-  void look(Channel& channel, bool hasChanged);
+  void look(Channel& channel);
 
   const std::weak_ptr<Channel> channel_;
   const std::shared_ptr<grpc::Channel> connection_;

@@ -82,13 +82,14 @@ u32 Stream::send(const std::shared_ptr<StreamCall>& call) {
   return TARN_STATUS_OK;
 }
 
-void Stream::keepOpen(const std::shared_ptr<Channel>& channel, bool isNew) {
+void Stream::keepOpen(const std::shared_ptr<Channel>& channel) {
   std::unique_lock lock(mutex_);
   if (channel->isClosed()) return;
   if (current_ == nullptr) return reopen(std::move(lock), channel);
   if (!current_->isGreeted) return;
   channel->states().report(TARN_GRPC_READY);
-  if (!isNew) return;
+  // gRPC stops its pings on a connection over which nothing else is sent, and would not notice that
+  // the service has vanished.
   current_->isAged = Clock::now() - current_->since > rotationTime;
   push(std::move(lock));
 }

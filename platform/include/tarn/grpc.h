@@ -193,8 +193,10 @@ typedef void (*TarnGrpcStateCallback)(TarnGrpcState state, void* data);
 
 /**
  * Reports a channel's states from now on, and keeps it connected without calls, too, with its
- * stream open. Reports come between the callbacks of calls, on their thread, under the same rules;
- * states that follow each other faster than they can be reported are left out, but no RESTARTED.
+ * stream open. A machine that has vanished or hangs, without closing the connection, is noticed
+ * within a minute or two over a stream, otherwise by calls alone. Reports come between the
+ * callbacks of calls, on their thread, under the same rules; states that follow each other faster
+ * than they can be reported are left out, but no RESTARTED.
  *
  * With several services behind one target, RESTARTED is also reported when another one is reached.
  *
