@@ -103,10 +103,8 @@ u32 Callbacks::drain(Clock::time_point until) {
 
 void Callbacks::atExit() {
   const auto until = Clock::now() + lastTime;
-  if (running != nullptr) {
-    (*running)->channel->leave(*running);
-    silence();
-  }
+  if (running != nullptr) (*running)->channel->leave(*running);
+  if (isInside) silence();
   waitForCalls(until);
   silence();
 }

@@ -28,12 +28,14 @@ Channel::~Channel() {
   connection_.reset();
 }
 
-void Channel::watch(TarnGrpcStateCallback callback, void* data) {
-  states_->tell(callback, data);
+bool Channel::watch(TarnGrpcStateCallback callback, void* data) {
   std::unique_lock lock(mutex_);
-  if (callback == nullptr || std::exchange(isFollowed_, true)) return;
+  if (closed_) return false;
+  states_->tell(callback, data);
+  if (callback == nullptr || std::exchange(isFollowed_, true)) return true;
   lock.unlock();
   Connectivity::follow(shared_from_this());
+  return true;
 }
 
 void Channel::connectionIs(grpc_connectivity_state state) {

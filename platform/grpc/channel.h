@@ -31,8 +31,10 @@ class Channel : public std::enable_shared_from_this<Channel> {
   States& states() { return *states_; }
   const std::shared_ptr<grpc::Channel>& connection() const { return connection_; }
 
-  /// Calls the function as the state changes, and keeps the channel connected from now on.
-  void watch(TarnGrpcStateCallback callback, void* data);
+  /// Calls the function as the state changes, and keeps the channel connected from now on. Returns
+  /// false for a channel that is being closed.
+  bool watch(TarnGrpcStateCallback callback, void* data);
+  /// Hears the state of the connection as it changes, and every few seconds.
   void connectionIs(grpc_connectivity_state state);
 
   // A call enters and leaves. An asynchronous or one-way call takes a place and its bytes, and

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <bit>
 #include <shared_mutex>
+#include <utility>
 
 #include "platform/grpc/failure.h"
 #include "platform/grpc/start.h"
@@ -10,9 +11,14 @@
 namespace delivery {
 namespace {
 
+struct Entry {
+  std::shared_ptr<Channel> channel;
+  bool isClosing = false;
+};
+
 struct Registry {
   std::shared_mutex mutex;
-  std::map<u64, std::shared_ptr<Channel>> channels;
+  std::map<u64, Entry> channels;
   u64 last = 0;
 };
 
@@ -35,11 +41,11 @@ u64 numberOf(const void* handle) {
   return value % 2 == 1 ? value / 2 : 0;
 }
 
-std::shared_ptr<Channel> withdrawn(u64 number) {
+void forget(u64 number) {
   Registry& all = registry();
-  const std::lock_guard lock(all.mutex);
+  std::unique_lock lock(all.mutex);
   const auto node = all.channels.extract(number);
-  return node.empty() ? nullptr : node.mapped();
+  lock.unlock();  // before the channel may end
 }
 
 /// Prepares the process and makes a channel. Holds no lock meanwhile: gRPC may be slow.
@@ -48,7 +54,7 @@ u64 made(Settings settings) {
   const auto channel = std::make_shared<Channel>(std::move(settings));
   Registry& all = registry();
   const std::lock_guard lock(all.mutex);
-  all.channels.emplace(all.last + 1, channel);
+  all.channels.emplace(all.last + 1, Entry{channel});
   return ++all.last;
 }
 
@@ -60,7 +66,7 @@ void* defaultHandle() {
   // Of several made at once the first is used.
   const u64 own = made(settingsOfEnvironment());
   if (defaultNumber.compare_exchange_strong(number, own)) return handleOf(own);
-  withdrawn(own);
+  forget(own);
   return handleOf(number);
 }
 
@@ -86,14 +92,22 @@ std::shared_ptr<Channel> channelOf(void* handle) {
   Registry& all = registry();
   const std::shared_lock lock(all.mutex);
   const auto found = all.channels.find(numberOf(handle));
-  return found == all.channels.end() ? nullptr : found->second;
+  return found == all.channels.end() || found->second.isClosing ? nullptr : found->second.channel;
 }
 
 std::shared_ptr<Channel> withdrawChannel(void* handle) {
-  const u64 number = numberOf(presentHandle(handle));
+  const u64 number = numberOf(handle);
   u64 expected = number;
   defaultNumber.compare_exchange_strong(expected, 0);  // first: the next call makes another
-  return withdrawn(number);
+  Registry& all = registry();
+  const std::lock_guard lock(all.mutex);
+  const auto found = all.channels.find(number);
+  if (found == all.channels.end() || std::exchange(found->second.isClosing, true)) return nullptr;
+  return found->second.channel;
+}
+
+void forgetChannel(void* handle) {
+  forget(numberOf(handle));
 }
 
 std::shared_ptr<Channel> channelAfter(u64& number) {
@@ -102,7 +116,7 @@ std::shared_ptr<Channel> channelAfter(u64& number) {
   const auto found = all.channels.upper_bound(number);
   if (found == all.channels.end()) return nullptr;
   number = found->first;
-  return found->second;
+  return found->second.channel;
 }
 
 }  // namespace delivery

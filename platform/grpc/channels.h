@@ -22,10 +22,12 @@ void* presentHandle(void* opt);
 
 /// The channel of a handle; nullptr if it was closed, or there was none.
 std::shared_ptr<Channel> channelOf(void* handle);
-/// Takes the channel from its handle, which is refused from now on; NULL: the default channel.
+/// The same; the handle is refused from now on.
 std::shared_ptr<Channel> withdrawChannel(void* handle);
-/// The channels in turn: that with the next higher number, nullptr after the last. Begins with 0,
-/// and updates the number.
+/// After that: when the channel is closed.
+void forgetChannel(void* handle);
+/// The channels in turn, also while they are being closed: that with the next higher number,
+/// nullptr after the last. Begins with 0, and updates the number.
 std::shared_ptr<Channel> channelAfter(u64& number);
 
 }  // namespace delivery

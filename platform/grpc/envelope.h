@@ -9,6 +9,9 @@
 
 namespace delivery {
 
+/// What a message to the service has room for, which holds at most 65 MiB.
+inline constexpr u32 longestMessage = (65 << 20) - 1024;
+
 /// A message to the service with these calls.
 grpc::ByteBuffer envelopeOf(const std::vector<std::shared_ptr<StreamCall>>& calls);
 

@@ -40,6 +40,7 @@ class Exchange {
   bool mayWrite() const { return isGreeted && !isWriting && !isClosed && !isLost && !verdict; }
 
   bool isGreeted = false;  ///< the service has sent its instance number
+  bool isAged = false;     ///< another is to follow, though no call may need it
   bool isWriting = false;
   bool isLost = false;                                 ///< nothing can be read any more
   bool isClosed = false;                               ///< nothing may be written any more

@@ -8,14 +8,22 @@
 namespace delivery {
 namespace {
 
-/// A longer message takes the others behind it along only if it is the last of them.
+/// A message to the service holds so many bytes of calls, or a single longer one.
 constexpr std::size_t enoughBytes = 256 << 10;
+
+/// So many calls may be kept in vain.
+constexpr std::size_t fewCalls = 1'000;
 
 Result copyOf(const Result& failure) {
   return failed(failure.status, failure.reason);
 }
 
 }  // namespace
+
+void Queue::add(const std::shared_ptr<StreamCall>& call) {
+  calls_.push_back({call->sequence, call});
+  call->phase_ = StreamCall::Phase::waiting;
+}
 
 std::vector<std::shared_ptr<StreamCall>> Queue::take() {
   std::vector<std::shared_ptr<StreamCall>> taken;
@@ -36,6 +44,7 @@ bool Queue::answer(u64 sequence, Result&& result) {
   const auto index = static_cast<std::size_t>(found - calls_.begin());
   if (index >= sent_ || found->sequence != sequence || found->isOver) return false;
   found->isOver = true;
+  if (found->call == nullptr) --late_;
   end(*found, std::move(result));
   settle();
   return true;
@@ -56,6 +65,7 @@ void Queue::endSent(const Result& result) {
     calls_[i].isOver = true;
     end(calls_[i], copyOf(result));
   }
+  late_ = 0;
   settle();
   flush();
 }
@@ -89,6 +99,7 @@ void Queue::settle() {
     return entry.call->phase_ == StreamCall::Phase::ended;
   };
   for (; handedOn_ < calls_.size() && hasEnded(calls_[handedOn_]); ++handedOn_) {
+    if (!calls_[handedOn_].isOver) ++late_;
     std::shared_ptr<StreamCall> call = std::move(calls_[handedOn_].call);
     Channel& channel = *call->channel;
     channel.ended(std::move(call), called_);
@@ -97,6 +108,18 @@ void Queue::settle() {
     calls_.pop_front();
     if (sent_ > 0) --sent_;
   }
+  compact();
+}
+
+/// Forgets calls that are over behind one that is late, once they are the most.
+void Queue::compact() {
+  if (handedOn_ < 2 * late_ + fewCalls) return;
+  const auto at = [this](std::size_t i) { return calls_.begin() + static_cast<std::ptrdiff_t>(i); };
+  const auto isOver = [](const Entry& entry) { return entry.isOver; };
+  const auto sentOver = std::count_if(at(0), at(std::min(sent_, handedOn_)), isOver);
+  sent_ -= static_cast<std::size_t>(sentOver);
+  calls_.erase(std::remove_if(at(0), at(handedOn_), isOver), at(handedOn_));
+  handedOn_ = late_;
 }
 
 }  // namespace delivery

@@ -12,13 +12,13 @@ namespace delivery {
 /// ends are handed on in the same order. Guarded by the stream's mutex.
 class Queue {
  public:
-  void add(const std::shared_ptr<StreamCall>& call) { calls_.push_back({call->sequence, call}); }
+  void add(const std::shared_ptr<StreamCall>& call);
 
   bool hasWaiting() const { return sent_ < calls_.size(); }
   bool hasUnanswered() const { return sent_ > 0; }
-  /// The first calls that were sent have ended without an answer, which may still come.
-  bool hasLate() const { return handedOn_ > 0; }
-  std::size_t late() const { return handedOn_; }
+  /// Calls that were sent have ended without an answer, which may still come.
+  bool hasLate() const { return late_ > 0; }
+  std::size_t late() const { return late_; }
 
   /// Calls to send together: all that wait, or as many as one message should hold.
   std::vector<std::shared_ptr<StreamCall>> take();
@@ -44,10 +44,12 @@ class Queue {
   std::deque<Entry>::iterator find(u64 sequence);
   static void end(const Entry& entry, Result&& result);
   void settle();
+  void compact();
 
   std::deque<Entry> calls_;
   std::size_t sent_ = 0;      // so many were sent
   std::size_t handedOn_ = 0;  // the ends of so many
+  std::size_t late_ = 0;      // so many of these have no answer yet
   CallList called_;           // whose callbacks are to run
 };
 

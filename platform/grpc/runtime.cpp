@@ -4,6 +4,7 @@
 
 #include "platform/grpc/callbacks.h"
 #include "platform/grpc/channels.h"
+#include "platform/grpc/envelope.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/start.h"
 #include "platform/grpc/unary.h"
@@ -62,8 +63,13 @@ u32 callWith(void* handle, const void* req, const MethodId* method, const IdlMsg
     const u32 status = encodeFor(*channel, *method, *desc, req, message);
     if (status != TARN_STATUS_OK) return status;
     const Settings& settings = channel->settings();
+    const u32 kind = settings.stream ? TARN_GRPC_NOT_SENT : TARN_GRPC_TRANSPORT;
     if (Clock::now() >= begin + settings.deadline) {
-      return transportFailure(name, grpc::StatusCode::DEADLINE_EXCEEDED);
+      return failure(name, kind + u32{grpc::DEADLINE_EXCEEDED});
+    }
+    // It would end the stream, and the calls of others.
+    if (settings.stream && message.size > longestMessage) {
+      return failure(name, kind + u32{grpc::RESOURCE_EXHAUSTED});
     }
     const auto send = settings.stream ? sendAs<StreamCall> : sendAs<UnaryCall>;
     return send({channel, *method, begin}, std::move(message), ending);
@@ -123,9 +129,12 @@ void* TarnGrpc_open(const TarnGrpcOptions* options) {
 u32 TarnGrpc_close(void* channel) {
   if (delivery::isForked()) return TARN_GRPC_FORKED;
   if (delivery::Callbacks::isRunning()) return TARN_STATUS_DEADLOCK;
-  const auto closed = delivery::withdrawChannel(channel);
+  void* const handle = delivery::presentHandle(channel);
+  const auto closed = delivery::withdrawChannel(handle);
   if (closed == nullptr) return TARN_STATUS_INVALID;
-  return closed->close(delivery::lastTime) ? u32{TARN_STATUS_OK} : u32{TARN_GRPC_BUSY};
+  const bool isQuiet = closed->close(delivery::lastTime);
+  delivery::forgetChannel(handle);
+  return isQuiet ? u32{TARN_STATUS_OK} : u32{TARN_GRPC_BUSY};
 }
 
 u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data) {
@@ -133,8 +142,7 @@ u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data) 
   void* const handle =
       delivery::madeBy([&]() -> void* { return delivery::checkedHandle(channel); });
   const auto watched = delivery::channelOf(handle);
-  if (watched == nullptr) return TARN_STATUS_INVALID;
-  watched->watch(callback, data);
+  if (watched == nullptr || !watched->watch(callback, data)) return TARN_STATUS_INVALID;
   return TARN_STATUS_OK;
 }
 

@@ -21,7 +21,7 @@ bool States::isWatched() {
 
 void States::report(TarnGrpcState state) noexcept {
   const std::lock_guard lock(mutex_);
-  if (callback_ == nullptr || state == last_) return;
+  if (callback_ == nullptr || state == last_ || last_ == TARN_GRPC_CLOSED) return;
   if (state == TARN_GRPC_RESTARTED) {
     news_.isRestarted = true;
   } else {

@@ -14,6 +14,9 @@ namespace {
 /// services in time: services limit the age of connections, with a grace that is longer.
 constexpr std::chrono::seconds rotationTime{20};
 
+/// A stream that ends sooner is opened again with the connection's next state, not at once.
+constexpr std::chrono::seconds shortestTime{1};
+
 /// A service that leaves so many calls unanswered keeps no count.
 constexpr std::size_t mostLate = 100'000;
 
@@ -81,8 +84,14 @@ u32 Stream::send(const std::shared_ptr<StreamCall>& call) {
 
 void Stream::keepOpen(const std::shared_ptr<Channel>& channel) {
   std::unique_lock lock(mutex_);
-  if (current_ != nullptr && current_->isGreeted) channel->states().report(TARN_GRPC_READY);
-  if (current_ == nullptr && !channel->isClosed()) reopen(std::move(lock), channel);
+  if (channel->isClosed()) return;
+  if (current_ == nullptr) return reopen(std::move(lock), channel);
+  if (!current_->isGreeted) return;
+  channel->states().report(TARN_GRPC_READY);
+  // gRPC stops its pings on a connection over which nothing else is sent, and would not notice that
+  // the service has vanished.
+  current_->isAged = Clock::now() - current_->since > rotationTime;
+  push(std::move(lock));
 }
 
 void Stream::reopen(std::unique_lock<std::mutex> lock, const std::shared_ptr<Channel>& channel) {
@@ -108,16 +117,18 @@ void Stream::open(std::unique_lock<std::mutex> lock, const std::shared_ptr<Excha
 }
 
 void Stream::push(std::unique_lock<std::mutex> lock) {
-  if (current_ == nullptr || !current_->mayWrite() || !queue_.hasWaiting()) return;
+  if (current_ == nullptr || !current_->mayWrite()) return;
   const std::shared_ptr<Exchange> exchange = current_;
+  if (!queue_.hasWaiting() && !exchange->isAged) return;
   try {
     if (Clock::now() - exchange->since > rotationTime && !queue_.hasLate()) {
       // The next stream might be faster: nothing is sent over it before all answers are there.
       if (!queue_.hasUnanswered()) rotate(std::move(lock));
       return;
     }
-    exchange->isWriting = true;
     const auto calls = queue_.take();
+    if (calls.empty()) return;  // those that waited have ended
+    exchange->isWriting = true;
     lock.unlock();
     const grpc::ByteBuffer envelope = envelopeOf(calls);
     for (const auto& call : calls) call->dropMessage();
@@ -125,7 +136,9 @@ void Stream::push(std::unique_lock<std::mutex> lock) {
   } catch (const std::exception&) {
     if (!lock.owns_lock()) lock.lock();
     exchange->isWriting = false;
-    refuse(std::move(lock), *exchange, noMemory, "");
+    if (!exchange->isLost) return refuse(std::move(lock), *exchange, noMemory, "");
+    lock.unlock();
+    exchange->finish();
   }
 }
 
@@ -156,11 +169,11 @@ void Stream::close(Clock::time_point latest) {
   std::unique_lock lock(mutex_);
   const std::shared_ptr<Exchange> last = current_;
   const std::shared_ptr<Exchange> former = former_;
-  if (last == nullptr) return;
-  const bool mayEnd = last->mayWrite() && !queue_.hasUnanswered();
+  const bool mayEnd = last != nullptr && last->mayWrite() && !queue_.hasUnanswered();
   if (mayEnd) last->isWriting = last->isClosed = true;
   lock.unlock();
   if (former != nullptr) former->cancel();
+  if (last == nullptr) return;
   mayEnd ? last->endWriting() : last->cancel();
   lock.lock();
   const auto hasEnded = [&] { return current_ != last; };
@@ -252,7 +265,8 @@ void Stream::finished(Exchange& exchange, bool) {
   if (channel->isClosed()) return;
   channel->states().report(TARN_GRPC_FAILED);
   // One that was good is worth another try; after that, the connection's next state is waited for.
-  const bool isKept = exchange.isGreeted && channel->states().isWatched();
+  const bool wasGood = exchange.isGreeted && Clock::now() - exchange.since > shortestTime;
+  const bool isKept = wasGood && channel->states().isWatched();
   if (queue_.hasWaiting() || isKept) reopen(std::move(lock), channel);
 }
 

@@ -15,7 +15,7 @@ class Stream {
   /// Returns a status; throws on allocation failure.
   u32 send(const std::shared_ptr<StreamCall>& call);
   void stop(StreamCall& call, grpc::StatusCode why);
-  /// Opens it before a call needs it.
+  /// Opens it before a call needs it; again, if it is old.
   void keepOpen(const std::shared_ptr<Channel>& channel);
   /// Ends it, when no calls are left; at the latest at that time.
   void close(Clock::time_point latest);

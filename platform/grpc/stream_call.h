@@ -31,7 +31,7 @@ class StreamCall final : public Call {
  private:
   friend class Queue;
   enum class Phase { waiting, sent, ended };
-  Phase phase_ = Phase::waiting;  // guarded by the stream's mutex
+  Phase phase_ = Phase::ended;  // until it is in the queue; guarded by the stream's mutex
   Message message_;
 };
 

@@ -90,7 +90,8 @@ void UnaryCall::happened(bool) {
     finish(failed(TARN_STATUS_NO_RESOURCES));
   }
   CallList called;
-  channel->ended(std::move(self), called);
+  const std::shared_ptr<Channel> last = channel;  // the call may be what holds it
+  last->ended(std::move(self), called);
   callbacks().post(std::move(called));
 }
 

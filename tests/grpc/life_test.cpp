@@ -45,6 +45,11 @@ TEST_P(GrpcLife, ClosingEndsWhatTakesTooLong) {
   EXPECT_EQ(TarnGrpc_close(opt), TARN_GRPC_BUSY);
   EXPECT_EQ(endings.once(cancelled), 10);
   waiting.join();
+  void* const hasty = open({.deadlineMs = 100});
+  Endings ending(1);
+  EXPECT_EQ(ending.call(0, request, hasty), 0u);
+  EXPECT_EQ(TarnGrpc_close(hasty), 0u);
+  EXPECT_EQ(ending.once(unsent(late)), 1) << "deadlines hold meanwhile";
   EXPECT_EQ(call(opt), TARN_STATUS_INVALID);
 }
 
@@ -174,6 +179,17 @@ TEST_F(ServiceTest, StreamThatIsNotServedHasFailed) {
   const std::size_t before = told.all().size();
   EXPECT_EQ(TarnGrpc_close(opt), 0u);
   EXPECT_EQ(told.all().size(), before) << "nobody is told any more";
+}
+
+TEST_F(ServiceTest, StreamThatEndsAtOnceIsNotOpenedAgainAtOnce) {
+  serve("brief");
+  Told told;
+  void* const opt = open({.stream = 1});
+  EXPECT_EQ(TarnGrpc_onState(opt, Told::note, &told), 0u);
+  EXPECT_TRUE(told.await(TARN_GRPC_FAILED, 1));
+  usleep(500'000);
+  EXPECT_LE(told.count(TARN_GRPC_FAILED), 2);
+  EXPECT_EQ(TarnGrpc_close(opt), 0u);
 }
 
 // Where it is told of a restart, nothing more is to be told.

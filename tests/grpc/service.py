@@ -81,7 +81,8 @@ class Service(grpc.GenericRpcHandler):
         self.answer = answer
         self.status = {"cut": 7, "large": 9, "huge": 9}.get(answer, int(answer) if answer.isdigit() else 0)
         self.instance = int(os.environ.get("INSTANCE", time.time_ns()))
-        self.count, self.skips, self.lock = itertools.count(), itertools.cycle([0, 1]), threading.Lock()
+        self.count, self.lock = itertools.count(), threading.Lock()
+        self.skips = itertools.chain([0, 1] * 10, itertools.repeat(1))
         self.streams, self.messages = itertools.count(), itertools.count()
         self.received, self.travelled = (open(os.path.join(folder, name), "a", encoding="ascii")
                                          for name in ("received", "streams"))
@@ -127,9 +128,12 @@ class Service(grpc.GenericRpcHandler):
         return damaged(self.answer, "unary", reply(self.status), next(self.count))
 
     def stream(self, messages, context):
-        """Sound, but for: "nogreeting" (the first message has instance 0), "leave" and "expel" (the stream
-        ends with OK or RESOURCE_EXHAUSTED when calls have arrived, all unanswered), and those of ends()."""
+        """Sound, but for: "nogreeting" (the first message has instance 0), "brief" (it is the only one), "leave" and
+        "expel" (the stream ends with OK or RESOURCE_EXHAUSTED when calls have arrived, all unanswered), and those
+        of ends()."""
         yield answers(0 if self.answer == "nogreeting" else self.instance)
+        if self.answer == "brief":
+            return
         waiting, stream = [], next(self.streams)
         for message in messages:
             place = next(self.messages)
@@ -147,8 +151,8 @@ class Service(grpc.GenericRpcHandler):
                 yield damaged(self.answer, "stream", answers(0, *self.ends(sequence)), next(self.count))
 
     def due(self, waiting):
-        """Takes out the calls to be answered now: "mute" answers none, "skip" every second one, "backwards" three
-        or more at a time, the last first."""
+        """Takes out the calls to be answered now: "mute" answers none, "skip" every second one of twenty,
+        "backwards" three or more at a time, the last first."""
         if self.answer == "mute" or self.answer == "backwards" and len(waiting) < 3:
             return []
         sequences, waiting[:] = waiting[:], []

@@ -1,4 +1,4 @@
-// The stream of mqc_stream.h in a service whose methods do what a test tells them.
+// The stream of mqc_stream.h in a service whose methods are those of a test.
 
 #include "service/mqc_service.h"
 //

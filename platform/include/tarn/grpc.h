@@ -69,8 +69,9 @@
  *
  * **Streams.** A stream is opened for the first call, which waits until the service has sent its
  * instance number. A call whose deadline passes ends, and its answer is dropped if it still comes.
- * When the stream breaks, all calls under way end at once; only where the settings ask to wait for
- * the service do those that were not sent wait for the next stream, which the next call opens.
+ * When the stream breaks, all calls under way end at once, and the next call opens another. Where
+ * the settings ask to wait for the service, those that were not sent wait for the next stream,
+ * unless the service went away before it had sent its instance number.
  * After 20 seconds calls go on over a new stream, once those on the old one have ended, since
  * services limit the age of connections. A service that breaks the rules, or answers what was not
  * asked, ends its stream with a line on stderr.
@@ -78,7 +79,8 @@
  * **What was sent.** Over a stream, TARN_GRPC_NOT_SENT plus gRPC's code says that a call was
  * certainly not sent: it may be repeated. After TARN_GRPC_TRANSPORT plus a code the service may
  * have acted on it. Calls to a service without the stream end with TARN_GRPC_NOT_SENT + 12; they
- * are not sent another way.
+ * are not sent another way. An encoded message of more than 65 MiB less 1 KiB is not sent:
+ * TARN_GRPC_NOT_SENT + 8.
  *
  * **Threads.** Any thread may call any function at any time, and is not cancelled in one; no lock
  * that a call takes is held during I/O or a wait. A callback may make calls, though synchronous
@@ -191,8 +193,10 @@ typedef void (*TarnGrpcStateCallback)(TarnGrpcState state, void* data);
 
 /**
  * Reports a channel's states from now on, and keeps it connected without calls, too, with its
- * stream open. Reports come between the callbacks of calls, on their thread, under the same rules;
- * states that follow each other faster than they can be reported are left out, but no RESTARTED.
+ * stream open. A machine that has vanished or hangs, without closing the connection, is noticed
+ * within a minute or two over a stream, otherwise by calls alone. Reports come between the
+ * callbacks of calls, on their thread, under the same rules; states that follow each other faster
+ * than they can be reported are left out, but no RESTARTED.
  *
  * With several services behind one target, RESTARTED is also reported when another one is reached.
  *
@@ -209,7 +213,8 @@ u32 TarnGrpc_onState(void* channel, TarnGrpcStateCallback callback, void* data);
 
 /**
  * What a channel has done since it was made. A call is counted once the runtime has accepted it;
- * one that lacks something, cannot be encoded or is late before it is handed over is in no count.
+ * one that lacks something, cannot be encoded, is too long for a stream or late before it is handed
+ * over is in no count.
  * Each accepted call is either under way or has ended in one of seven ways.
  */
 typedef struct TarnGrpcStats {
