@@ -130,8 +130,8 @@ TEST(Load, CountsHowCallsEndAndReportsIt) {
   FakeClock clock;
   platform = {};
   platform.onCall = [](RpcAsyncCallback cb, void* userData) {
-    if (platform.requests.size() % 4 == 1) return 16u;  // refused, and not called back
-    for (int twice = 0; twice < 2; ++twice) cb(5, userData);
+    if (platform.requests.size() % 4 == 1) return 16u;           // refused, and not called back
+    for (int twice = 0; twice < 2; ++twice) cb(1040, userData);  // beside 16 in the counts
     return 0u;
   };
   Load load({.count = 8}, {{&exports, &first, false}, {&exports, &last, true}}, clock);
@@ -145,8 +145,8 @@ TEST(Load, CountsHowCallsEndAndReportsIt) {
   const auto report = nlohmann::json::parse(toText(loadJson(result)));
   EXPECT_EQ(report["calls"], 8);
   EXPECT_EQ(report["statuses"].dump(), R"([{"calls":4,"meaning":"status","status":0},)"
-                                       R"({"calls":2,"meaning":"status","status":5},)"
-                                       R"({"calls":2,"meaning":"</script><b>busy","status":16}])");
+                                       R"({"calls":2,"meaning":"</script><b>busy","status":16},)"
+                                       R"({"calls":2,"meaning":"status","status":1040}])");
   EXPECT_EQ(report["latency"]["calls"], 2);  // those that had an answer
   EXPECT_TRUE(report["wanted_rate"].is_null());
   EXPECT_EQ(loadPage(result).find("</script><b>"), std::string::npos);
