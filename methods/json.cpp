@@ -157,7 +157,7 @@ std::string RequestListener::takeNext(Field& field) {
 std::string RequestListener::onLeaf(const Leaf& leaf) {
   if (!open_.empty() && open_.back().field.kind == Kind::buffer) return addByte(leaf);
   Field field{};
-  const std::string fault = takeNext(field);
+  std::string fault = takeNext(field);
   if (!fault.empty()) return fault;
   const std::string_view type = leaf.type;
   if (type == "string" && Request::takesHex(field)) return request_.setHex(field, leaf.text);
@@ -178,7 +178,7 @@ std::string RequestListener::onStart(bool isObject) {
     return unfit(typeOf(isObject), "a number");
   }
   Field field{};
-  const std::string fault = takeNext(field);
+  std::string fault = takeNext(field);
   if (!fault.empty()) return fault;
   if (isObject ? field.kind != Kind::table : !isArray(field)) {
     return unfit(typeOf(isObject), expectedFor(field));

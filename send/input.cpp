@@ -92,7 +92,7 @@ class LineListener : public methods::JsonListener {
 
 std::string readEntry(std::string_view text, Entry& entry) {
   LineListener first(entry);
-  const std::string fault = methods::readJson(text, first);
+  std::string fault = methods::readJson(text, first);
   if (!fault.empty()) return fault;
   if (entry.method == nullptr) return "method: it is missing";
   if (entry.request.isEmpty()) entry.request = methods::Request(*entry.method->request);
