@@ -163,7 +163,7 @@ refuses 2 'an option.s value is empty' --to '' sendRuleMac
 (unset TARN_GRPC_TARGET && refuses 2 'no service to call; use --to TARGET' sendRuleMac) || exit 1
 refuses 1 'platform: ./absent.so: cannot open shared object' --platform ./absent.so sendRuleMac
 refuses 1 'library: absent.so: cannot open shared object' --library absent.so sendRuleMac
-refuses 1 "platform: $library: undefined symbol: RPC_" --platform "$library" sendRuleMac
+refuses 1 "platform: $library: undefined symbol: " --platform "$library" sendRuleMac
 refuses 1 'platform libm.so.6: it lacks RPC_GetRpcInvoke' --platform libm.so.6 sendRuleMac
 refuses 1 "library $platform: it lacks MqcFesIntf_" --platform "$platform" --library "$platform" sendRuleMac
 refuses 1 'capture directory .*/absent: No such file' --dry-run --file mixed --output absent
