@@ -74,14 +74,14 @@ Place* Load::takePlace() {
 
 void Load::sendOneway(const LoadCall& call, u64 intended) {
   intended = begin(intended);
-  const u32 status = call.exports->oneway(call.request, nullptr);
+  const u32 status = call.send(nullptr, nullptr);
   end(status, intended, false);
 }
 
 void Load::sendAsync(const LoadCall& call, Place& place, u64 intended) {
   place.intended = begin(intended);
   place.underWay = true;
-  const u32 status = call.exports->async(call.request, onEnd, &place, nullptr);
+  const u32 status = call.send(onEnd, &place);
   if (status != 0) endPlace(status, place, false);  // without a callback
 }
 

@@ -20,7 +20,7 @@ holds() {
 r = json.load(open("result"))
 total = lambda name, key: sum(part[key] for part in r[name])
 statuses = {part["status"]: part["calls"] for part in r["statuses"]}
-sys.exit(not eval(sys.argv[1]))' "$1" || fail "not true: $1; $(cut -c 1-2000 result)"
+sys.exit(not eval(sys.argv[1]))' "$1" || fail "not true: $1; $(sed 's/"histogram":\[[^]]*\]//' result)"
 }
 arrived() { grep -c " $1 " out || true; }
 

@@ -118,7 +118,7 @@ f1: string, where a number is expected|{"f1": "1"}
 f1: null, where a number is expected|{"f1": null}
 head: array, where an object is expected|{"head": []}
 f13: string, where an array is expected|{"f13": "00"}
-f11: 17 elements: the array has 16|{"f11": [{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{}]}
+f11\[16\]: the array has 16 elements|{"f11": [{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{}]}
 f11\[1\].f0: 17 elements: the array has 16|{"f11": [{}, {"f0": "0011223344556677889900112233445566"}]}
 f11\[1\].f0\[2\]: 256: not a whole number from 0 to 255|{"f11": [{}, {"f0": [0, 0, 256]}]}
 f11\[1\].f0\[1\]: boolean, where a number is expected|{"f11": [{}, {"f0": [0, true]}]}
@@ -139,14 +139,15 @@ while IFS='|' read -r words line; do
   printf '%s\n' "$line" | cat mixed - >bad
   refuses 2 "bad:7: $words" --file bad
 done <<END
-sendRuleMc: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMc"}
-method: a name is missing\$|{"request": {}}
+method: sendRuleMc: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMc"}
+method: it is missing\$|{"request": {}}
 varint: no such name; the nearest is variant\$|{"method": "sendRuleMac", "varint": "sync"}
-variant: neither "sync" nor "async" nor "oneway"\$|{"method": "sendRuleMac", "variant": 1}
+variant: neither "sync" nor "async" nor "oneway"\$|{"method": "sendRuleMac", "variant": "on"}
 array, where an object is expected\$|[]
 request: array, where an object is expected\$|{"method": "sendRuleMac", "request": []}
 parse error .*ill-formed UTF-8|{"method": "$(printf '\377')"}
-nested deeper than 16\$|$(printf '[%.0s' $(seq 90000))
+array, where an object is expected\$|$(printf '[%.0s' $(seq 90000))
+request.*: nested deeper than 16\$|{"request": $(printf '[%.0s' $(seq 90000))
 END
 refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
 refuses 2 'sendRuleMc: no such method' --template sendRuleMc
@@ -162,7 +163,7 @@ refuses 2 'an option.s value is empty' --to '' sendRuleMac
 (unset TARN_GRPC_TARGET && refuses 2 'no service to call; use --to TARGET' sendRuleMac) || exit 1
 refuses 1 'platform: ./absent.so: cannot open shared object' --platform ./absent.so sendRuleMac
 refuses 1 'library: absent.so: cannot open shared object' --library absent.so sendRuleMac
-refuses 1 "platform: $library: undefined symbol: RPC_" --platform "$library" sendRuleMac
+refuses 1 "platform: $library: undefined symbol: " --platform "$library" sendRuleMac
 refuses 1 'platform libm.so.6: it lacks RPC_GetRpcInvoke' --platform libm.so.6 sendRuleMac
 refuses 1 "library $platform: it lacks MqcFesIntf_" --platform "$platform" --library "$platform" sendRuleMac
 refuses 1 'capture directory .*/absent: No such file' --dry-run --file mixed --output absent
