@@ -21,10 +21,13 @@ constexpr int lowestDescriptor = 512;
 constexpr int behindStandard = 3;
 
 /// The name of a former file; 0 is the present one.
-void nameFormer(char (&name)[PATH_MAX], const char* path, int number) {
-  const int size = std::snprintf(name, sizeof name, "%s", path);
-  if (number > 0)
-    std::snprintf(name + size, sizeof name - static_cast<std::size_t>(size), "-%d", number);
+void nameFormer(char* name, std::string_view path, int number) {
+  name = std::copy(path.begin(), path.end(), name);
+  if (number > 0) {
+    *name++ = '-';
+    *name++ = static_cast<char>('0' + number);
+  }
+  *name = '\0';
 }
 
 bool beginsAsRecording(int file) {
@@ -33,8 +36,7 @@ bool beginsAsRecording(int file) {
   return size == 0 || (size == ssize_t{head.size()} && head == recordingHead);
 }
 
-/// Whether the file at the path may make way. ENOENT: there is none; EWOULDBLOCK: a process writes
-/// it.
+/// Whether the file at the path may make way. ENOENT: there is none; EWOULDBLOCK: it is written.
 int mayMove(const char* path) {
   const int file = ::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   if (file < 0) return errno == ELOOP ? EEXIST : errno;
@@ -105,13 +107,15 @@ int RecordingFiles::replace() {
   return error != 0 ? error : create();
 }
 
-/// The oldest file goes, each other gets the next number.
+/// If there is a file, the oldest goes, and each other gets the next number.
 int RecordingFiles::makeWay() {
+  int error = 0;
   for (int number = former; number >= 0; --number) {
     nameFormer(from_, path_, number);
-    const int error = mayMove(from_);
+    error = mayMove(from_);
     if (error != 0 && error != ENOENT) return error;
   }
+  if (error == ENOENT) return 0;
   for (int number = former; number > 0; --number) {
     nameFormer(from_, path_, number - 1);
     nameFormer(to_, path_, number);
