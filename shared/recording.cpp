@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "shared/printable.h"
 #include "shared/report.h"
 #include "shared/section.h"
 
@@ -19,11 +20,22 @@ constexpr std::string_view noDissector = "data";
 constexpr std::int64_t pause = 100'000'000;  // nanoseconds between two attempts to go on
 constexpr u32 partSize = longestPacket - PacketHead::most;
 
-[[gnu::tls_model("initial-exec")]] constinit thread_local u32 thread = 0;
+[[gnu::tls_model("initial-exec")]] constinit thread_local struct {
+  u32 process;
+  std::size_t size;
+  char text[40];
+} thread = {};
 
-u32 threadId() {
-  if (thread == 0) thread = static_cast<u32>(::gettid());
-  return thread;
+/// "process 12 thread 34", made once: numbers take most of the time of a packet's making.
+std::string_view threadOf(u32 process) {
+  if (thread.process != process) {
+    PacketText text;
+    text.add("process").add(process).add("thread").add(static_cast<u32>(::gettid()));
+    thread.process = process;
+    thread.size = text.view().size();
+    std::copy_n(text.view().data(), thread.size, thread.text);
+  }
+  return {thread.text, thread.size};
 }
 
 timespec wallClock() {
@@ -61,8 +73,8 @@ void complain(const char* path, int error) {
   report("%s: %s; until this changes, calls are missing in the recording", path, reason);
 }
 
-iovec part(const u8* bytes, std::size_t size) {
-  return {const_cast<u8*>(bytes), size};
+iovec part(std::span<const u8> bytes) {
+  return {const_cast<u8*>(bytes.data()), bytes.size()};
 }
 
 }  // namespace
@@ -74,7 +86,6 @@ int Recording::setUp(std::string_view path, u64 bytes) {
 
 void Recording::inChild() {
   mutex_ = PTHREAD_MUTEX_INITIALIZER;  // another thread of the parent may have held it
-  thread = 0;
   process_ = static_cast<u32>(::getpid());
   missing_ = 0;
   stopped_ = {};
@@ -82,10 +93,7 @@ void Recording::inChild() {
 }
 
 PacketText Recording::textOf(std::string_view kind, u64 sequence, std::string_view method) const {
-  PacketText text;
-  text.add(kind).add(sequence).add(method);
-  text.add("process").add(process_).add("thread").add(threadId());
-  return text;
+  return PacketText().add(kind).add(sequence).add(method).add(threadOf(process_));
 }
 
 u64 Recording::request(CallVariant variant, std::string_view method, std::span<const u8> message,
@@ -142,13 +150,14 @@ bool Recording::prepare(const timespec& now, u64 size) {
 }
 
 int Recording::begin(const timespec& now) {
+  char name[longestName];
+  const std::size_t size = showIn(name, program_invocation_short_name);
   PacketText text;
-  text.add("begin").add(formatVersion).add("process").add(process_);
-  PacketHead head(now, noDissector, text.add("program").add(program_invocation_short_name));
-  head.setMessageSize(0);
-  const iovec parts[] = {part(recordingHead.data(), recordingHead.size()),
-                         part(head.bytes(), head.size())};
-  return files_.append(parts, 2);
+  text.add("begin").add(formatVersion).add("process").add(process_).add("program");
+  PacketHead head(now, noDissector, text.add({name, size}));
+  head.complete({});
+  const iovec parts[] = {part(recordingHead), part(head.bytes())};
+  return files_.append(parts);
 }
 
 int Recording::admitMissing(const timespec& now) {
@@ -162,9 +171,9 @@ int Recording::admitMissing(const timespec& now) {
 }
 
 int Recording::append(PacketHead& head, std::span<const u8> message) {
-  head.setMessageSize(static_cast<u32>(message.size()));
-  const iovec parts[] = {part(head.bytes(), head.size()), part(message.data(), message.size())};
-  return files_.append(parts, 2);
+  if (head.complete(message)) message = {};
+  const iovec parts[] = {part(head.bytes()), part(message)};
+  return files_.append(std::span(parts, message.empty() ? 1 : 2));
 }
 
 /// Whether there was no error. The first one stops the recording.

@@ -49,6 +49,12 @@ int mayMove(const char* path) {
   return error;
 }
 
+/// writev takes a tenth longer.
+ssize_t writeOnce(int file, std::span<const iovec> parts) {
+  if (parts.size() == 1) return ::write(file, parts[0].iov_base, parts[0].iov_len);
+  return ::writev(file, parts.data(), static_cast<int>(parts.size()));
+}
+
 /// The file under a high number.
 int moveUp(int file) {
   if (file < 0) return file;
@@ -165,11 +171,11 @@ void RecordingFiles::look(time_t now, u64& lost) {
   readLimit();
 }
 
-int RecordingFiles::append(const iovec* parts, int count) {
+int RecordingFiles::append(std::span<const iovec> parts) {
   std::size_t size = 0;
-  for (int i = 0; i < count; ++i) size += parts[i].iov_len;
+  for (const iovec& part : parts) size += part.iov_len;
   ssize_t written = 0;
-  do written = ::writev(file_, parts, count);
+  do written = writeOnce(file_, parts);
   while (written < 0 && errno == EINTR);
   if (written == static_cast<ssize_t>(size)) {
     size_ += size;

@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <ctime>
+#include <span>
 #include <string_view>
 
 #include "mqc_fes_intf.h"
@@ -35,7 +36,7 @@ class RecordingFiles {
   u64 longest() const { return limit_ < quarter_ ? limit_ : quarter_; }
 
   /// Appends in one write, whole or not at all.
-  int append(const iovec* parts, int count);
+  int append(std::span<const iovec> parts);
   /// Takes back what is behind so many bytes.
   void cutTo(u64 size);
   const char* path() const { return path_; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 
 namespace shared {
 namespace {
@@ -24,8 +25,7 @@ char small(char letter) {
 PacketText& PacketText::add(std::string_view word) {
   if (size_ > 0) text_[size_++] = ' ';
   const std::size_t length = std::min(word.size(), longestName);
-  const auto shown = [](char c) { return c >= 0 && c < ' ' ? '?' : c; };
-  std::transform(word.data(), word.data() + length, text_.data() + size_, shown);
+  std::memcpy(text_.data() + size_, word.data(), length);
   size_ += length;
   return *this;
 }
@@ -45,18 +45,22 @@ PacketHead::PacketHead(const timespec& time, std::string_view dissector, const P
   addBigEndian(tagEnd);
 }
 
-void PacketHead::setMessageSize(u32 size) {
-  const u32 length = size_ - packetHeadSize + size;
+bool PacketHead::complete(std::span<const u8> message) {
+  const u32 length = size_ - packetHeadSize + static_cast<u32>(message.size());
   storeLittleEndian(bytes_.data() + 8, length);
   storeLittleEndian(bytes_.data() + 12, length);
+  if (message.size() > bytes_.size() - size_) return false;
+  std::copy(message.begin(), message.end(), bytes_.data() + size_);
+  size_ += static_cast<u32>(message.size());
+  return true;
 }
 
 void PacketHead::addTag(u32 tag, std::string_view text) {
   const auto padded = static_cast<u32>((text.size() + 3) / 4 * 4);
   addBigEndian(tag << 16 | padded);
-  u8* const end = std::copy(text.begin(), text.end(), bytes_.data() + size_);
+  if (padded > 0) std::memset(bytes_.data() + size_ + padded - 4, 0, 4);
+  std::memcpy(bytes_.data() + size_, text.data(), text.size());
   size_ += padded;
-  std::fill(end, bytes_.data() + size_, u8{0});
 }
 
 void PacketHead::addBigEndian(u32 value) {

@@ -34,13 +34,12 @@ class PacketText {
 class PacketHead {
  public:
   PacketHead(const timespec& time, std::string_view dissector, const PacketText& text);
-  /// For a message of so many bytes.
-  void setMessageSize(u32 size);
-  /// The most that the heads below add to their messages.
+  /// Completes the head for that message, and takes the message in if there is room.
+  bool complete(std::span<const u8> message);
+  /// The most bytes of a head.
   static constexpr u32 most = 512;
 
-  const u8* bytes() const { return bytes_.data(); }
-  u32 size() const { return size_; }
+  std::span<const u8> bytes() const { return {bytes_.data(), size_}; }
 
  private:
   void addTag(u32 tag, std::string_view text);

@@ -34,22 +34,27 @@ static struct {
   std::function<void()> then;   // once, in the middle of a write to the recording
 } writing;
 
-extern "C" ssize_t writev(int file, const iovec* parts, int count) {
+static ssize_t append(int file, const Bytes& bytes) {
   if (writing.then) std::exchange(writing.then, nullptr)();
+  const std::size_t size = std::min(bytes.size(), writing.room);
+  writing.room -= writing.room == SIZE_MAX ? 0 : size;
+  if (size == 0) return errno = ENOSPC, -1;
+  return ::syscall(SYS_write, file, bytes.data(), size);
+}
+
+extern "C" ssize_t writev(int file, const iovec* parts, int count) {
   Bytes bytes;
   for (int i = 0; i < count; ++i) {
     const u8* const from = static_cast<const u8*>(parts[i].iov_base);
     bytes.insert(bytes.end(), from, from + parts[i].iov_len);
   }
-  const std::size_t size = std::min(bytes.size(), writing.room);
-  writing.room -= writing.room == SIZE_MAX ? 0 : size;
-  if (size == 0) return errno = ENOSPC, -1;
-  return ::pwrite(file, bytes.data(), size, 0);  // which appends, as the file was opened so
+  return append(file, bytes);
 }
 
-extern "C" ssize_t write(int file, const void* bytes, std::size_t size) {
-  if (file != STDERR_FILENO) return ::syscall(SYS_write, file, bytes, size);
-  writing.heard.append(static_cast<const char*>(bytes), size);
+extern "C" ssize_t write(int file, const void* from, std::size_t size) {
+  const Bytes bytes(static_cast<const u8*>(from), static_cast<const u8*>(from) + size);
+  if (file != STDERR_FILENO) return append(file, bytes);
+  writing.heard.append(bytes.begin(), bytes.end());
   return static_cast<ssize_t>(size);
 }
 
