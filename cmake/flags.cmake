@@ -31,9 +31,9 @@ target_compile_options(
             $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
             $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
             $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
-add_library(tarn_lean_object INTERFACE)
+add_library(tarn_lean_link INTERFACE)
 target_link_options(
-  tarn_lean_object
+  tarn_lean_link
   INTERFACE
   LINKER:--as-needed
   LINKER:--gc-sections
@@ -46,6 +46,8 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
 elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   target_compile_options(tarn_lean_code INTERFACE -fcf-protection=full)
 endif()
+add_library(tarn_lean_object INTERFACE)
+target_link_libraries(tarn_lean_object INTERFACE tarn_lean_link)
 if(NOT TARN_SANITIZE)
   # Without the compiler's start files the object has no constructor and no destructor at all.
   target_link_options(tarn_lean_object INTERFACE -nostartfiles)

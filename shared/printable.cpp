@@ -79,15 +79,6 @@ Shown takeFirst(std::string_view& text) {
 
 }  // namespace
 
-std::string printable(std::string_view text) {
-  std::string safe;
-  while (!text.empty()) {
-    const Shown shown = takeFirst(text);
-    safe.append(shown.bytes, shown.size);
-  }
-  return safe;
-}
-
 std::size_t showIn(std::span<char> room, std::string_view text) noexcept {
   constexpr std::string_view cut = "...";
   std::size_t size = 0;

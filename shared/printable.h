@@ -8,14 +8,19 @@
 
 namespace shared {
 
-/// Makes text from elsewhere fit for one line of a terminal: characters that control a terminal, a
-/// line or the writing direction become escapes such as \n, \x1B or \u{202E}; so do bytes that are
-/// not UTF-8. Its own result is returned unchanged.
-std::string printable(std::string_view text);
-
-/// The same into a buffer, without allocation; what does not fit is cut off and replaced by "...".
-/// Returns the bytes written.
+/// Makes text from elsewhere fit for one line of a terminal, in a buffer and without allocation:
+/// characters that control a terminal, a line or the writing direction become escapes such as \n,
+/// \x1B or \u{202E}; so do bytes that are not UTF-8. Its own result is returned unchanged. What
+/// does not fit is cut off and replaced by "...". Returns the bytes written.
 std::size_t showIn(std::span<char> room, std::string_view text) noexcept;
+
+/// The whole text as showIn() shows it. Inline: who needs the C library alone does without.
+inline std::string printable(std::string_view text) {
+  constexpr std::size_t longestEscape = 4;  // for a byte of the text
+  std::string safe(longestEscape * text.size(), '\0');
+  safe.resize(showIn(safe, text));
+  return safe;
+}
 
 }  // namespace shared
 

@@ -1,0 +1,50 @@
+/* A part of a program that makes calls: one; until it is killed, which it counts in a file; or in a
+ * parent and its child. */
+#define _DEFAULT_SOURCE
+#include <fcntl.h>
+#include <stddef.h>
+#include <string.h>
+#include <sys/auxv.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "mqc_fes_intf.h"
+#include "tarn/loopback.h"
+
+static u32 call(u32 number) {
+  MQC_RuleMac request = {0};
+  request.f3 = (u8)number;
+  return MqcFesIntf_sendRuleMac(&request, NULL);
+}
+
+static int callForever(const char* file) {
+  const int counts = open(file, O_RDWR | O_CREAT, 0600);
+  if (counts < 0 || ftruncate(counts, sizeof(u64)) != 0) return 1;
+  void* shared = mmap(NULL, sizeof(u64), PROT_READ | PROT_WRITE, MAP_SHARED, counts, 0);
+  if (shared == MAP_FAILED) return 1;
+  for (u32 number = 0; call(number) == 0; ++number)
+    __atomic_fetch_add((u64*)shared, 1, __ATOMIC_SEQ_CST);
+  return 1;
+}
+
+static int callInChild(void) {
+  call(1);
+  const pid_t child = fork();
+  if (child == 0) {
+    call(2);
+    _exit(0);
+  }
+  int status = 1;
+  waitpid(child, &status, 0);
+  call(3);
+  return status;
+}
+
+MQC_API int makeCalls(const char* what, const char* file) {
+  if (strcmp(what, "storm") == 0) return callForever(file);
+  if (strcmp(what, "fork") == 0) return callInChild();
+  if (strcmp(what, "secure") == 0) return getauxval(AT_SECURE) != 0 && call(1) == 0 ? 0 : 77;
+  TarnLoopback_setStatus(9);
+  return call(37) == 9 ? 0 : 1;
+}

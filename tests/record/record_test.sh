@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# Programs that know nothing of the recorder, recorded: whatever platform is loaded in whatever way, over a
+# fork, until they are killed. What Wireshark's programs make of the recordings. Nothing is recorded of who must
+# not be.
+# usage: record_test.sh SOURCE_DIR RECORD SEND_ALL CALLER LINKED OPENER CALLS LOOPBACK DEVICE [EMULATOR ...]
+set -eu
+source=$1 record=$2 send_all=$3 caller=$4 linked=$5 opener=$6 calls=$7 loopback=$8 device=$9
+emulator=("${@:10}")
+methods=$(grep -c '^[^#]' "$source/tests/methods.txt")
+work=$(mktemp -d)
+storm=
+trap '[ -z "$storm" ] || kill -KILL "$storm" 2>/dev/null; rm -rf "$work"' EXIT
+cd "$work"
+fail() { echo "record_test.sh: $*" >&2; exit 1; }
+
+# recorded FILE PROGRAM ARGUMENT...
+recorded() {
+  local variables=("LD_PRELOAD=$record" "TARN_RECORD=$1" "TARN_RECORD_MB=${megabytes-1024}")
+  if [ ${#emulator[@]} -gt 0 ]; then
+    exec "${emulator[@]}" -E "${variables[0]}" -E "${variables[1]}" -E "${variables[2]}" "${@:2}"
+  else
+    exec env "${variables[@]}" "${@:2}"
+  fi
+}
+shark() { tshark -X "lua_script:$source/service/mqc_fes_intf.lua" "$@" 2>>shark.err; }
+# texts FILE: the lines of text of its packets
+texts() { shark -r "$1" -T fields -e exported_pdu.col_proto_str; }
+# holds FILE WORDS COUNT: as many packets whose text has the words
+holds() { [ "$(texts "$1" | grep -c "$2")" -eq "$3" ] || fail "$1: not $3 packets with '$2': $(texts "$1")"; }
+packets() { capinfos -Mc "$1" | sed -n 's/^Number of packets: *//p'; }
+
+(recorded all "$send_all") >/dev/null
+[ "$(packets all)" -eq $((1 + 6 * methods)) ] || fail "$(packets all) packets of $methods methods"
+for variant in sync async oneway; do holds all "^$variant " "$methods"; done
+awk '/^[^#]/ {for (i = 0; i < 3; ++i) {print $1 " request"; print $1 " response"}}' "$source/tests/methods.txt" |
+  sort >expected
+shark -r all -O mqc >shown
+sed -nE 's/^([A-Za-z0-9_]+ (request|response)): .*/\1/p' shown | sort | diff expected - ||
+  fail "not every request and every end is shown"
+! grep damaged shown || fail "messages are shown as damaged"
+[ "$(shark -r all -Y 'mqc.MQC_RuleMac.f3 == 37' | wc -l)" -eq 3 ] || fail "fields are not found"
+
+(recorded one "$caller" one -)
+[ "$(shark -r one -T fields -e mqc.MqcReply.status | xargs)" = 9 ] || fail "the status is not shown"
+editcap -F nsecpcap -r all some 5-14
+mergecap -F nsecpcap -w joined some one
+[ "$(packets joined)" -eq 13 ] || fail "$(packets joined) packets are joined, not 13"
+[ "$(texts joined | sort)" = "$( (texts some; texts one) | sort)" ] || fail "texts are lost on the way"
+
+for platform in "" "$loopback" "$device"; do
+  # shellcheck disable=SC2086
+  (recorded opened "$opener" one - $platform "$calls") || [ "$platform" = "$device" ] || fail "calls fail"
+  holds opened '^end 1 sendRuleMac' 1
+done
+
+(recorded parent "$opener" fork - "$calls")
+holds parent '^end' 2
+child=$(basename parent.*)
+holds "$child" "^sync [0-9]* sendRuleMac process ${child#*.} thread ${child#*.} " 1
+
+for round in 1 2 3; do
+  rm -f storm* counts
+  (recorded storm "$caller" storm counts) &
+  storm=$!
+  for _ in $(seq 1200); do
+    counted=$(od -An -tu8 counts 2>/dev/null | xargs)
+    [ "${counted:-0}" -lt 1000 ] || break
+    sleep 0.05
+  done
+  kill -KILL "$storm"
+  wait "$storm" 2>/dev/null || true
+  storm=
+  # The kernel may end a write where it takes another page.
+  capinfos -Mc storm >/dev/null 2>cut_short || [ $(($(stat -c %s storm) % 4096)) -eq 0 ] || fail "round $round: $(cat cut_short)"
+  counted=$(od -An -tu8 counts | xargs)
+  ends=$(texts storm | grep -c '^end') calls_begun=$(texts storm | grep -c '^sync')
+  [ "$ends" -ge "$counted" ] && [ "$ends" -ge 1000 ] && [ $((calls_begun - ends)) -le 1 ] ||
+    fail "round $round: $counted calls returned, $calls_begun and $ends ends are recorded"
+done
+
+# Nothing is written without a name, with a size that is none, and by whom a set-user-id program could harm.
+mkdir none secure
+cd none
+(recorded '' "$caller" one -)
+(megabytes=0 recorded calls "$caller" one -) 2>said
+[ "$(cat said)" = "tarn_record: TARN_RECORD_MB is '0', not a number from 1 to 1048576; nothing is recorded" ] ||
+  fail "a wrong size: $(cat said)"
+rm said
+[ -z "$(ls)" ] || fail "something is recorded: $(ls)"
+cd ../secure
+chmod 755 ..
+cp "$linked" .
+if [ ${#emulator[@]} -eq 0 ] && [ "$(id -u)" -eq 0 ]; then
+  chown 65534 .
+  nobody=(setpriv --reuid 65534 --regid 65534 --clear-groups env TARN_RECORD=calls)
+  "${nobody[@]}" "./${linked##*/}" one - || fail "calls fail"
+  holds calls '^end 1 sendRuleMac' 1
+  rm calls
+  chmod u+s "${linked##*/}"
+  status=0
+  "${nobody[@]}" "./${linked##*/}" secure - || status=$?
+  # 77: this machine's set-user-id programs are like others.
+  [ $status -eq 77 ] || { [ $status -eq 0 ] && [ ! -e calls ]; } || fail "a set-user-id program records"
+fi
+echo "calls are recorded, and shown"

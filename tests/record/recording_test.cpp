@@ -1,0 +1,330 @@
+// The recording's files: their bytes, their bounds, and every way in which they cannot be written.
+
+#include "shared/recording.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <optional>
+#include <thread>
+
+#include "record/reading.h"
+#include "shared/report.h"
+
+extern "C" const char* __tsan_default_options() {
+  return "die_after_fork=0";
+}
+
+using shared::CallVariant;
+using shared::Recording;
+
+constinit const char* const shared::reporter = "recording";
+
+/// What the process's writes do.
+static struct {
+  std::size_t room = SIZE_MAX;  // bytes until the disk is full
+  std::string heard;            // on stderr
+  std::function<void()> then;   // once, in the middle of a write to the recording
+} writing;
+
+static ssize_t append(int file, const Bytes& bytes) {
+  if (writing.then) std::exchange(writing.then, nullptr)();
+  const std::size_t size = std::min(bytes.size(), writing.room);
+  writing.room -= writing.room == SIZE_MAX ? 0 : size;
+  if (size == 0) return errno = ENOSPC, -1;
+  return ::syscall(SYS_write, file, bytes.data(), size);
+}
+
+extern "C" ssize_t writev(int file, const iovec* parts, int count) {
+  Bytes bytes;
+  for (int i = 0; i < count; ++i) {
+    const u8* const from = static_cast<const u8*>(parts[i].iov_base);
+    bytes.insert(bytes.end(), from, from + parts[i].iov_len);
+  }
+  return append(file, bytes);
+}
+
+extern "C" ssize_t write(int file, const void* from, std::size_t size) {
+  const Bytes bytes(static_cast<const u8*>(from), static_cast<const u8*>(from) + size);
+  if (file != STDERR_FILENO) return append(file, bytes);
+  writing.heard.append(bytes.begin(), bytes.end());
+  return static_cast<ssize_t>(size);
+}
+
+namespace {
+
+constexpr u64 megabyte = 1'048'576;
+const Bytes message = {0x10, 0, 0, 0, 1, 2, 3};
+
+class RecordingTest : public testing::Test {
+ protected:
+  RecordingTest() {
+    writing = {};
+    fs::create_directory(folder_);
+    begin(megabyte);
+  }
+  ~RecordingTest() override { fs::remove_all(folder_); }
+
+  void begin(u64 bytes) {
+    recording_.emplace();
+    EXPECT_EQ(recording_->setUp(path_.c_str(), bytes), 0);
+  }
+  u64 call(const Bytes& bytes = message) {
+    const u64 sequence = recording_->request(CallVariant::sync, "sendRuleMac", bytes,
+                                             static_cast<u32>(bytes.size()));
+    recording_->end(sequence, "sendRuleMac", 9);
+    return sequence;
+  }
+  /// Makes calls until one is recorded: after a failure there is a pause.
+  void callUntilRecorded() {
+    for (int i = 0; call() == 0; ++i, ::usleep(1000)) ASSERT_LT(i, 60'000);
+  }
+  fs::path former(int number) const { return path_.string() + "-" + std::to_string(number); }
+  /// In a child made by fork, whose status says whether what it expects came about.
+  static void inChild(const std::function<void()>& run) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      run();
+      std::_Exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+
+  const fs::path folder_ = fs::temp_directory_path() / ("recording-" + std::to_string(::getpid()));
+  const fs::path path_ = folder_ / "calls";
+  std::optional<Recording> recording_;
+};
+
+TEST_F(RecordingTest, HasTheseBytesOnEveryMachine) {
+  EXPECT_EQ(call(), 1u);
+  const std::vector<Packet> packets = packetsOf(path_);
+  ASSERT_EQ(packets.size(), 3u);
+  const std::string process = std::to_string(::getpid());
+  using Words = std::vector<std::string>;
+  EXPECT_EQ(packets[0].words,
+            (Words{"begin", "1", "process", process, "program", program_invocation_short_name}));
+  EXPECT_EQ(packets[1].words, (Words{"sync", "1", "sendRuleMac", "process", process, "thread",
+                                     process, "bytes", "7"}));
+  EXPECT_EQ(packets[2].words, (Words{"end", "1", "sendRuleMac", "process", process, "thread",
+                                     process, "status", "9"}));
+  EXPECT_EQ(packets[0].dissector, "data");
+  EXPECT_EQ(packets[1].dissector, "mqc_sendrulemac_request");
+  EXPECT_EQ(packets[2].dissector, "mqc_sendrulemac_response");
+  EXPECT_EQ(packets[1].message, message);
+  EXPECT_EQ(packets[2].message,
+            (Bytes{12, 0, 0, 0, 0, 0, 6, 0, 8, 0, 4, 0, 6, 0, 0, 0, 9, 0, 0, 0}));
+  EXPECT_LE(packets[1].nanoseconds, packets[2].nanoseconds);
+  const u64 now = static_cast<u64>(std::time(nullptr)) * 1'000'000'000;
+  EXPECT_LT(now - packets[1].nanoseconds + 1'000'000'000, u64{3600} * 1'000'000'000);
+
+  const Bytes head = contents(path_);
+  EXPECT_EQ(Bytes(head.begin(), head.begin() + 24),
+            (Bytes{0x4D, 0x3C, 0xB2, 0xA1, 2, 0, 4, 0, 0,   0, 0, 0,
+                   0,    0,    0,    0,    0, 0, 4, 0, 252, 0, 0, 0}));
+  struct stat made = {};
+  EXPECT_EQ(::stat(path_.c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 07777, 0600u);
+}
+
+TEST_F(RecordingTest, SplitsLongMessages) {
+  Bytes longOne(250'000);
+  for (std::size_t i = 0; i < longOne.size(); ++i) longOne[i] = static_cast<u8>(i / 251 + i);
+  begin(16 * megabyte);
+  for (const std::size_t size : {261'632u, 261'633u, 600'000u}) {
+    longOne.resize(size, 0x5A);
+    const u64 sequence = call(longOne);
+    Bytes joined;
+    for (const Packet& packet : packetsOf(path_)) {
+      if (packet.kind() == "end" || packet.number() != sequence || packet.kind() == "begin")
+        continue;
+      if (packet.kind() == "part") {
+        EXPECT_EQ(packet.last(), std::to_string(joined.size()));
+      }
+      EXPECT_EQ(packet.dissector, size > 261'632 ? "data" : "mqc_sendrulemac_request");
+      joined.insert(joined.end(), packet.message.begin(), packet.message.end());
+    }
+    EXPECT_EQ(joined, longOne) << size;
+  }
+  writing.room = 300'000;  // in the middle of the second part
+  const auto before = contents(path_);
+  EXPECT_EQ(call(longOne), 0u);
+  EXPECT_EQ(contents(path_), before);
+
+  // One that a file has no room for leaves its size.
+  writing.room = SIZE_MAX;
+  callUntilRecorded();
+  const u64 sequence = call(Bytes(5 * megabyte));
+  const Packet packet = packetsOf(path_).rbegin()[1];
+  EXPECT_EQ(packet.number(), sequence);
+  EXPECT_EQ(packet.last(), std::to_string(5 * megabyte));
+  EXPECT_TRUE(packet.message.empty());
+}
+
+TEST_F(RecordingTest, KeepsTheLatestFiles) {
+  const Bytes page(4000);
+  u64 last = 0;
+  for (int i = 0; i < 1000; ++i) last = call(page);
+  EXPECT_EQ(last, 1000u);
+  u64 size = 0;
+  u64 expected = 0;
+  for (const fs::path& path : {former(3), former(2), former(1), path_}) {
+    size += fs::file_size(path);
+    const std::vector<Packet> packets = packetsOf(path);
+    EXPECT_EQ(packets.at(0).kind(), "begin");
+    for (const Packet& packet : packets) {
+      if (packet.kind() != "sync") continue;
+      EXPECT_TRUE(expected == 0 || packet.number() == expected) << packet.number();
+      expected = packet.number() + 1;
+    }
+  }
+  EXPECT_EQ(expected, 1001u);
+  EXPECT_LE(size, megabyte);
+  EXPECT_GT(size, megabyte * 7 / 10);
+  EXPECT_FALSE(fs::exists(former(4)));
+}
+
+TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
+  call();
+  const auto before = contents(path_);
+  for (const std::size_t room : {0u, 100u}) {
+    writing.room = room;
+    writing.heard.clear();
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(call(), 0u);
+    EXPECT_EQ(writing.heard, "recording: " + path_.string() +
+                                 ": No space left on device; until this changes, calls are missing "
+                                 "in the recording\n");
+    writing.room = SIZE_MAX;
+    callUntilRecorded();
+    const std::vector<Packet> packets = packetsOf(path_);
+    const Packet& missing = packets.at(packets.size() - 3);
+    EXPECT_EQ(missing.kind(), "missing");
+    EXPECT_GE(missing.number(), 3u);
+    EXPECT_FALSE(fs::exists(former(1)));
+  }
+  writing.room = 200;  // for the request, not for its end
+  EXPECT_NE(call(), 0u);
+  EXPECT_EQ(packetsOf(path_).back().kind(), "sync");
+}
+
+TEST_F(RecordingTest, GoesOnWhenItsFolderIsBack) {
+  call();
+  fs::remove_all(folder_);
+  // The file that has gone takes what is written until that is noticed.
+  u64 calls = 0;
+  for (; calls < 60'000 && writing.heard.empty(); ++calls, ::usleep(1000)) call();
+  EXPECT_NE(writing.heard.find("No such file or directory"), std::string::npos) << writing.heard;
+  fs::create_directory(folder_);
+  callUntilRecorded();
+  const std::vector<Packet> packets = packetsOf(path_);
+  EXPECT_EQ(packets.at(1).kind(), "missing");
+  EXPECT_GE(packets.at(1).number(), calls);
+  EXPECT_EQ(packets.size(), 4u);
+}
+
+TEST_F(RecordingTest, LeavesOtherFilesAlone) {
+  const fs::path other = folder_ / "other";
+  std::ofstream(other) << "a file of 24 bytes and more";
+  const auto before = contents(other);
+  void (*const obstacles[])(const fs::path& other, const fs::path& path) = {
+      [](const fs::path& o, const fs::path& path) { fs::copy(o, path); },
+      [](const fs::path& o, const fs::path& path) { fs::create_symlink(o, path); },
+      [](const fs::path&, const fs::path& path) { fs::create_symlink("nothing", path); },
+      [](const fs::path&, const fs::path& path) { EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0); },
+      [](const fs::path&, const fs::path& path) { fs::create_directory(path); },
+  };
+  for (const auto& obstruct : obstacles) {
+    for (const fs::path& place : {path_, former(3)}) {
+      begin(0);  // a new file for each packet
+      if (place != path_) call();
+      fs::remove(place);
+      obstruct(other, place);
+      writing.heard.clear();
+      EXPECT_EQ(call(), 0u);
+      EXPECT_NE(writing.heard.find("a file that is no recording is in the way"), std::string::npos);
+      EXPECT_EQ(contents(other), before);
+      EXPECT_FALSE(fs::exists(folder_ / "nothing"));
+      fs::remove(place);
+      callUntilRecorded();
+      for (const fs::path& path : {path_, former(1), former(2)}) fs::remove(path);
+    }
+  }
+}
+
+TEST_F(RecordingTest, OneFileIsWrittenByOneProcess) {
+  call();
+  Recording other = {};
+  ASSERT_EQ(other.setUp(path_.c_str(), megabyte), 0);
+  EXPECT_EQ(other.request(CallVariant::oneway, "sendRuleMac", message, 7), 1u);
+  const fs::path own = path_.string() + "." + std::to_string(::getpid());
+  EXPECT_EQ(packetsOf(own).back().kind(), "oneway");
+  EXPECT_EQ(packetsOf(path_).size(), 3u);
+}
+
+TEST_F(RecordingTest, AChildHasItsOwn) {
+  call();
+  // The parent's lock is held by a thread that the child does not have.
+  std::atomic<int> held = 0;
+  writing.then = [&] {
+    held = 1;
+    while (held != 2) ::usleep(100);
+  };
+  std::thread writer([&] { call(); });
+  while (held != 1) ::usleep(100);
+  inChild([&] {
+    recording_->inChild();
+    call();
+    const fs::path own = path_.string() + "." + std::to_string(::getpid());
+    const std::vector<Packet> packets = packetsOf(own);
+    EXPECT_EQ(packets.size(), 3u);
+    EXPECT_EQ(packets.at(1).words.at(4), std::to_string(::getpid()));
+    EXPECT_EQ(packets.at(1).words.at(6), std::to_string(::getpid()));
+  });
+  held = 2;
+  writer.join();
+  EXPECT_EQ(packetsOf(path_).size(), 5u);
+}
+
+TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
+  call();
+  writing.then = [&] { EXPECT_EQ(call(), 0u); };  // as a signal's handler would
+  errno = 77;
+  EXPECT_NE(call(), 0u);
+  EXPECT_EQ(errno, 77);
+  EXPECT_EQ(packetsOf(path_).at(4).kind(), "missing");
+
+  std::thread cancelled([&] {
+    ::pthread_cancel(::pthread_self());
+    writing.then = [] { ::pthread_testcancel(); };
+    EXPECT_NE(call(), 0u);
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+  });
+  cancelled.join();
+
+  for (int file = 3; file < 1024; ++file) ::close(file);  // as daemons do
+  EXPECT_EQ(call(), 0u);
+  callUntilRecorded();
+  EXPECT_EQ(packetsOf(path_).at(1).kind(), "missing");
+}
+
+TEST_F(RecordingTest, KeepsToTheLimitOfFileSizes) {
+  inChild([&] {
+    const rlimit limit = {5000, 5000};
+    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    begin(megabyte);
+    for (int i = 0; i < 100; ++i) EXPECT_NE(call(), 0u);
+    EXPECT_NE(call(Bytes(6000)), 0u);
+    EXPECT_TRUE(fs::exists(former(3)));
+    for (const auto& file : fs::directory_iterator(folder_)) EXPECT_LE(file.file_size(), 5000u);
+  });
+}
+
+}  // namespace
