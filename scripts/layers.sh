@@ -25,7 +25,7 @@ made='mqc_(reply|stream)_generated\.h'
 room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_]+\.h"
 room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+\.h"
 room reader 'reader/[a-z_]+\.h'
-room send "$public|(send|methods|shared)/[a-z_]+\.h"
+room send "$public|(send|methods|reader|shared)/[a-z_]+\.h"
 room python 'methods/methods\.h'
 room inspect '(inspect|reader|shared)/[a-z_]+\.h'
 room service "mqc_(service|stream|methods)\.h|$made|(service|reader|shared)/[a-z_]+\.h"
