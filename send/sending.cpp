@@ -39,7 +39,9 @@ class Sending {
       shared::report("%zu of %zu requests sent%s%s", made, entries.size(),
                      counts_.empty() ? "" : ": ", sumOf(counts_).c_str());
     }
-    if (isChecked_) shared::report("%zu differences from what is recorded", wrong_);
+    if (isChecked_) {
+      shared::report("%zu difference%s from what is recorded", wrong_, wrong_ == 1 ? "" : "s");
+    }
     return output_.close() && wrong_ == 0 && missing == 0 && made == entries.size();
   }
 
