@@ -6,7 +6,7 @@ _tarn_send() {
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
       --to | --deadline | --ca | --cert | --key | --server-name | --file | --output | --platform | --library | \
-        --rate | --duration | --count | --in-flight | --html) ((++i)) ;;
+        --rate | --duration | --count | --in-flight | --html | --replay | --speed) ((++i)) ;;
       -*) ;;
       *)
         method=${COMP_WORDS[i]}
@@ -15,17 +15,17 @@ _tarn_send() {
     esac
   done
   case $before in
-    --ca | --cert | --key | --file | --output | --platform | --library | --html)
+    --ca | --cert | --key | --file | --output | --platform | --library | --html | --replay)
       compopt -o filenames 2>/dev/null
       COMPREPLY=($(compgen -f -- "$word"))
       return
       ;;
-    --to | --deadline | --server-name | --rate | --duration | --count | --in-flight) return ;;
+    --to | --deadline | --server-name | --rate | --duration | --count | --in-flight | --speed) return ;;
   esac
   if [[ $word == -* ]]; then
     COMPREPLY=($(compgen -W "$(printf '%s\n' --template --fields --methods --to --deadline --full --stream --ca \
       --cert --key --server-name --async --oneway --file --keep-going --dry-run --output --platform --library \
-      --load --rate --duration --count --in-flight --json --html --help --version)" -- "$word"))
+      --load --rate --duration --count --in-flight --json --html --replay --speed --check --help --version)" -- "$word"))
   elif [[ -z $method || $before == --template || $before == --fields ]]; then
     COMPREPLY=($(compgen -W "$("$1" --methods 2>/dev/null | cut -d ' ' -f 1)" -- "$word"))
   else

@@ -21,7 +21,7 @@ std::string readElements(const u8* count, const Field& array, Request& request) 
   const u8* const first = count + wordSize;
   if (Request::takesHex(array)) return request.setBytes(array, {first, first + elements});
   if (elements > array.count) return methods::tooLong(elements, array);
-  const u32 width = array.kind == Kind::tables ? wordSize : array.width;
+  const std::size_t width = array.kind == Kind::tables ? wordSize : array.width;
   for (u32 i = 0; i < elements; ++i) {
     const u8* const at = first + i * width;
     const Field element = methods::elementOf(array, i);

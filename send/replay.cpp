@@ -18,8 +18,8 @@ class Replay {
   /// Returns what keeps all of it from being read, or nothing.
   std::string open() {
     for (const std::string& file : options_.files) {
-      const std::string fault = recording_.add(file);
-      if (!fault.empty()) return file + ": " + fault;
+      std::string fault = recording_.add(file);
+      if (!fault.empty()) return fault.insert(0, file + ": ");
     }
     return calls_.rewind();
   }
