@@ -12,6 +12,10 @@ using shared::report;
 
 constexpr std::size_t mostReports = 10;  // of calls
 
+std::string packets(std::uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " packet" : " packets");
+}
+
 bool addAll(Calls& calls, const Options& options, Input& first, std::size_t from) {
   bool areFine = calls.add(first);
   for (std::size_t i = from + 1; i < options.files.size(); ++i) {
@@ -97,8 +101,7 @@ int Calls::finish() {
   }
   for (const reader::PacketFile& file : recording_.files()) finish(file);
   if (calls_.missing() > 0) {
-    report("%llu packets are missing, which could not be recorded",
-           static_cast<unsigned long long>(calls_.missing()));
+    report("%s could not be recorded", packets(calls_.missing()).c_str());
   }
   if (refusals_ > mostReports) {
     report("%zu more calls have requests that are damaged or of unknown methods",
@@ -113,7 +116,7 @@ void Calls::finish(const reader::PacketFile& file) {
     isDamaged_ = true;
   }
   if (file.foreign() > 0) {
-    refuse(file.path(), std::to_string(file.foreign()) + " packets are of no recording, left out");
+    refuse(file.path(), packets(file.foreign()) + " of no recording left out");
   }
 }
 
