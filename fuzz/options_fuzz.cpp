@@ -19,9 +19,9 @@ int reports = 0;
 void checkInspect(int argc, char** argv) {
   const auto options = inspect::readOptions(argc, argv);
   require(reports == (options ? 0 : 1), "tarn-inspect: not one line for invalid arguments");
-  if (!options || options->task > inspect::Task::html) return;
+  if (!options || options->task > inspect::Task::diff) return;
   const auto inputs = std::count(options->files.begin(), options->files.end(), "-");
-  require(!options->files.empty() && inputs <= (options->method.empty() ? 0 : 1),
+  require(!options->files.empty() && inputs <= 1,
           "tarn-inspect: nothing to do");
 }
 

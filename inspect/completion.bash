@@ -8,11 +8,16 @@ _tarn_inspect() {
       COMPREPLY=($(compgen -W "$("$1" --methods 2>/dev/null | cut -d ' ' -f 1)" -- "$word"))
       return
       ;;
+    --status)
+      COMPREPLY=($(compgen -W none -- "$word"))
+      return
+      ;;
+    --since | --until | --where) return ;;
     --output) ;;
     *)
       if [[ $word == -* ]]; then
-        COMPREPLY=($(compgen -W "$(printf '%s\n' --json --annotate --html --method --output \
-          --methods --help --version)" -- "$word"))
+        COMPREPLY=($(compgen -W "$(printf '%s\n' --json --annotate --html --stats --diff --method \
+          --status --failed --since --until --where --output --methods --help --version)" -- "$word"))
         return
       fi
       ;;

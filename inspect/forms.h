@@ -23,6 +23,9 @@ struct Message {
   std::vector<Item> items;
 };
 
+/// Why a message is refused, on one line.
+std::string damage(const Message& message, const reader::Fault& fault);
+
 /// The message's heading, on one line: name, request, encoding, bytes.
 std::string title(const Message& message);
 
@@ -42,10 +45,10 @@ void addHex(std::string& text, Bytes bytes);
 /// @param number distinguishes the messages of one page
 std::string section(const Message& message, std::size_t number);
 
-/// The page up to its sections.
-std::string pageStart();
-/// The page after its sections.
-std::string pageEnd();
+/// A template of page.h up to its messages.
+std::string pageStart(std::string_view page);
+/// The template after its messages.
+std::string pageEnd(std::string_view page);
 
 }  // namespace inspect
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "inspect/forms.h"
-#include "inspect/page.h"
 
 namespace inspect {
 namespace {
@@ -107,14 +106,12 @@ std::string section(const Message& message, std::size_t number) {
   return Section(message, number).text();
 }
 
-std::string pageStart() {
-  const std::string page = pageTemplate;
-  return page.substr(0, page.find(sectionsPlace));
+std::string pageStart(std::string_view page) {
+  return std::string(page.substr(0, page.find(sectionsPlace)));
 }
 
-std::string pageEnd() {
-  const std::string page = pageTemplate;
-  return page.substr(page.find(sectionsPlace) + sectionsPlace.size());
+std::string pageEnd(std::string_view page) {
+  return std::string(page.substr(page.find(sectionsPlace) + sectionsPlace.size()));
 }
 
 }  // namespace inspect

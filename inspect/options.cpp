@@ -1,6 +1,7 @@
 #include "inspect/options.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "shared/arguments.h"
 #include "shared/report.h"
@@ -12,61 +13,138 @@ using shared::report;
 
 /// Whether the options can be carried out.
 bool isWhole(const Options& options) {
-  if (options.task > Task::html) return true;
+  if (options.task > Task::diff) return true;
   const auto inputs = std::count(options.files.begin(), options.files.end(), "-");
   if (options.files.empty()) {
     report("no file named; see --help");
   } else if (inputs > 1) {
     report("- is named twice");
-  } else if (inputs == 1 && options.method.empty()) {
-    report("-: unknown method; use --method NAME");
+  } else if (options.task == Task::diff && options.files.size() != 2) {
+    report("--diff compares two recordings, no more and no less");
   } else {
     return true;
   }
   return false;
 }
 
+bool readStatus(const std::string& text, Choice& choice) {
+  choice.withoutEnd = text == "none";
+  if (choice.withoutEnd) return true;
+  std::uint32_t status = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, status);
+  if (error == std::errc{} && end == last) {
+    choice.status = status;
+    return true;
+  }
+  report("--status %s: neither a status nor none", text.c_str());
+  return false;
+}
+
+bool readTime(const char* option, const std::string& text, std::optional<Time>& time) {
+  time = inspect::readTime(text);
+  if (time) return true;
+  report("%s %s: no time such as 2026-11-26T05:29:43.5, 2026-11-26 or 05:29", option, text.c_str());
+  return false;
+}
+
+bool readCondition(const std::string& text, std::vector<Condition>& where) {
+  const auto condition = inspect::readCondition(text);
+  if (condition) where.push_back(*condition);
+  if (!condition) report("--where '%s': not FIELD, ==, !=, <, <=, > or >=, NUMBER", text.c_str());
+  return condition.has_value();
+}
+
+bool readValue(int option, const std::string& text, Options& options) {
+  switch (option) {
+    case 'm':
+      options.method = text;
+      break;
+    case 'o':
+      options.output = text;
+      break;
+    case 's':
+      return readStatus(text, options.choice);
+    case 'f':
+      return readTime("--since", text, options.choice.since);
+    case 'u':
+      return readTime("--until", text, options.choice.until);
+    case 'w':
+      return readCondition(text, options.choice.where);
+    default:
+      break;
+  }
+  return true;
+}
+
 }  // namespace
 
 const char* const usage =
     "usage: tarn-inspect [OPTION]... FILE...\n"
-    "Shows captured messages of MqcFesIntf, after a check of every byte.\n"
+    "Shows captured messages of MqcFesIntf, after a check of every byte, and recordings of calls.\n"
     "\n"
-    "A file's name states method and encoding: 0007-sendRuleMac.compact.bin. - is the standard "
-    "input.\n"
+    "A message's file name states method and encoding: 0007-sendRuleMac.compact.bin. A recording\n"
+    "is a file of packets, pcap or pcapng; several are shown as one, in the order of time. - is "
+    "the\n"
+    "standard input.\n"
     "\n"
-    "  --json           as JSON, the default\n"
+    "  --json           messages as JSON, the default; calls as lines of JSON\n"
     "  --annotate       every byte with its meaning\n"
     "  --html           one page for a browser, bytes and fields side by side\n"
-    "  --method NAME    the method of every message, whatever the names are\n"
+    "  --method NAME    the method of every message, whatever the names are; of a recording, only\n"
+    "                   the calls of this method\n"
     "  --output FILE    write to this file instead of the standard output\n"
     "  --methods        list the methods and their requests\n"
     "  --help, --version\n"
     "\n"
-    "It exits with 2 for invalid arguments, with 1 if a file was refused or the output could not\n"
-    "be written; each is reported in a line on stderr.\n";
+    "Recordings: a line for each call, or\n"
+    "  --stats          calls, statuses, percentiles of the methods' times\n"
+    "  --diff           what differs between two recordings: calls, statuses, fields by name\n"
+    "and of the calls only those that match all of\n"
+    "  --status N       that status; none: calls without an end\n"
+    "  --failed         a status other than 0\n"
+    "  --since TIME, --until TIME\n"
+    "                   in UTC: 2026-11-26T05:29:43.5, 2026-11-26; 05:29 on the first call's day\n"
+    "  --where 'FIELD OPERATOR NUMBER'\n"
+    "                   a field of the request, f3 or head.f0 or f11[3].f0[1]; ==, !=, <, <=, >, "
+    ">=;\n"
+    "                   may be repeated\n"
+    "\n"
+    "It exits with 2 for invalid arguments, with 1 if a file was refused or is damaged, two\n"
+    "recordings differ or the output could not be written; each is reported in a line on stderr.\n";
 
 std::optional<Options> readOptions(int argc, char** argv) {
   int task = 0;
+  int failed = 0;
   const auto sets = [&task](const char* name, Task value) {
     return option{name, no_argument, &task, static_cast<int>(value)};
+  };
+  const auto takes = [](const char* name, int letter) {
+    return option{name, required_argument, nullptr, letter};
   };
   const option known[] = {sets("json", Task::json),
                           sets("annotate", Task::annotated),
                           sets("html", Task::html),
+                          sets("stats", Task::stats),
+                          sets("diff", Task::diff),
                           sets("methods", Task::methods),
                           sets("help", Task::help),
                           sets("version", Task::version),
-                          {"method", required_argument, nullptr, 'm'},
-                          {"output", required_argument, nullptr, 'o'},
+                          {"failed", no_argument, &failed, 1},
+                          takes("method", 'm'),
+                          takes("output", 'o'),
+                          takes("status", 's'),
+                          takes("since", 'f'),
+                          takes("until", 'u'),
+                          takes("where", 'w'),
                           {}};
   Options options;
   for (int found = 0; (found = shared::nextOption(argc, argv, known)) != -1;) {
     if (found == '?') return std::nullopt;
-    if (found == 'm') options.method = optarg;
-    if (found == 'o') options.output = optarg;
+    if (found != 0 && !readValue(found, optarg, options)) return std::nullopt;
   }
   options.task = static_cast<Task>(task);
+  options.choice.failed = failed != 0;
   options.files.assign(argv + optind, argv + argc);
   if (!isWhole(options)) return std::nullopt;
   return options;

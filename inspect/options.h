@@ -5,16 +5,19 @@
 #include <string>
 #include <vector>
 
+#include "inspect/filter.h"
+
 namespace inspect {
 
-/// What to do.
-enum class Task : int { json, annotated, html, methods, help, version };
+/// What to do; as usual, messages are shown as JSON, recordings as a list.
+enum class Task : int { usual, json, annotated, html, stats, diff, methods, help, version };
 
 /// The command line, read.
 struct Options {
-  Task task = Task::json;
-  std::string method;  ///< of every message; empty: as the files' names state
+  Task task = Task::usual;
+  std::string method;  ///< of every message; empty: as the files' names state. Of calls: a filter
   std::string output;  ///< a file; empty: stdout
+  Choice choice;       ///< of a recording's calls
   std::vector<std::string> files;
 };
 

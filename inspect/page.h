@@ -5,6 +5,8 @@ namespace inspect {
 
 /// The text of page.html, with a placeholder for the messages.
 extern const char* const pageTemplate;
+/// That of calls.html.
+extern const char* const callsTemplate;
 
 }  // namespace inspect
 

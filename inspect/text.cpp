@@ -51,6 +51,11 @@ std::string line(const Message& message, const Item& item, std::size_t from, std
 
 }  // namespace
 
+std::string damage(const Message& message, const reader::Fault& fault) {
+  return "damaged, or not a " + message.method->request->name + ": " + at(fault.position) + ": " +
+         fault.words;
+}
+
 std::string title(const Message& message) {
   return message.name + ": " + message.method->request->name + ", " +
          (reader::isFull(message.bytes) ? "full" : "compact") + ", " +

@@ -18,7 +18,7 @@ constexpr int exportedPdu = 252;
 constexpr unsigned tagEnd = 0;
 constexpr unsigned tagText = 33;
 constexpr std::uint64_t knownVersion = 1;
-constexpr std::size_t copied = 65'536;  // bytes at once
+constexpr std::size_t pieceSize = 262'144;  // of reads, in bytes
 
 /// The words of a packet's text. What is not there fails all that follows.
 class Words {
@@ -147,7 +147,6 @@ PacketFile::PacketFile(PacketFile&& other) noexcept
       damage_(std::move(other.damage_)),
       foreign_(other.foreign_),
       read_(other.read_),
-      place_(other.place_),
       file_(std::exchange(other.file_, -1)) {}
 
 PacketFile::~PacketFile() {
@@ -175,7 +174,7 @@ std::string PacketFile::spool(std::span<const std::uint8_t> start) {
   if (temporary != nullptr) std::fclose(temporary);
   if (copy < 0) return error();
   const int from = std::exchange(file_, copy);
-  std::vector<std::uint8_t> room(copied);
+  std::vector<std::uint8_t> room(pieceSize);
   ssize_t size = 0;
   bool isFine = writeAll(copy, start.data(), start.size());
   while (isFine && (size = ::read(from, room.data(), room.size())) != 0) {
@@ -194,6 +193,7 @@ std::string PacketFile::rewind() {
   ::lseek(file_, 0, SEEK_SET);
   std::FILE* const stream = ::fdopen(::fcntl(file_, F_DUPFD_CLOEXEC, 0), "rb");
   if (stream == nullptr) return error();
+  std::setvbuf(stream, nullptr, _IOFBF, pieceSize);
   char words[PCAP_ERRBUF_SIZE] = "";
   packets_.reset(
       pcap_fopen_offline_with_tstamp_precision(stream, PCAP_TSTAMP_PRECISION_NANO, words));
@@ -201,7 +201,6 @@ std::string PacketFile::rewind() {
     std::fclose(stream);
     return words;
   }
-  place_ = std::ftell(stream);
   const int type = pcap_datalink(packets_.get());
   if (type == exportedPdu) return "";
   return "packets of link type " + std::to_string(type) + ", those of a recording are of " +
@@ -231,14 +230,25 @@ bool PacketFile::read(Packet& packet, bool& isOurs) {
     return stop("a recording of version " + std::to_string(packet.number)), false;
   }
   ++read_;
-  place_ = std::ftell(pcap_file(packets_.get()));
   return true;
 }
 
+/// Reads the file once more for the place: to ask for it at each packet takes most of the time.
 void PacketFile::stop(const std::string& words) {
-  damage_ = "byte " + std::to_string(place_) + ", behind " + std::to_string(read_) +
-            (read_ == 1 ? " packet: " : " packets: ") + words;
+  const std::uint64_t foreign = foreign_;
+  const std::uint64_t whole = read_;
+  long place = 0;
+  if (rewind().empty()) {
+    pcap_pkthdr* head = nullptr;
+    const std::uint8_t* bytes = nullptr;
+    for (; read_ < whole && pcap_next_ex(packets_.get(), &head, &bytes) == 1; ++read_) {
+    }
+    place = std::ftell(pcap_file(packets_.get()));
+  }
   packets_.reset();
+  foreign_ = foreign;
+  damage_ = "byte " + std::to_string(place) + ", behind " + std::to_string(whole) +
+            (whole == 1 ? " packet: " : " packets: ") + words;
 }
 
 std::string Recording::add(PacketFile file) {

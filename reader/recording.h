@@ -81,7 +81,6 @@ class PacketFile {
   std::string damage_;
   std::uint64_t foreign_ = 0;
   std::uint64_t read_ = 0;  // packets
-  long place_ = 0;          // of the next packet, in bytes
   int file_ = -1;
 };
 

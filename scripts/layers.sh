@@ -27,6 +27,6 @@ room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+
 room reader 'reader/[a-z_]+\.h'
 room send "$public|(send|methods|reader|shared)/[a-z_]+\.h"
 room python 'methods/methods\.h'
-room inspect '(inspect|reader|shared)/[a-z_]+\.h'
+room inspect '(inspect|reader|methods|shared)/[a-z_]+\.h'
 room service "mqc_(service|stream|methods)\.h|$made|(service|reader|shared)/[a-z_]+\.h"
 exit $failed

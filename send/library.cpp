@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "shared/status_text.h"
 #include "tarn/status.h"
 
 namespace send {
@@ -49,25 +50,6 @@ std::string findCalls(void* platform, const std::string& name) {
     if (::dlsym(platform, needed) == nullptr) return lacks("platform " + name, needed);
   }
   return "";
-}
-
-const char* textOf(u32 status) {
-  switch (status) {
-    case TARN_STATUS_OK:
-      return "success";
-    case TARN_STATUS_CAPTURE:
-      return "the capture directory cannot be written";
-    case TARN_STATUS_NO_RESOURCES:
-      return "no memory, or no thread for completions";
-    case TARN_STATUS_INVALID:
-      return "no handle, no request, or another argument is missing";
-    case TARN_STATUS_DEADLOCK:
-      return "the wait for completions would never end";
-    case TARN_STATUS_ENCODING:
-      return "an encoder broke its contract";
-    default:
-      return nullptr;
-  }
 }
 
 /// What a thread's last error adds to a status's text. It may be that of an earlier call, since a
@@ -160,7 +142,7 @@ std::string Library::set(const Channel& channel) const {
 
 std::string Library::meaning(const methods::Method& method, u32 status) const {
   if (statusText_ == nullptr) {
-    const char* const text = textOf(status);
+    const char* const text = shared::statusText(status);
     return text != nullptr ? text : "status " + std::to_string(status) + " of the platform";
   }
   const std::string text = statusText_(status);

@@ -4,12 +4,16 @@
 #include <functional>
 #include <vector>
 
-#include "send/histogram.h"
 #include "send/places.h"
 #include "send/schedule.h"
 #include "send/tally.h"
+#include "shared/histogram.h"
 
 namespace send {
+
+using shared::Bucket;
+using shared::Distribution;
+using shared::Histogram;
 
 /// A message ready to be sent, as often as a load wants.
 struct LoadCall {

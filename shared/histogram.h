@@ -1,5 +1,5 @@
-#ifndef SEND_HISTOGRAM_H
-#define SEND_HISTOGRAM_H
+#ifndef SHARED_HISTOGRAM_H
+#define SHARED_HISTOGRAM_H
 
 #include <array>
 #include <atomic>
@@ -7,7 +7,7 @@
 
 #include "mqc_fes_intf.h"
 
-namespace send {
+namespace shared {
 
 /// Values from..to, both included, and how many there were.
 struct Bucket {
@@ -59,6 +59,6 @@ class Histogram {
   std::atomic<u64> most_ = 0;
 };
 
-}  // namespace send
+}  // namespace shared
 
 #endif

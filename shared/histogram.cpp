@@ -1,10 +1,10 @@
-#include "send/histogram.h"
+#include "shared/histogram.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 
-namespace send {
+namespace shared {
 namespace {
 
 constexpr unsigned bits = Histogram::bits;
@@ -75,4 +75,4 @@ Distribution Histogram::read() const {
   return {std::move(counts), most_};
 }
 
-}  // namespace send
+}  // namespace shared
