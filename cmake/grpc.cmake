@@ -43,7 +43,8 @@ set(grpc_needs TARN_FINDS_GRPC libgrpc++-dev TARN_FINDS_TLS libssl-dev TARN_FIND
 tarn_part(TARN_HAS_GRPC tarn_grpc TARN_GRPC ${grpc_needs})
 tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatbuffers-dev
           TARN_FINDS_PCAP libpcap-dev)
-tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev TARN_FINDS_PCAP libpcap-dev)
+tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev
+          TARN_FINDS_FLATBUFFERS libflatbuffers-dev TARN_FINDS_PCAP libpcap-dev)
 tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs})
 
 if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)

@@ -5,15 +5,16 @@
 
 #include <memory>
 
-#include "inspect/filter.h"
 #include "inspect/forms.h"
 #include "inspect/input.h"
 #include "inspect/options.h"
+#include "reader/filter.h"
 #include "shared/output.h"
 
 namespace inspect {
 
 using reader::Call;
+using reader::second;
 
 /// The calls that the options choose. What is wrong is reported on stderr.
 class Calls {
@@ -44,7 +45,7 @@ class Calls {
 
   const Schema& schema_;
   reader::Recording recording_;
-  Filter filter_;
+  reader::Filter filter_;
   reader::RecordedCalls calls_;
   std::size_t refusals_ = 0;  // of calls
   bool isDamaged_ = false;

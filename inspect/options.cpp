@@ -1,7 +1,6 @@
 #include "inspect/options.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "shared/arguments.h"
 #include "shared/report.h"
@@ -27,32 +26,10 @@ bool isWhole(const Options& options) {
   return false;
 }
 
-bool readStatus(const std::string& text, Choice& choice) {
-  choice.withoutEnd = text == "none";
-  if (choice.withoutEnd) return true;
-  std::uint32_t status = 0;
-  const char* const last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, status);
-  if (error == std::errc{} && end == last) {
-    choice.status = status;
-    return true;
-  }
-  report("--status %s: neither a status nor none", text.c_str());
-  return false;
-}
-
-bool readTime(const char* option, const std::string& text, std::optional<Time>& time) {
-  time = inspect::readTime(text);
-  if (time) return true;
-  report("%s %s: no time such as 2026-11-26T05:29:43.5, 2026-11-26 or 05:29", option, text.c_str());
-  return false;
-}
-
-bool readCondition(const std::string& text, std::vector<Condition>& where) {
-  const auto condition = inspect::readCondition(text);
-  if (condition) where.push_back(*condition);
-  if (!condition) report("--where '%s': not FIELD, ==, !=, <, <=, > or >=, NUMBER", text.c_str());
-  return condition.has_value();
+bool choose(const char* option, const std::string& value, reader::Choice& choice) {
+  const std::string fault = reader::readChoice(option, value, choice);
+  if (!fault.empty()) report("%s", fault.c_str());
+  return fault.empty();
 }
 
 bool readValue(int option, const std::string& text, Options& options) {
@@ -64,13 +41,13 @@ bool readValue(int option, const std::string& text, Options& options) {
       options.output = text;
       break;
     case 's':
-      return readStatus(text, options.choice);
+      return choose("status", text, options.choice);
     case 'f':
-      return readTime("--since", text, options.choice.since);
+      return choose("since", text, options.choice);
     case 'u':
-      return readTime("--until", text, options.choice.until);
+      return choose("until", text, options.choice);
     case 'w':
-      return readCondition(text, options.choice.where);
+      return choose("where", text, options.choice);
     default:
       break;
   }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "inspect/filter.h"
+#include "reader/filter.h"
 
 namespace inspect {
 
@@ -17,7 +17,7 @@ struct Options {
   Task task = Task::usual;
   std::string method;  ///< of every message; empty: as the files' names state. Of calls: a filter
   std::string output;  ///< a file; empty: stdout
-  Choice choice;       ///< of a recording's calls
+  reader::Choice choice;  ///< of a recording's calls
   std::vector<std::string> files;
 };
 

@@ -24,7 +24,7 @@ room platform/common "$public|(shared|platform/common)/[a-z_]+\.h"
 made='mqc_(reply|stream)_generated\.h'
 room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_]+\.h"
 room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+\.h"
-room reader 'reader/[a-z_]+\.h'
+room reader '(methods/(fields|methods)|reader/[a-z_]+)\.h'
 room send "$public|(send|methods|reader|shared)/[a-z_]+\.h"
 room python 'methods/methods\.h'
 room inspect '(inspect|reader|methods|shared)/[a-z_]+\.h'

@@ -78,9 +78,10 @@ bool hasLoad(const Options& options) {
 /// Whether what is for a replay goes with one, and what is not for it is missing.
 bool hasReplay(const Options& options) {
   const bool hasPace = options.replay.speed > 0;
+  const bool isChosen = options.replay.choice.isMade() || !options.replay.method.empty();
   if (options.replay.files.empty()) {
-    if (!hasPace && !options.replay.isChecked) return true;
-    report("--speed and --check are for --replay");
+    if (!hasPace && !options.replay.isChecked && !isChosen) return true;
+    report("--speed, --check and the options that choose calls are for --replay");
   } else if (!options.file.empty()) {
     report("--file beside --replay: one of them");
   } else if (options.variant != Variant::sync) {
@@ -144,7 +145,7 @@ struct Texts {
 };
 
 struct Numbers {
-  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0, check = 0;
+  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0, check = 0, failed = 0;
 
   std::vector<option> options() {
     const auto sets = [](const char* name, int& number, auto value) {
@@ -161,22 +162,47 @@ struct Numbers {
             sets("stream", stream, 1),
             sets("keep-going", keepGoing, 1),
             sets("json", json, 1),
-            sets("check", check, 1)};
+            sets("check", check, 1),
+            sets("failed", failed, 1)};
   }
 };
+
+/// The options that choose calls of a recording.
+constexpr const char* choices[] = {"method", "status", "since", "until", "where"};
+
+bool choose(const std::string& option, const std::string& value, ReplayOptions& replay) {
+  std::string fault;
+  if (option != "method") {
+    fault = reader::readChoice(option, value, replay.choice);
+  } else if (methods::find(value) == nullptr) {
+    fault = "--method " + methods::shown(value) + ": " + methods::noSuchMethod(value);
+  } else {
+    replay.method = value;
+  }
+  if (!fault.empty()) report("%s", fault.c_str());
+  return fault.empty();
+}
 
 /// Takes the command line apart; false, with a report, where it is not one.
 bool parse(int argc, char** argv, Numbers& numbers, Texts& texts, Options& options) {
   constexpr int first = 256;  // no character, which getopt() may return itself
   const auto places = texts.placesWith(options);
   std::vector<option> known = numbers.options();
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    known.push_back({places[i].first, required_argument, nullptr, first + static_cast<int>(i)});
-  }
+  const auto add = [&known](const char* name, std::size_t i) {
+    known.push_back({name, required_argument, nullptr, first + static_cast<int>(i)});
+  };
+  for (std::size_t i = 0; i < places.size(); ++i) add(places[i].first, i);
+  for (std::size_t i = 0; i < std::size(choices); ++i) add(choices[i], places.size() + i);
   known.push_back({});
   for (int found = 0; (found = shared::nextOption(argc, argv, known.data())) != -1;) {
     if (found == '?') return false;
-    if (found >= first) *places[static_cast<std::size_t>(found - first)].second = optarg;
+    if (found < first) continue;
+    const auto i = static_cast<std::size_t>(found - first);
+    if (i < places.size()) {
+      *places[i].second = optarg;
+    } else if (!choose(choices[i - places.size()], optarg, options.replay)) {
+      return false;
+    }
   }
   return true;
 }
@@ -190,6 +216,7 @@ bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
   options.keepGoing = numbers.keepGoing != 0;
   options.load.isJson = numbers.json != 0;
   options.replay.isChecked = numbers.check != 0;
+  options.replay.choice.failed = numbers.failed != 0;
   if (!texts.replay.empty()) options.replay.files = {texts.replay};
   if (!readSpeed(texts.speed, options.replay.speed)) return false;
   if (!readLoad(texts.load, options.load)) return false;
@@ -252,6 +279,17 @@ const char* const usage =
     "  --speed N          at the recorded pace, 2: twice as fast; without, as fast as possible\n"
     "  --check            print what differs, in place of the answers: statuses, and the messages\n"
     "                     that the library makes of the requests\n"
+    "and of the calls only those that match all of\n"
+    "  --method NAME      that method\n"
+    "  --status N         that recorded status; none: calls without an end\n"
+    "  --failed           a recorded status other than 0\n"
+    "  --since TIME, --until TIME\n"
+    "                     in UTC: 2026-11-26T05:29:43.5, 2026-11-26; 05:29 on the first call's "
+    "day\n"
+    "  --where 'FIELD OPERATOR NUMBER'\n"
+    "                     a field of the request, f3 or head.f0 or f11[3].f0[1]; ==, !=, <, <=, "
+    ">,\n"
+    "                     >=; may be repeated\n"
     "\n"
     "It exits with 2 for invalid arguments and requests, of which none is sent; with 1 if a call\n"
     "did not return 0, something differed or the output could not be written.\n";

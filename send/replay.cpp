@@ -13,7 +13,10 @@ using shared::report;
 class Replay {
  public:
   Replay(const ReplayOptions& options, const reader::Schema& schema)
-      : options_(options), schema_(schema), calls_(recording_) {}
+      : options_(options),
+        schema_(schema),
+        filter_(schema, options.method, options.choice),
+        calls_(recording_) {}
 
   /// Returns what keeps all of it from being read, or nothing.
   std::string open() {
@@ -27,6 +30,7 @@ class Replay {
   bool read(bool keepsGoing, std::vector<Entry>& entries) {
     bool isSound = true;
     for (reader::Call call; (isSound || keepsGoing) && calls_.next(call);) {
+      if (!filter_.takes(call)) continue;
       Entry& entry = entries.emplace_back();
       const std::string fault = fill(call, entry);
       if (fault.empty()) continue;
@@ -34,7 +38,7 @@ class Replay {
       refuse(call, fault);
       isSound = false;
     }
-    return reportFiles() && isSound;
+    return reportFiles() && isChoiceSound() && isSound;
   }
 
  private:
@@ -55,6 +59,12 @@ class Replay {
     if (call.end) entry.recorded->status = call.end->status;
     if (options_.isChecked) entry.recorded->message = std::move(call.message);
     return fault;
+  }
+
+  bool isChoiceSound() const {
+    const std::string fault = filter_.fault();
+    if (!fault.empty()) report("%s", fault.c_str());
+    return fault.empty();
   }
 
   void refuse(const reader::Call& call, const std::string& fault) const {
@@ -82,6 +92,7 @@ class Replay {
   const ReplayOptions& options_;
   const reader::Schema& schema_;
   reader::Recording recording_;
+  reader::Filter filter_;
   reader::RecordedCalls calls_;
   std::vector<reader::Item> items_;
 };

@@ -1,4 +1,4 @@
-#include "inspect/filter.h"
+#include "reader/filter.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 
 #include "methods/fields.h"
 
-namespace inspect {
+namespace reader {
 namespace {
 
 constexpr std::uint64_t day = 86'400 * second;
@@ -45,6 +45,17 @@ bool takeFraction(std::string& text, std::uint64_t& nanoseconds) {
   const auto [end, error] =
       std::from_chars(digits.data(), digits.data() + digits.size(), nanoseconds);
   return error == std::errc{} && end == digits.data() + digits.size();
+}
+
+bool readStatus(const std::string& text, Choice& choice) {
+  choice.withoutEnd = text == "none";
+  if (choice.withoutEnd) return true;
+  std::uint32_t status = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, status);
+  if (error != std::errc{} || end != last) return false;
+  choice.status = status;
+  return true;
 }
 
 }  // namespace
@@ -94,16 +105,34 @@ std::optional<Condition> readCondition(const std::string& text) {
   return std::nullopt;
 }
 
+std::string readChoice(std::string_view option, const std::string& value, Choice& choice) {
+  if (option == "status") {
+    if (readStatus(value, choice)) return "";
+    return "--status " + value + ": neither a status nor none";
+  }
+  if (option == "where") {
+    const auto condition = readCondition(value);
+    if (!condition) return "--where '" + value + "': not FIELD, ==, !=, <, <=, > or >=, NUMBER";
+    choice.where.push_back(*condition);
+    return "";
+  }
+  std::optional<Time>& time = option == "since" ? choice.since : choice.until;
+  time = readTime(value);
+  if (time) return "";
+  return "--" + std::string(option) + ' ' + value +
+         ": no time such as 2026-11-26T05:29:43.5, 2026-11-26 or 05:29";
+}
+
 bool Choice::isMade() const {
   return status || withoutEnd || failed || since || until || !where.empty();
 }
 
-bool Filter::takes(const reader::Call& call) {
+bool Filter::takes(const Call& call) {
   const bool isOfMethod = method_.empty() || call.method == method_;
   return isInTime(call) && isOfMethod && doFieldsHold(call) && hasStatus(call);
 }
 
-bool Filter::isInTime(const reader::Call& call) {
+bool Filter::isInTime(const Call& call) {
   if (!hasDay_) day_ = call.time / day * day;
   hasDay_ = true;
   const auto of = [this](const Time& time) { return time.nanoseconds + (time.hasDay ? 0 : day_); };
@@ -111,13 +140,13 @@ bool Filter::isInTime(const reader::Call& call) {
          (!choice_.until || call.time < of(*choice_.until));
 }
 
-bool Filter::hasStatus(const reader::Call& call) const {
+bool Filter::hasStatus(const Call& call) const {
   if (choice_.withoutEnd && call.end) return false;
   if (choice_.failed && (!call.end || call.end->status == 0)) return false;
   return !choice_.status || (call.end && call.end->status == *choice_.status);
 }
 
-bool Filter::doFieldsHold(const reader::Call& call) {
+bool Filter::doFieldsHold(const Call& call) {
   if (choice_.where.empty()) return true;
   const Numbers& numbers = numbersOf(call.method);
   for (std::size_t i = 0; i < numbers.size(); ++i) {
@@ -129,12 +158,12 @@ bool Filter::doFieldsHold(const reader::Call& call) {
 
 const Filter::Numbers& Filter::numbersOf(const std::string& method) {
   static const Numbers none;
-  const reader::Schema::Method* const known = schema_.method(method);
+  const Schema::Method* const known = schema_.method(method);
   if (known == nullptr) return none;
   const auto [place, isNew] = numbers_.try_emplace(known->name);
   if (isNew) {
     for (const Condition& condition : choice_.where) {
-      place->second.push_back(reader::Number::find(*known, condition.field));
+      place->second.push_back(Number::find(*known, condition.field));
     }
   }
   return place->second;
@@ -159,4 +188,4 @@ std::string Filter::fault() const {
   return "";
 }
 
-}  // namespace inspect
+}  // namespace reader

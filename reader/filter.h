@@ -1,17 +1,18 @@
-#ifndef INSPECT_FILTER_H
-#define INSPECT_FILTER_H
+#ifndef READER_FILTER_H
+#define READER_FILTER_H
 
-// Which calls of a recording are shown.
+// Chooses calls of a recording.
 
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "reader/number.h"
 #include "reader/recorded_calls.h"
 
-namespace inspect {
+namespace reader {
 
 /// In nanoseconds.
 inline constexpr std::uint64_t second = 1'000'000'000;
@@ -53,25 +54,29 @@ struct Choice {
   bool isMade() const;
 };
 
+/// Adds to a choice what one of the options states: status, since, until or where.
+/// @return what is wrong with the option and its value, or nothing
+std::string readChoice(std::string_view option, const std::string& value, Choice& choice);
+
 /// Applies a choice to the calls of a recording.
 class Filter {
  public:
   /// @param method of the calls; empty: of any
-  Filter(const reader::Schema& schema, const std::string& method, const Choice& choice)
+  Filter(const Schema& schema, const std::string& method, const Choice& choice)
       : schema_(schema), method_(method), choice_(choice) {}
   /// Whether the choice holds. To be asked for each call, in the recording's order.
-  bool takes(const reader::Call& call);
+  bool takes(const Call& call);
   /// Why a condition could never hold: no method up to here has its field. Or nothing.
   std::string fault() const;
 
  private:
-  using Numbers = std::vector<std::optional<reader::Number>>;  // of each condition
-  bool isInTime(const reader::Call& call);
-  bool hasStatus(const reader::Call& call) const;
-  bool doFieldsHold(const reader::Call& call);
+  using Numbers = std::vector<std::optional<Number>>;  // of each condition
+  bool isInTime(const Call& call);
+  bool hasStatus(const Call& call) const;
+  bool doFieldsHold(const Call& call);
   const Numbers& numbersOf(const std::string& method);
 
-  const reader::Schema& schema_;
+  const Schema& schema_;
   const std::string& method_;
   const Choice& choice_;
   std::map<std::string, Numbers> numbers_;  // of each method that the schema knows
@@ -79,6 +84,6 @@ class Filter {
   bool hasDay_ = false;
 };
 
-}  // namespace inspect
+}  // namespace reader
 
 #endif
