@@ -135,6 +135,24 @@ for words, bad, cut in (("call 2, sendRuleMac: 70 of 73 bytes are recorded", cal
     check(shown == "" and len(said) == 1 and re.fullmatch("bad: " + words, said[0]), words, "is told as", shown, *said)
     shown, said = replay("bad", "--keep-going", status=1)
     check(shown.count('"status":0') == 2 and re.fullmatch("bad: " + words, said[0]), words, "keeps", shown, *said)
+# Of the calls only some.
+mixed = written("mixed", call(1, 0) + call(2, 9, at=10**9) + call(3, None) + call(4, 9, other) + [
+    [*packet[:2], [packet[2][0], "7", *packet[2][2:]], packet[3]] for packet in packets("match_any_oper")[1:]])
+for chosen, arguments in (((4,), ("--method", "sendRuleMac", "--status", "9", "--where", "f3 == 0")), ((2, 4), ("--failed",)),
+                          ((3,), ("--status", "none")), ((1, 2, 3), ("--where", "f3 > 0x24", "--where", "f3 < 38")),
+                          ((5,), ("--method", "match_any_oper"))):
+    shown, said = replay("mixed", *arguments)
+    check([json.loads(line)["call"] for line in shown.splitlines()] == list(chosen), arguments, "choose", shown)
+for words, *arguments in (("--where 'g3 == 1': no method of the recording has that number; .*", "--where", "g3 == 1"),
+                          ("--where 'f3': not FIELD, .*", "--where", "f3"), ("--status x: .*", "--status", "x"),
+                          ("mixed: no request to send", "--status", "8"),
+                          ("--method sendRulMac: no such method; the nearest is sendRuleMac", "--method", "sendRulMac")):
+    shown, said = replay("mixed", *arguments, status=2)
+    check(re.match(words, said[0]) and shown == "", arguments, "are told as", shown, *said)
+for arguments in (("--check", "sendRuleMac"), ("--failed", "sendRuleMac"), ("--replay", "mixed", "--async"), ("--replay", "mixed", "--speed", "0"),
+                  ("--replay", "mixed", "--file", "mixed"), ("--replay", "mixed", "--load", "--check"), ("--replay", "mixed", "--dry-run")):
+    shown, said = run(*loopback, *arguments, status=2)
+    check(shown == "" and len(said) == 1, arguments, "are told as", shown, *said)
 check(replay("/dev/null", status=2)[1][0].startswith("/dev/null: "), "an empty file is a recording")
 
 # At the recorded pace, and faster; a clock that was set back delays nothing.
