@@ -21,8 +21,7 @@ void checkInspect(int argc, char** argv) {
   require(reports == (options ? 0 : 1), "tarn-inspect: not one line for invalid arguments");
   if (!options || options->task > inspect::Task::diff) return;
   const auto inputs = std::count(options->files.begin(), options->files.end(), "-");
-  require(!options->files.empty() && inputs <= 1,
-          "tarn-inspect: nothing to do");
+  require(!options->files.empty() && inputs <= 1, "tarn-inspect: nothing to do");
 }
 
 void checkService(int argc, char** argv) {

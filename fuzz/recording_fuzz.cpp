@@ -1,4 +1,5 @@
-// Reads any bytes as a recording: each call is one of its requests, and its bytes are within its size.
+// Reads any bytes as a recording: each call is one of its requests, and its bytes are within its
+// size.
 
 #include <unistd.h>
 

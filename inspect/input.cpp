@@ -50,7 +50,8 @@ std::string Input::addTo(reader::Recording& recording) {
   if (!isRecording()) return "no recording, as are other files";
   reader::PacketFile file(path_);
   std::string fault = file.open(std::exchange(file_, -1), start_);
-  return fault.empty() ? recording.add(std::move(file)) : fault;
+  if (fault.empty()) recording.add(std::move(file));
+  return fault;
 }
 
 }  // namespace inspect

@@ -251,15 +251,11 @@ void PacketFile::stop(const std::string& words) {
             (whole == 1 ? " packet: " : " packets: ") + words;
 }
 
-std::string Recording::add(PacketFile file) {
-  files_.push_back(std::move(file));
-  return "";
-}
-
 std::string Recording::add(const std::string& path) {
   PacketFile file(path);
   std::string fault = file.open();
-  return fault.empty() ? add(std::move(file)) : fault;
+  if (fault.empty()) add(std::move(file));
+  return fault;
 }
 
 std::string Recording::rewind() {

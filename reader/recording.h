@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 struct pcap;
@@ -88,9 +89,9 @@ class PacketFile {
 /// order of their times; those of one file stay in its order.
 class Recording {
  public:
+  /// Adds one more file, which is open.
+  void add(PacketFile file) { files_.push_back(std::move(file)); }
   /// Opens one more file. Returns why it failed, or nothing.
-  std::string add(PacketFile file);
-  /// Opens one more file, by its path.
   std::string add(const std::string& path);
   /// Goes to the first packet. Returns why it failed, or nothing.
   std::string rewind();

@@ -7,7 +7,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 LD_PRELOAD=$record TARN_RECORD=calls "$send_all" >/dev/null
-sed 's/end 16 sendRuleMac \(.*\)status 0/end 16 sendRuleMac \1status 5/' calls >failed
+LC_ALL=C sed 's/end 16 sendRuleMac \([a-z0-9 ]*\)status 0/end 16 sendRuleMac \1status 5/' calls >failed
 "$inspect" --html --output page.html failed
 ! grep -qE '(src|href)=|https?://[^w]' page.html || { echo "the page needs others" >&2; exit 1; }
 
