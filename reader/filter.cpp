@@ -182,8 +182,8 @@ std::string Filter::fault() const {
     std::string why =
         table != nullptr ? methods::findField(*table->request, condition.field, field) : "";
     if (why.empty()) why = condition.field + ": it is no number; an array takes an index";
-    return "--where '" + condition.text + "': no method of the recording has that number; " +
-           method + ": " + why;
+    why.insert(0, method + ": ");
+    return "--where '" + condition.text + "': no method of the recording has that number; " + why;
   }
   return "";
 }
