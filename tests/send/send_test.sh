@@ -127,6 +127,7 @@ f11\[1\].f0\[1\]: boolean, where a number is expected|{"f11": [{}, {"f0": [0, tr
 f18: 3 elements: the array has 2|f18=1,2,3
 f11\[16\]: the last element is \[15\]|f11[16].f0=1
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|f11[0].f0=00:1
+f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|f11[0].f0=00:11-22
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|{"f11": [{"f0": "00:1g"}]}
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|{"f11": [{"f0": "00112"}]}
 f11\[0\]: it has fields of its own|f11[0]=1
