@@ -193,7 +193,7 @@ completed() {
 }
 [ "$(completed --to "$to" sendRule)" = sendRuleMac ] && [ "$(completed --template sendRule)" = sendRuleMac ] ||
   fail "methods are not completed"
-[ "$(completed --to "$to" sendRuleMac f3=1 head.f | tr '\n' ' ')" = 'head.f0= head.f1= head.f2= head.f3= head.f4= head.f5= ' ] ||
+[ "$(completed --to unix : "$work/socket" sendRuleMac f3 = 1 head.f | tr '\n' ' ')" = 'head.f0= head.f1= head.f2= head.f3= head.f4= head.f5= ' ] ||
   fail "fields are not completed"
 for option in $("$send" --help | grep -oE -- '--[a-z-]+' | sort -u); do
   completed "$option" | grep -qxe "$option" || fail "$option is not completed"
