@@ -57,8 +57,8 @@ tarn-send: 2 of 3 requests sent: 1 with status 0, 1 with status 5" --to "$to" --
 end TERM
 answered 1 "sendRuleMac,1014,UNAVAILABLE: no connection to the service: failed to connect to all addresses; \
 last error: UNKNOWN: $to: No such file or directory" --to "$to" --async sendRuleMac
-TARN_GRPC_WAIT=1 answered 1 'sendRuleMac,1004,DEADLINE_EXCEEDED: no answer within the deadline' \
-  --to "$to" --deadline 0.2 sendRuleMac
+! TARN_GRPC_WAIT=1 timeout 120 "$send" --to "$to" --deadline 0.2 sendRuleMac >shown && grep -q '"status":1004,' shown ||
+  fail "--deadline is not heard: $(cat shown)"
 answered 1 "sendRuleMac,22,no handle, no request, or another argument is missing: TARN_GRPC_TARGET is 'unix:', \
 which has no path
 tarn_grpc: TARN_GRPC_TARGET is 'unix:', which has no path" --to unix: sendRuleMac
