@@ -75,6 +75,9 @@ if(TARGET tarn_serve)
   install(FILES docs/man/tarn-serve.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serve)
 endif()
 
+# record
+install(TARGETS tarn_record LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT record)
+
 # loopback and grpc: platforms, each with its header
 
 # install_platform(<target> <component> <header>)

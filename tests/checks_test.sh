@@ -5,7 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,reader,inspect,service,scripts} "$work"
+cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,record,reader,inspect,service,scripts} "$work"
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
@@ -31,6 +31,7 @@ against platform/loopback/runtime.cpp '#include "codec/bytes.h"'
 against platform/common/encode.h '#include "platform/loopback/state.h"'
 against platform/grpc/runtime.cpp '#include "platform/loopback/state.h"'
 against shared/report.cpp '#include "platform/common/encode.h"'
+against record/runtime.cpp '#include "platform/common/encode.h"'
 against reader/walk.cpp '#include "inspect/forms.h"'
 against inspect/html.cpp '#include "service/server.h"'
 against service/journal.cpp '#include "platform/grpc/channel.h"'
