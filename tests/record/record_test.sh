@@ -40,6 +40,11 @@ sed -nE 's/^([A-Za-z0-9_]+ (request|response)): .*/\1/p' shown | sort | diff exp
 ! grep damaged shown || fail "messages are shown as damaged"
 [ "$(shark -r all -Y 'mqc.MQC_RuleMac.f3 == 37' | wc -l)" -eq 3 ] || fail "fields are not found"
 
+awk '/^```python$/ {on = 1; next} /^```$/ {on = 0} on' "$source/docs/recording.md" >read.py
+"${PYTHON:-python3}" read.py all >read
+[ "$(grep -cE '^(sync|async|oneway) [A-Za-z0-9_]+ [1-9][0-9]* bytes, status 0 [0-9.]+$' read)" -eq $((3 * methods)) ] &&
+  [ "$(wc -l <read)" -eq $((3 * methods)) ] || fail "the program of docs/recording.md reads: $(head read)"
+
 (recorded one "$caller" one -)
 [ "$(shark -r one -T fields -e mqc.MqcReply.status | xargs)" = 9 ] || fail "the status is not shown"
 editcap -F nsecpcap -r all some 5-14
