@@ -16,14 +16,16 @@
 
 namespace service {
 
-/// Keeps what arrives: a line, a capture and a record of each message, and totals. Safe from any thread.
+/// Keeps what arrives: a line, a capture and a record of each message, and totals. Safe from any
+/// thread.
 class Journal {
  public:
   /// All must outlive the journal.
   Journal(const reader::Schema& schema, const Options& options, Output& lines)
       : schema_(schema), options_(options), lines_(lines) {}
 
-  /// Opens the capture directory and the recording that are set; reports when one cannot be written.
+  /// Opens the capture directory and the recording that are set; reports when one cannot be
+  /// written.
   bool open();
 
   /// Takes a request, of which the recording has the end as well. The sequence number is as the

@@ -17,12 +17,14 @@ RecordedCall::RecordedCall(std::shared_ptr<Recording> recording,
   const std::string_view method = message.method.methodName;
   methodSize_ = method.copy(method_.data(), method_.size());
   recording_ = std::move(recording);
-  sequence_ = recording_->calls.request(variants[message.variant], method,
-                                        {message.compact, message.compactSize}, message.compactSize);
+  sequence_ =
+      recording_->calls.request(variants[message.variant], method,
+                                {message.compact, message.compactSize}, message.compactSize);
 }
 
 void RecordedCall::end(u32 status) const noexcept {
-  if (recording_ != nullptr) recording_->calls.end(sequence_, {method_.data(), methodSize_}, status);
+  if (recording_ != nullptr)
+    recording_->calls.end(sequence_, {method_.data(), methodSize_}, status);
 }
 
 }  // namespace loopback

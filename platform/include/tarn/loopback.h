@@ -123,12 +123,13 @@ u32 TarnLoopback_setCaptureDir(const char* path);
  * Sets the file that records every message and the end of its call, with their times, in the format
  * of `libtarn_record.so`: Wireshark and tshark show it, and the Python package reads it. An
  * asynchronous call ends when its callback runs. The file is made at the first message; one that is
- * there is kept as `FILE-1`. It and up to three former ones have at most 64 MiB together; the oldest
- * messages are dropped.
+ * there is kept as `FILE-1`. It and up to three former ones have at most 64 MiB together; the
+ * oldest messages are dropped.
  *
  * A recording that fails later fails no call: it is reported in one line on stderr, messages that
- * are missing are counted in the recording, and it goes on as soon as it can. A child made by `fork`
- * records in a file of its own, `FILE.<process>`. Files get mode 0600; links are not followed.
+ * are missing are counted in the recording, and it goes on as soon as it can. A child made by
+ * `fork` records in a file of its own, `FILE.<process>`. Files get mode 0600; links are not
+ * followed.
  *
  * @param path the file, copied; NULL for none; a path that is set already changes nothing
  * @return 0; TARN_STATUS_CAPTURE, after a line on stderr, when the folder cannot be written or what
