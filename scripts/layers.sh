@@ -26,7 +26,7 @@ room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_
 room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+\.h"
 room record "$public|(shared|record)/[a-z_]+\.h"
 room reader 'reader/[a-z_]+\.h'
-room send "$public|(send|methods|shared)/[a-z_]+\.h"
+room send "$public|(send|methods|reader|shared)/[a-z_]+\.h"
 room python 'methods/methods\.h'
 room inspect '(inspect|reader|shared)/[a-z_]+\.h'
 room service "mqc_(service|stream|methods)\.h|$made|(service|reader|shared)/[a-z_]+\.h"

@@ -4,17 +4,17 @@ _tarn_send() {
   local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} methods method="" one
   COMPREPLY=()
   case $before in
-    --ca | --cert | --key | --file | --output | --platform | --library | --html)
+    --ca | --cert | --key | --file | --output | --platform | --library | --html | --replay)
       compopt -o filenames 2>/dev/null
       COMPREPLY=($(compgen -f -- "$word"))
       return
       ;;
-    --to | --deadline | --server-name | --rate | --duration | --count | --in-flight | : | =) return ;;
+    --to | --deadline | --server-name | --rate | --duration | --count | --in-flight | --speed | : | =) return ;;
   esac
   if [[ $word == -* ]]; then
     COMPREPLY=($(compgen -W "$(printf '%s\n' --template --fields --methods --to --deadline --full --stream --ca \
       --cert --key --server-name --async --oneway --file --keep-going --dry-run --output --platform --library \
-      --load --rate --duration --count --in-flight --json --html --help --version)" -- "$word"))
+      --load --rate --duration --count --in-flight --json --html --replay --speed --check --help --version)" -- "$word"))
     return
   fi
   methods=$("$1" --methods 2>/dev/null | cut -d ' ' -f 1)
