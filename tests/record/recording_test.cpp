@@ -190,6 +190,14 @@ TEST_F(RecordingTest, KeepsTheLatestFiles) {
   EXPECT_LE(size, megabyte);
   EXPECT_GT(size, megabyte * 7 / 10);
   EXPECT_FALSE(fs::exists(former(4)));
+
+  // Where somebody has taken the present file away, the former ones stay what they are.
+  fs::remove(path_);
+  fs::remove(former(3));
+  begin(megabyte);
+  call();
+  EXPECT_TRUE(fs::exists(former(2)));
+  EXPECT_FALSE(fs::exists(former(3)));
 }
 
 TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
