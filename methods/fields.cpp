@@ -51,7 +51,7 @@ std::string takeIndex(std::string_view& path, Field& field) {
 std::string takeField(const Table& table, std::string_view& path, u32 base, Field& field) {
   const std::string_view name = take(path, ".[");
   const Slot* const slot = findSlot(table, name);
-  if (slot == nullptr) return noSuchField(table, name);
+  if (slot == nullptr) return shown(name) + ": " + noSuchField(table, name);
   field = fieldOf(*slot, base);
   const std::string fault = path.starts_with('[') ? takeIndex(path, field) : "";
   if (!fault.empty()) return std::string(name) + placed(fault);
@@ -107,11 +107,15 @@ std::string_view nearest(std::string_view name, const std::vector<std::string_vi
       candidates, {}, [name](std::string_view candidate) { return changes(name, candidate); });
 }
 
+std::string shown(std::string_view name) {
+  const std::string_view start = name.substr(0, longestShown);
+  return std::string(start) + (start == name ? "" : "...");
+}
+
 std::string noSuch(const char* what, std::string_view name,
                    const std::vector<std::string_view>& candidates) {
-  const std::string_view shown = name.substr(0, longestShown);
-  return std::string(shown) + (shown == name ? "" : "...") + ": no such " + what +
-         "; the nearest is " + std::string(nearest(shown, candidates));
+  const std::string_view found = nearest(name.substr(0, longestShown), candidates);
+  return std::string("no such ") + what + "; the nearest is " + std::string(found);
 }
 
 std::string noSuchField(const Table& table, std::string_view name) {

@@ -45,12 +45,17 @@ std::string findField(const Table& table, std::string_view path, Field& field);
 /// There is at least one.
 std::string_view nearest(std::string_view name, const std::vector<std::string_view>& candidates);
 
-/// "NAME: no such WHAT; the nearest is CANDIDATE"
+/// A name as a report shows it: cut where it is very long.
+std::string shown(std::string_view name);
+
+// Each of what the name does not name.
+
+/// "no such WHAT; the nearest is CANDIDATE"
 std::string noSuch(const char* what, std::string_view name,
                    const std::vector<std::string_view>& candidates);
-/// "NAME: no such field; the nearest is FIELD"
+/// "no such field; the nearest is FIELD"
 std::string noSuchField(const Table& table, std::string_view name);
-/// "NAME: no such method; the nearest is METHOD"
+/// "no such method; the nearest is METHOD"
 std::string noSuchMethod(std::string_view name);
 
 }  // namespace methods

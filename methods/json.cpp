@@ -1,48 +1,19 @@
 #include "methods/json.h"
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <stdexcept>
 
 namespace methods {
 namespace {
 
 using nlohmann::json;
 
-constexpr int deepest = 16;
+constexpr std::size_t deepest = 16;
 
-/// What is wrong with a text that is JSON.
-struct Refused : std::runtime_error {
-  using runtime_error::runtime_error;
-};
-
-/// Hears of a text's objects while they are parsed: the library keeps the last of equal names.
-class Names {
- public:
-  bool operator()(int depth, json::parse_event_t event, const json& parsed) {
-    if (depth >= deepest) throw Refused("nested deeper than " + std::to_string(deepest));
-    if (event == json::parse_event_t::object_start) open_.emplace_back();
-    if (event == json::parse_event_t::object_end) open_.pop_back();
-    if (event == json::parse_event_t::key) add(parsed.get_ref<const std::string&>());
-    return true;
-  }
-
- private:
-  struct Object {
-    std::set<std::string> names;
-    std::string last;
-  };
-
-  void add(const std::string& name) {
-    open_.back().last = name;
-    if (open_.back().names.insert(name).second) return;
-    std::string path;
-    for (const Object& object : open_) path += (path.empty() ? "" : ".") + object.last;
-    throw Refused(path + ": it stands twice in its object");
-  }
-
-  std::vector<Object> open_;
-};
+const char* typeOf(bool isObject) {
+  return isObject ? "object" : "array";
+}
 
 /// Without the library's own heading; on one line, where the line's number says nothing.
 std::string wordsOf(const std::exception& error, bool onOneLine) {
@@ -54,91 +25,189 @@ std::string wordsOf(const std::exception& error, bool onOneLine) {
   return words;
 }
 
-class Filling {
+/// Passes on what the parser finds, and knows where it is.
+class Reader : public json::json_sax_t {
  public:
-  explicit Filling(Request& request) : request_(request) {}
+  Reader(bool onOneLine, JsonListener& listener) : onOneLine_(onOneLine), listener_(listener) {}
 
-  /// @return what is wrong, behind the place in the table
-  std::string table(const Table& table, u32 base, const json& value) {
-    if (!value.is_object()) return placed(unfit(value, "an object"));
-    for (const auto& [name, member] : value.items()) {
-      const Slot* const slot = findSlot(table, name);
-      if (slot == nullptr) return std::string(".") + noSuchField(table, name);
-      const std::string fault = field(fieldOf(*slot, base), member);
-      if (!fault.empty()) return std::string(".").append(name).append(fault);
-    }
-    return "";
+  const std::string& fault() const { return fault_; }
+
+  bool null() override { return leaf({"null", {}, ""}); }
+  bool boolean(bool) override { return leaf({"boolean", {}, ""}); }
+  bool number_integer(json::number_integer_t value) override {
+    return value < 0 ? leaf({"number", {}, std::to_string(value)}) : number_unsigned(0);  // -0
+  }
+  bool number_unsigned(json::number_unsigned_t value) override {
+    return leaf({"number", value, ""});
+  }
+  bool number_float(json::number_float_t, const std::string& text) override {
+    return leaf({"number", {}, text});
+  }
+  bool string(std::string& text) override { return leaf({"string", {}, text}); }
+  bool binary(json::binary_t&) override { return false; }  // no part of a text
+
+  bool start_object(std::size_t) override { return start(true); }
+  bool start_array(std::size_t) override { return start(false); }
+  bool end_object() override { return end(); }
+  bool end_array() override { return end(); }
+
+  bool key(std::string& name) override {
+    open_.back().name = shown(name);
+    if (!open_.back().names.insert(name).second) return refuse("it stands twice in its object");
+    return hears(listener_.onName(name));
+  }
+
+  bool parse_error(std::size_t, const std::string&, const json::exception& error) override {
+    fault_ = wordsOf(error, onOneLine_);
+    return false;
   }
 
  private:
-  static std::string unfit(const json& value, const char* expected) {
-    return std::string(value.type_name()) + ", where " + expected + " is expected";
-  }
+  struct Open {
+    bool isObject;
+    std::set<std::string> names;
+    std::string name;
+    std::size_t count = 0;  // elements that have begun
+  };
 
-  std::string field(const Field& field, const json& value) {
-    if (field.kind == Kind::scalar) return placed(number(field, value));
-    if (field.kind == Kind::table) return table(*field.table, field.offset, value);
-    if (value.is_string() && Request::takesHex(field)) {
-      return placed(request_.setHex(field, value.get_ref<const std::string&>()));
+  std::string place() const {
+    std::string path;
+    for (const Open& open : open_) {
+      if (open.isObject && !path.empty()) path += '.';
+      path += open.isObject ? open.name : brackets(open.count - 1);
     }
-    if (!value.is_array()) {
-      const bool isBytes = Request::takesHex(field);
-      return placed(unfit(value, isBytes ? "an array or hexadecimal bytes" : "an array"));
-    }
-    return field.kind == Kind::tables ? tables(field, value) : numbers(field, value);
+    return path;
   }
 
-  std::string number(const Field& field, const json& value) {
-    if (!value.is_number()) return unfit(value, "a number");
-    if (!value.is_number_unsigned()) return notInRange(value.dump(), field);
-    return request_.setNumber(field, value.get<u64>());
+  bool refuse(const std::string& words) {
+    fault_ = place();
+    fault_ += (fault_.empty() ? "" : ": ") + words;
+    return false;
   }
 
-  std::string tables(const Field& field, const json& value) {
-    if (value.size() > field.count) return placed(tooLong(value.size(), field));
-    for (u32 i = 0; i < value.size(); ++i) {
-      const Field element = elementOf(field, i);
-      const std::string fault = table(*element.table, element.offset, value[i]);
-      if (!fault.empty()) return brackets(i) + fault;
-    }
-    return "";
+  bool hears(const std::string& fault) { return fault.empty() || refuse(fault); }
+
+  void begin() {
+    if (!open_.empty()) ++open_.back().count;
   }
 
-  std::string numbers(const Field& field, const json& value) {
-    std::vector<u64> elements;
-    elements.reserve(value.size());
-    for (const json& element : value) {
-      if (!element.is_number_unsigned()) {
-        const std::string place = brackets(elements.size()) + ": ";
-        if (!element.is_number()) return place + unfit(element, "a number");
-        return place + notInRange(element.dump(), field);
-      }
-      elements.push_back(element.get<u64>());
-    }
-    return placed(request_.setNumbers(field, elements));
+  bool leaf(const Leaf& leaf) {
+    begin();
+    return hears(listener_.onLeaf(leaf));
   }
 
-  Request& request_;
+  bool start(bool isObject) {
+    begin();
+    if (open_.size() == deepest) return refuse("nested deeper than " + std::to_string(deepest));
+    if (!hears(listener_.onStart(isObject))) return false;
+    open_.push_back({isObject, {}, "", 0});
+    return true;
+  }
+
+  bool end() {
+    open_.pop_back();
+    return hears(listener_.onEnd());
+  }
+
+  const bool onOneLine_;
+  JsonListener& listener_;
+  std::vector<Open> open_;
+  std::string fault_;
 };
+
+bool isArray(const Field& field) {
+  return field.kind != Kind::scalar && field.kind != Kind::table;
+}
+
+const char* expectedFor(const Field& field) {
+  if (field.kind == Kind::scalar) return "a number";
+  if (field.kind == Kind::table) return "an object";
+  return Request::takesHex(field) ? "an array or hexadecimal bytes" : "an array";
+}
+
+std::string rangeFault(const Leaf& leaf, const Field& field) {
+  return notInRange(leaf.number ? std::to_string(*leaf.number) : leaf.text, field);
+}
 
 }  // namespace
 
-std::string parseJson(std::string_view text, json& value) try {
-  Names names;
-  value = json::parse(text, std::ref(names));
-  return "";
-} catch (const Refused& refused) {
-  return refused.what();
-} catch (const json::exception& error) {
-  return wordsOf(error, text.find('\n') == std::string_view::npos);
+std::string readJson(std::string_view text, JsonListener& listener) {
+  Reader reader(text.find('\n') == std::string_view::npos, listener);
+  json::sax_parse(text, &reader);
+  return reader.fault();
 }
 
-std::string readRequest(const Method& method, const json& value, Request& request,
-                        const std::string& place) {
+RequestListener::RequestListener(const Method& method, Request& request)
+    : request_(request), next_{Kind::table, method.request->recordSize, 1, 0, 0, method.request} {
   request = Request(*method.request);
-  const std::string fault = Filling(request).table(*method.request, 0, value);
-  if (fault.empty() || !place.empty()) return fault.empty() ? "" : place + fault;
-  return fault.starts_with('.') ? fault.substr(1) : "the request" + fault;
+}
+
+/// The field that a value goes to.
+std::string RequestListener::takeNext(Field& field) {
+  field = next_;
+  if (open_.empty() || open_.back().field.kind == Kind::table) return "";
+  Open& array = open_.back();
+  if (array.count == array.field.count) {
+    return "the array has " + std::to_string(array.field.count) + " elements";
+  }
+  field = elementOf(array.field, array.count++);
+  return "";
+}
+
+std::string RequestListener::onLeaf(const Leaf& leaf) {
+  if (!open_.empty() && open_.back().field.kind == Kind::buffer) return addByte(leaf);
+  Field field{};
+  std::string fault = takeNext(field);
+  if (!fault.empty()) return fault;
+  const std::string_view type = leaf.type;
+  if (type == "string" && Request::takesHex(field)) return request_.setHex(field, leaf.text);
+  if (type != "number" || field.kind != Kind::scalar) return unfit(leaf.type, expectedFor(field));
+  return leaf.number ? request_.setNumber(field, *leaf.number) : rangeFault(leaf, field);
+}
+
+std::string RequestListener::addByte(const Leaf& leaf) {
+  const Field byte = {Kind::scalar, 1, 1, 0, 1, nullptr};
+  if (std::string_view(leaf.type) != "number") return unfit(leaf.type, expectedFor(byte));
+  if (!leaf.number || *leaf.number > UINT8_MAX) return rangeFault(leaf, byte);
+  open_.back().bytes.push_back(static_cast<u8>(*leaf.number));
+  return "";
+}
+
+std::string RequestListener::onStart(bool isObject) {
+  if (!open_.empty() && open_.back().field.kind == Kind::buffer) {
+    return unfit(typeOf(isObject), "a number");
+  }
+  Field field{};
+  std::string fault = takeNext(field);
+  if (!fault.empty()) return fault;
+  if (isObject ? field.kind != Kind::table : !isArray(field)) {
+    return unfit(typeOf(isObject), expectedFor(field));
+  }
+  open_.push_back({field, 0, {}});
+  return "";
+}
+
+std::string RequestListener::onName(const std::string& name) {
+  const Field& record = open_.back().field;
+  const Slot* const slot = findSlot(*record.table, name);
+  if (slot == nullptr) return noSuchField(*record.table, name);
+  next_ = fieldOf(*slot, record.offset);
+  return "";
+}
+
+std::string RequestListener::onEnd() {
+  const Open ended = std::move(open_.back());
+  open_.pop_back();
+  return ended.field.kind == Kind::buffer ? request_.setBytes(ended.field, ended.bytes) : "";
+}
+
+std::string readRequest(const Method& method, std::string_view text, Request& request) {
+  RequestListener listener(method, request);
+  return readJson(text, listener);
+}
+
+std::string unfit(const char* found, const char* expected) {
+  return std::string(found) + ", where " + expected + " is expected";
 }
 
 }  // namespace methods

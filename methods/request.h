@@ -22,6 +22,8 @@ class Request {
 
   /// The record, as the method's exports take it.
   const void* data() const { return words_.data(); }
+  /// Whether it is no record yet.
+  bool isEmpty() const { return words_.empty(); }
 
   // Each sets a field of the record and returns what is wrong with the value, or nothing.
 
@@ -32,13 +34,14 @@ class Request {
   std::string setHex(const Field& field, std::string_view text);
   /// A vector or a buffer, from its elements. What an array has beyond them is zero.
   std::string setNumbers(const Field& field, const std::vector<u64>& values);
+  /// A vector of u8 or a buffer. What an array has beyond the bytes is zero.
+  std::string setBytes(const Field& field, const std::vector<u8>& bytes);
 
   /// Whether hexadecimal text can set the field.
   static bool takesHex(const Field& field);
 
  private:
   u8* at(const Field& field) { return reinterpret_cast<u8*>(words_.data()) + field.offset; }
-  std::string setBytes(const Field& field, const std::vector<u8>& bytes);
   std::string setBuffer(const Field& field, const std::vector<u8>& bytes);
 
   std::vector<u64> words_;

@@ -4,7 +4,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <nlohmann/json.hpp>
+#include <iterator>
+#include <optional>
 
 #include "methods/json.h"
 #include "methods/words.h"
@@ -12,51 +13,92 @@
 namespace send {
 namespace {
 
-using nlohmann::json;
+using methods::Leaf;
 
 constexpr std::string_view variants[] = {"sync", "async", "oneway"};
 constexpr std::size_t pieceSize = 65536;
 
-std::string readVariant(const json& value, Variant& variant) {
-  const std::string name = value.is_string() ? value.get<std::string>() : "";
-  for (const Variant one : {Variant::sync, Variant::async, Variant::oneway}) {
-    if (name != variants[static_cast<std::size_t>(one)]) continue;
-    variant = one;
+/// Fills an entry from a line's object.
+class LineListener : public methods::JsonListener {
+ public:
+  explicit LineListener(Entry& entry) : entry_(entry) {}
+
+  /// Whether the request stood before its method, so that the line has to be read again.
+  bool hasMissedRequest() const { return hasMissed_; }
+
+  std::string onLeaf(const Leaf& leaf) override {
+    if (isInRequest()) {
+      begin();
+      return request_ ? request_->onLeaf(leaf) : "";
+    }
+    if (depth_ == 0) return methods::unfit(leaf.type, "an object");
+    if (std::string_view(leaf.type) != "string") return methods::unfit(leaf.type, "a string");
+    return name_ == "method" ? readMethod(leaf.text) : readVariant(leaf.text);
+  }
+
+  std::string onStart(bool isObject) override {
+    const char* const type = isObject ? "object" : "array";
+    if (depth_ == 0 && !isObject) return methods::unfit(type, "an object");
+    if (depth_ > 0 && !isInRequest()) return methods::unfit(type, "a string");
+    begin();
+    ++depth_;
+    return request_ ? request_->onStart(isObject) : "";
+  }
+
+  std::string onName(const std::string& name) override {
+    if (depth_ > 1) return request_ ? request_->onName(name) : "";
+    name_ = name;
+    const std::vector<std::string_view> known = {"method", "request", "variant"};
+    const bool isKnown = std::ranges::find(known, name) != known.end();
+    return isKnown ? "" : methods::noSuch("name", name, known);
+  }
+
+  std::string onEnd() override {
+    --depth_;
+    return depth_ > 0 && request_ ? request_->onEnd() : "";
+  }
+
+ private:
+  bool isInRequest() const { return depth_ > 0 && name_ == "request"; }
+
+  /// At the request's own value.
+  void begin() {
+    if (depth_ != 1) return;
+    if (entry_.method == nullptr)
+      hasMissed_ = true;
+    else
+      request_.emplace(*entry_.method, entry_.request);
+  }
+
+  std::string readMethod(const std::string& name) {
+    entry_.method = methods::find(name);
+    if (entry_.method == nullptr) return methods::shown(name) + ": " + methods::noSuchMethod(name);
     return "";
   }
-  return "variant: neither \"sync\" nor \"async\" nor \"oneway\"";
-}
 
-std::string readMethod(const json& line, Entry& entry) {
-  const auto found = line.find("method");
-  if (found == line.end() || !found->is_string()) return "method: a name is missing";
-  const auto& name = found->get_ref<const std::string&>();
-  entry.method = methods::find(name);
-  return entry.method == nullptr ? methods::noSuchMethod(name) : "";
-}
-
-/// What is wrong with the names in a line.
-std::string unknownIn(const json& line) {
-  const std::vector<std::string_view> known = {"method", "request", "variant"};
-  for (const auto& [name, value] : line.items()) {
-    if (std::ranges::find(known, name) != known.end()) continue;
-    return methods::noSuch("name", name, known);
+  std::string readVariant(const std::string& name) {
+    const auto found = std::ranges::find(variants, name);
+    if (found == std::end(variants)) return "neither \"sync\" nor \"async\" nor \"oneway\"";
+    entry_.variant = static_cast<Variant>(found - std::begin(variants));
+    return "";
   }
-  return "";
-}
+
+  Entry& entry_;
+  std::size_t depth_ = 0;
+  std::string name_;  // in the line's object
+  std::optional<methods::RequestListener> request_;
+  bool hasMissed_ = false;
+};
 
 std::string readEntry(std::string_view text, Entry& entry) {
-  json line;
-  std::string fault = methods::parseJson(text, line);
+  LineListener first(entry);
+  std::string fault = methods::readJson(text, first);
   if (!fault.empty()) return fault;
-  if (!line.is_object()) return std::string(line.type_name()) + ", where an object is expected";
-  fault = unknownIn(line);
-  if (fault.empty()) fault = readMethod(line, entry);
-  if (fault.empty() && line.contains("variant"))
-    fault = readVariant(line["variant"], entry.variant);
-  if (!fault.empty()) return fault;
-  if (!line.contains("request")) line["request"] = json::object();
-  return methods::readRequest(*entry.method, line["request"], entry.request, "request");
+  if (entry.method == nullptr) return "method: it is missing";
+  if (entry.request.isEmpty()) entry.request = methods::Request(*entry.method->request);
+  if (!first.hasMissedRequest()) return "";
+  LineListener second(entry);
+  return methods::readJson(text, second);
 }
 
 std::string placeOf(const std::string& name, std::size_t line) {
@@ -70,12 +112,11 @@ bool isJson(const std::string& word) {
 
 /// Reads the JSON before a request's words.
 std::string readFirst(const std::string& word, Entry& entry) {
-  std::string text = word;
-  json value;
-  std::string fault = word == "-" ? readText("-", text) : "";
-  if (fault.empty()) fault = methods::parseJson(text, value);
-  if (fault.empty()) fault = methods::readRequest(*entry.method, value, entry.request);
-  return fault.empty() || word != "-" ? fault : "stdin: " + fault;
+  if (word != "-") return methods::readRequest(*entry.method, word, entry.request);
+  std::string text;
+  std::string fault = readText("-", text);
+  if (fault.empty()) fault = methods::readRequest(*entry.method, text, entry.request);
+  return fault.empty() ? "" : "stdin: " + fault;
 }
 
 }  // namespace

@@ -84,6 +84,23 @@ std::string reasonIn(std::string_view last, const methods::Method& method, const
 
 }  // namespace
 
+template <class Record>
+u32 Exports::callWith(Function function, const void* req, void* opt) {
+  using Call = u32 (*)(const Record*, void*);
+  return reinterpret_cast<Call>(function)(static_cast<const Record*>(req), opt);
+}
+
+template <class Record>
+u32 Exports::asyncWith(Function function, const void* req, RpcAsyncCallback cb, void* userData,
+                       void* opt) {
+  using Call = u32 (*)(const Record*, RpcAsyncCallback, void*, void*);
+  return reinterpret_cast<Call>(function)(static_cast<const Record*>(req), cb, userData, opt);
+}
+
+#define ROW(method, Record) {callWith<Record>, asyncWith<Record>},
+const Exports::Types Exports::typesOf[] = {MQC_FES_INTF_METHODS(ROW, ROW)};
+#undef ROW
+
 std::string Library::load(const std::string& platform, const std::string& library) {
   void* const calls = ::dlopen(placeOf(platform).c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (calls == nullptr) return loaderError("platform");
@@ -98,10 +115,12 @@ std::string Library::load(const std::string& platform, const std::string& librar
   if (loaded == nullptr) return loaderError("library");
   for (const methods::Method& method : methods::all) {
     Exports& found = exports_.emplace_back();
+    found.types_ = &Exports::typesOf[exports_.size() - 1];
     const std::string name = std::string("MqcFesIntf_") + method.name;
-    const bool isWhole =
-        find(loaded, name, found.call) && find(loaded, name + "_async", found.async) &&
-        find(loaded, name + "_oneway", found.oneway) && find(loaded, name + "SetIdl", found.setIdl);
+    const bool isWhole = find(loaded, name, found.call_) &&
+                         find(loaded, name + "_async", found.async_) &&
+                         find(loaded, name + "_oneway", found.oneway_) &&
+                         find(loaded, name + "SetIdl", found.setIdl_);
     if (!isWhole) return lacks("library " + library, name + " or one of its variants");
   }
   return "";

@@ -12,11 +12,36 @@
 namespace send {
 
 /// The four exports of a method; req is its request record.
-struct Exports {
-  u32 (*call)(const void* req, void* opt);
-  u32 (*async)(const void* req, RpcAsyncCallback cb, void* userData, void* opt);
-  u32 (*oneway)(const void* req, void* opt);
-  void (*setIdl)(IdlMsgDesc* desc);
+class Exports {
+ public:
+  u32 call(const void* req, void* opt) const { return types_->call(call_, req, opt); }
+  u32 async(const void* req, RpcAsyncCallback cb, void* userData, void* opt) const {
+    return types_->async(async_, req, cb, userData, opt);
+  }
+  u32 oneway(const void* req, void* opt) const { return types_->call(oneway_, req, opt); }
+  void setIdl(IdlMsgDesc* desc) const { setIdl_(desc); }
+
+ private:
+  friend class Library;
+  using Function = void (*)();
+  /// Call a function that takes a request of the method's type.
+  struct Types {
+    u32 (*call)(Function function, const void* req, void* opt);
+    u32 (*async)(Function function, const void* req, RpcAsyncCallback cb, void* userData,
+                 void* opt);
+  };
+  template <class Record>
+  static u32 callWith(Function function, const void* req, void* opt);
+  template <class Record>
+  static u32 asyncWith(Function function, const void* req, RpcAsyncCallback cb, void* userData,
+                       void* opt);
+  static const Types typesOf[];
+
+  const Types* types_ = nullptr;
+  Function call_ = nullptr;
+  Function async_ = nullptr;
+  Function oneway_ = nullptr;
+  void (*setIdl_)(IdlMsgDesc* desc) = nullptr;
 };
 
 /// A channel's settings, as the command line has them; empty and false: as the environment, or the

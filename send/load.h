@@ -1,20 +1,20 @@
 #ifndef SEND_LOAD_H
 #define SEND_LOAD_H
 
+#include <functional>
 #include <vector>
 
 #include "send/histogram.h"
-#include "send/library.h"
 #include "send/places.h"
 #include "send/schedule.h"
 #include "send/tally.h"
 
 namespace send {
 
-/// A message ready to be sent; load calls repeat it.
+/// A message ready to be sent, as often as a load wants.
 struct LoadCall {
-  const Exports* exports;
-  const void* request;
+  /// Sends it and returns the platform's status; of a one-way message, without a callback.
+  std::function<u32(RpcAsyncCallback cb, void* userData)> send;
   bool isOneway;
 };
 
@@ -23,11 +23,12 @@ struct LoadCall {
 /// it delayed it, counts as the slow one that it is.
 class Load {
  public:
-  /// @param calls at least one; their requests stay valid until all calls have been made
+  /// @param calls at least one
   Load(const LoadPlan& plan, std::vector<LoadCall> calls, LoadClock& clock);
 
-  /// Makes the calls: returns when the schedule has ended. Calls that are due and wait for a place
-  /// then have a second more.
+  /// Makes the calls: returns when the schedule has ended, or when no call has ended for as long as
+  /// the plan says while another waits for its place. Calls that are due at the end and wait for a
+  /// place have a second more.
   void send();
   /// Waits until no call is under way, as long as the plan says. Callbacks of calls that are then
   /// left may still come: the load must remain. Returns whether none is left.

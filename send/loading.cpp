@@ -17,13 +17,21 @@ using shared::Output;
 constexpr u64 samples = 200;
 constexpr u64 shortest = second / 10;
 
+LoadCall callOf(const Exports& exports, const Entry& entry) {
+  const void* const request = entry.request.data();
+  if (entry.variant == Variant::oneway) {
+    return {[&exports, request](auto...) { return exports.oneway(request, nullptr); }, true};
+  }
+  return {[&exports, request](RpcAsyncCallback cb, void* userData) {
+            return exports.async(request, cb, userData, nullptr);
+          },
+          false};
+}
+
 std::vector<LoadCall> callsOf(const Library& library, const std::vector<Entry>& requests) {
   std::vector<LoadCall> calls;
   calls.reserve(requests.size());
-  for (const Entry& entry : requests) {
-    calls.push_back(
-        {&library.of(*entry.method), entry.request.data(), entry.variant == Variant::oneway});
-  }
+  for (const Entry& entry : requests) calls.push_back(callOf(library.of(*entry.method), entry));
   return calls;
 }
 

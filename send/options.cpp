@@ -32,7 +32,7 @@ bool readDeadline(const std::string& text, std::string& milliseconds) {
 bool findMethod(const std::string& name, Options& options) {
   options.method = methods::find(name);
   if (options.method != nullptr) return true;
-  report("%s", methods::noSuchMethod(name).c_str());
+  report("%s: %s", methods::shown(name).c_str(), methods::noSuchMethod(name).c_str());
   return false;
 }
 

@@ -21,11 +21,9 @@ u64 Schedule::at(u64 call) const {
 
 u64 Schedule::due() const {
   if (!hasRate()) return 0;
-  if (has(count_ - 1)) return count_;
   const double seconds = static_cast<double>(end_ - start_) / static_cast<double>(second);
   auto calls = std::min(static_cast<u64>(seconds * rate_), count_);
-  while (calls > 0 && !has(calls - 1)) --calls;  // the division rounds
-  while (has(calls)) ++calls;
+  while (has(calls)) ++calls;  // the one begun, and what rounding has taken off
   return calls;
 }
 

@@ -25,7 +25,10 @@ sigset_t heldSignals() {
 }  // namespace
 
 Intervals::Intervals(const Load& load, u64 length)
-    : load_(load), length_(length), before_(read()), next_(load.schedule().start() + length) {}
+    : load_(load),
+      length_(length),
+      before_{load.schedule().start(), 0, 0, 0, Histogram().read()},
+      next_(load.schedule().start() + length) {}
 
 Sample Intervals::end() {
   State now = read();

@@ -21,7 +21,7 @@ struct Sample {
   u64 most;
 };
 
-/// A load in intervals.
+/// A load in intervals, the first of which begins with it.
 class Intervals {
  public:
   /// @param length of an interval, in nanoseconds

@@ -57,6 +57,8 @@ tarn-send: 2 of 3 requests sent: 1 with status 0, 1 with status 5" --to "$to" --
 end TERM
 answered 1 "sendRuleMac,1014,UNAVAILABLE: no connection to the service: failed to connect to all addresses; \
 last error: UNKNOWN: $to: No such file or directory" --to "$to" --async sendRuleMac
+TARN_GRPC_WAIT=1 answered 1 'sendRuleMac,1004,DEADLINE_EXCEEDED: no answer within the deadline' \
+  --to "$to" --deadline 0.2 sendRuleMac
 answered 1 "sendRuleMac,22,no handle, no request, or another argument is missing: TARN_GRPC_TARGET is 'unix:', \
 which has no path
 tarn_grpc: TARN_GRPC_TARGET is 'unix:', which has no path" --to unix: sendRuleMac
@@ -118,10 +120,11 @@ f1: string, where a number is expected|{"f1": "1"}
 f1: null, where a number is expected|{"f1": null}
 head: array, where an object is expected|{"head": []}
 f13: string, where an array is expected|{"f13": "00"}
-f11: 17 elements: the array has 16|{"f11": [{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{}]}
+f11\[16\]: the array has 16 elements|{"f11": [{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{}]}
 f11\[1\].f0: 17 elements: the array has 16|{"f11": [{}, {"f0": "0011223344556677889900112233445566"}]}
 f11\[1\].f0\[2\]: 256: not a whole number from 0 to 255|{"f11": [{}, {"f0": [0, 0, 256]}]}
 f11\[1\].f0\[1\]: boolean, where a number is expected|{"f11": [{}, {"f0": [0, true]}]}
+f18: 3 elements: the array has 2|f18=1,2,3
 f11\[16\]: the last element is \[15\]|f11[16].f0=1
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|f11[0].f0=00:1
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|{"f11": [{"f0": "00:1g"}]}
@@ -139,16 +142,19 @@ while IFS='|' read -r words line; do
   printf '%s\n' "$line" | cat mixed - >bad
   refuses 2 "bad:7: $words" --file bad
 done <<END
-sendRuleMc: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMc"}
-method: a name is missing\$|{"request": {}}
+method: sendRuleMc: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMc"}
+method: it is missing\$|{"request": {}}
 varint: no such name; the nearest is variant\$|{"method": "sendRuleMac", "varint": "sync"}
-variant: neither "sync" nor "async" nor "oneway"\$|{"method": "sendRuleMac", "variant": 1}
+variant: neither "sync" nor "async" nor "oneway"\$|{"method": "sendRuleMac", "variant": "on"}
 array, where an object is expected\$|[]
 request: array, where an object is expected\$|{"method": "sendRuleMac", "request": []}
 parse error .*ill-formed UTF-8|{"method": "$(printf '\377')"}
-nested deeper than 16\$|$(printf '[%.0s' $(seq 90000))
+array, where an object is expected\$|$(printf '[%.0s' $(seq 90000))
+request.*: nested deeper than 16\$|{"request": $(printf '[%.0s' $(seq 90000))
 END
 refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
+refuses 2 'f3\[1\]: 256: not a whole number from 0 to 255' ProcMqcBatchMsg '{"f3": [0, 256]}'
+refuses 2 'f3\[1\]: array, where a number is expected' ProcMqcBatchMsg '{"f3": [0, [1]]}'
 refuses 2 'sendRuleMc: no such method' --template sendRuleMc
 refuses 2 'stdin: parse error at column 1' sendRuleMac -
 refuses 2 'absent: No such file' --file absent
@@ -162,16 +168,17 @@ refuses 2 'an option.s value is empty' --to '' sendRuleMac
 (unset TARN_GRPC_TARGET && refuses 2 'no service to call; use --to TARGET' sendRuleMac) || exit 1
 refuses 1 'platform: ./absent.so: cannot open shared object' --platform ./absent.so sendRuleMac
 refuses 1 'library: absent.so: cannot open shared object' --library absent.so sendRuleMac
-refuses 1 "platform: $library: undefined symbol: RPC_" --platform "$library" sendRuleMac
+refuses 1 "platform: $library: undefined symbol: " --platform "$library" sendRuleMac
 refuses 1 'platform libm.so.6: it lacks RPC_GetRpcInvoke' --platform libm.so.6 sendRuleMac
 refuses 1 "library $platform: it lacks MqcFesIntf_" --platform "$platform" --library "$platform" sendRuleMac
 refuses 1 'capture directory .*/absent: No such file' --dry-run --file mixed --output absent
 refuses 1 'absent/file: No such file' --dry-run sendRuleMac --output absent/file
-for output in "--platform $platform --file lines" "--dry-run AddMqcSmoothMsg" --methods; do
+for output in "--platform $platform --keep-going --file lines" "--dry-run AddMqcSmoothMsg" --methods; do
   status=0
   # shellcheck disable=SC2086
   "$send" $output >/dev/full 2>said || status=$?
   [ "$status" -eq 1 ] && grep -q '^tarn-send: stdout: No space' said || fail "a full disk: $(cat said)"
+  [[ $output != *lines ]] || grep -q '^tarn-send: 1 of 3000 requests' said || fail "sent on: $(cat said)"
 done
 
 documented "$send"
