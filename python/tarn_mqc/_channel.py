@@ -133,6 +133,7 @@ class Channel(Methods):
 
 #: The channels that are not closed; they stay until the interpreter exits.
 opened: Set[Channel] = set()
+uses_environment = False
 has_ended = False
 
 
@@ -146,15 +147,15 @@ def wait_for_pending() -> int:
 
 @atexit.register
 def end() -> None:
-    """No call ends after the interpreter: the platform's thread could not report it."""
+    """No call is to end after the interpreter: the platform's thread could not report it."""
     global has_ended
     has_ended = True
-    uses_environment = any(channel._opt is None for channel in opened)
     for channel in list(opened):
         channel.close()
     close = loaded().close if uses_environment else None
     if close is not None:
         close(None)
+    wait_for_pending()
 
 
 os.register_at_fork(after_in_child=pending.clear)
@@ -214,9 +215,11 @@ def connect(target: Optional[str] = None, *, deadline: Optional[float] = None, s
     if has_ended:
         raise Error("the interpreter exits: no channel is made")
     library = loaded()
+    global uses_environment
     if target is None:
         if bytes(options) != bytes(Options(size=options.size)):
             raise TypeError("settings need a target; without one, the environment's hold")
+        uses_environment = True
         return Channel(library, None)
     if library.open is None:
         raise SetupError(f"{library.names[0]} has no channels to a target: connect() without arguments")

@@ -193,8 +193,8 @@ def test_interrupts_of_a_waiting_call(service, waits_at_once):
     with tarn_mqc.connect(service.address, deadline=60 if waits_at_once else 0.5) as mqc:
         service.pause()
         call = mqc.sendRuleMac.submit()
-        threading.Timer(0.1, os.kill, (os.getpid(), signal.SIGINT)).start()
         with pytest.raises(KeyboardInterrupt):
+            threading.Timer(0.1, os.kill, (os.getpid(), signal.SIGINT)).start()
             call.result() if waits_at_once else mqc.sendRuleMac()
             threading.Event().wait(60)  # a handler runs between two steps of the interpreter
         assert not waits_at_once or call.running()

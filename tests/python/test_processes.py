@@ -10,7 +10,8 @@ COUNT = int(os.environ.get("TARN_PYTHON_EXITS", "1"))
 
 UNDER_WAY = """
 import os, sys, threading, time, tarn_mqc
-mqc = tarn_mqc.connect("unix:/nowhere/socket", wait_for_ready=True, **{settings})
+TARGET = "unix:/nowhere/socket"
+mqc = tarn_mqc.connect({channel})
 calls = [mqc.sendRuleMac.submit() for _ in range(100)]
 for call in calls:
     call.add_done_callback({callback})
@@ -19,14 +20,15 @@ threading.Thread(target=mqc.sendRuleMac, daemon=True).start()
 """
 
 
-@pytest.mark.parametrize("settings", ["{}", "{'stream': True}"])
+@pytest.mark.parametrize("channel", ["", "TARGET, wait_for_ready=True", "TARGET, wait_for_ready=True, stream=True"])
 @pytest.mark.parametrize("callback", ["lambda call: print(call.result())", "lambda call: time.sleep(1.3)"],
                          ids=["short", "long"])
-def test_exit_with_calls_under_way(script, settings, callback):
-    ends = {"sys.exit(3)": 3, "": 0, "raise ZeroDivisionError('mine')": 1}
-    text = {end: UNDER_WAY.format(settings=settings, callback=callback, end=end) for end in ends}
+def test_exit_with_calls_under_way(script, channel, callback):
+    ends = {"sys.exit(3)": 3, "mqc.close()": 0, "raise ZeroDivisionError('mine')": 1}
+    text = {end: UNDER_WAY.format(channel=channel, callback=callback, end=end) for end in ends}
+    environment = {"TARN_GRPC_TARGET": "unix:/nowhere/socket", "TARN_GRPC_WAIT": "1"}
     for _ in range(COUNT):
-        processes = [(end, script(text[end])) for end in ends]
+        processes = [(end, script(text[end], **environment)) for end in ends]
         for end, process in processes:
             status, out, err = end_of(process)
             assert status == ends[end] and "atal" not in err and ("mine" in err) == (status == 1), err
