@@ -5,7 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,reader,inspect,service,python,scripts} "$work"
+cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,reader,inspect,send,service,python,scripts} "$work"
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
