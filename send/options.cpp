@@ -157,7 +157,7 @@ bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
   }
   if (texts.sample.empty() && texts.fields.empty()) return true;
   options.task = texts.sample.empty() ? Task::fields : Task::sample;
-  return findMethod(texts.sample + texts.fields, options);
+  return findMethod(texts.sample.empty() ? texts.fields : texts.sample, options);
 }
 
 }  // namespace
