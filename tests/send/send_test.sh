@@ -143,6 +143,7 @@ while IFS='|' read -r words line; do
   refuses 2 "bad:7: $words" --file bad
 done <<END
 method: sendRuleMc: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMc"}
+method: sendRuleMac.x00: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMac\\u0000"}
 method: it is missing\$|{"request": {}}
 varint: no such name; the nearest is variant\$|{"method": "sendRuleMac", "varint": "sync"}
 variant: neither "sync" nor "async" nor "oneway"\$|{"method": "sendRuleMac", "variant": "on"}
@@ -152,6 +153,8 @@ parse error .*ill-formed UTF-8|{"method": "$(printf '\377')"}
 array, where an object is expected\$|$(printf '[%.0s' $(seq 90000))
 request.*: nested deeper than 16\$|{"request": $(printf '[%.0s' $(seq 90000))
 END
+printf '%s\0%s' '{"method":"sendRuleMac"}' ' behind' >bad
+refuses 2 'bad:1: a zero byte at offset 24' --file bad
 refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
 refuses 2 'f3\[1\]: 256: not a whole number from 0 to 255' ProcMqcBatchMsg '{"f3": [0, 256]}'
 refuses 2 'f3\[1\]: array, where a number is expected' ProcMqcBatchMsg '{"f3": [0, [1]]}'
