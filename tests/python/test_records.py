@@ -29,6 +29,7 @@ REFUSED = [
     (lambda: RuleMac.from_dict([1]), TypeError, "RuleMac: list where a dict belongs"),
     (lambda: RuleMac.from_json('{"head": {"f0": 4294967296}}'), OverflowError, "RuleMac.head.f0: 4294967296"),
     (lambda: RuleMac.from_json("{"), ValueError, "Expecting"),
+    (lambda: RuleMac.from_json('{"f3": 1, "f3": 2}'), ValueError, "f3: it stands twice in its object"),
     (lambda: tarn_mqc.encode("sendRuleMac", RuleHead()), TypeError, "sendRuleMac takes RuleMac, not RuleHead"),
     (lambda: tarn_mqc.encode("sendRule", {}), ValueError, "no method is called sendRule"),
     (lambda: tarn_mqc.encode("ProcMqcBatchMsg", {}, full=True), ValueError, "ProcMqcBatchMsg has no full encoding"),
