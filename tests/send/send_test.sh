@@ -16,14 +16,15 @@ answered() {
     diff <(printf '%s\n' "$lines") - && [ "$status" -eq "$expected" ] || fail "$*: status $status"
 }
 
-serve out --listen "$to" --json --status match_any_oper=5
+serve out --listen "$to" --json --status match_any_oper=5 --status AddMqcSmoothMsg=16
 answered 0 'sendRuleMac,0,success' --to "$to" sendRuleMac '{"head": {"f0": 1}, "f3": 3}' f1=00:11:22:33:44:55 f3=0x25
 answered 1 "match_any_oper,5,a service's status" --to "$to" match_any_oper
+answered 1 'AddMqcSmoothMsg,16,busy: the limit of calls or bytes in flight is reached' --to "$to" AddMqcSmoothMsg
 for options in --async --oneway "--stream --full" "--deadline 2.5 --async --stream"; do
   # shellcheck disable=SC2086
   answered 0 'sendRuleMac,0,success' --to "$to" $options sendRuleMac '{"head":{"f0":1},"f1":"001122334455","f3":37}'
 done
-await "a line for each message" eval '[ "$(wc -l <out)" -eq 7 ]'
+await "a line for each message" eval '[ "$(wc -l <out)" -eq 8 ]'
 [ "$(grep -c '{"head": {"f0": 1,.*"f1": \[0,17,34,51,68,85\],"f2": \[0,0,0,0,0,0\],"f3": 37}$' out)" -eq 5 ] &&
   [ "$(grep -c ' full #' out)" -eq 1 ] || fail "another message arrives: $(cat out)"
 TARN_GRPC_TARGET=$to TARN_GRPC_FULL=1 "$send" sendRuleMac f3=1 >/dev/null
