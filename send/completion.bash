@@ -1,15 +1,20 @@
 # Completion of tarn-send for bash.
 
 _tarn_send() {
-  local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} method="" i
+  local word=${COMP_WORDS[COMP_CWORD]} line=${COMP_LINE:0:COMP_POINT} words before method="" i
   COMPREPLY=()
-  for ((i = 1; i < COMP_CWORD; ++i)); do
-    case ${COMP_WORDS[i]} in
+  read -rd '' -a words <<<"$line"  # the shell's own words also end at : and =
+  [[ $line != *[[:space:]] ]] || words+=("")
+  local IFS=$'\n'
+  before=${words[-2]}
+  [[ ${words[-1]} != --*=* ]] || before=${words[-1]%%=*}
+  for ((i = 1; i < ${#words[@]} - 1; ++i)); do
+    case ${words[i]} in
       --to | --deadline | --ca | --cert | --key | --server-name | --file | --output | --platform | --library | \
         --rate | --duration | --count | --in-flight | --html) ((++i)) ;;
       -*) ;;
       *)
-        method=${COMP_WORDS[i]}
+        method=${words[i]}
         break
         ;;
     esac
@@ -17,7 +22,7 @@ _tarn_send() {
   case $before in
     --ca | --cert | --key | --file | --output | --platform | --library | --html)
       compopt -o filenames 2>/dev/null
-      COMPREPLY=($(compgen -f -- "$word"))
+      COMPREPLY=($(compgen -f -- "${word#=}"))
       return
       ;;
     --to | --deadline | --server-name | --rate | --duration | --count | --in-flight) return ;;

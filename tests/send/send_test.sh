@@ -190,7 +190,9 @@ documented "$send"
 . "$source/send/completion.bash"
 # completed WORD...: what the shell offers for the last word
 completed() {
-  COMP_WORDS=("$send" "$@") COMP_CWORD=$#
+  COMP_LINE="$send $*"
+  read -ra COMP_WORDS <<<"$(sed 's/[:=]/ & /g' <<<"$COMP_LINE")"  # as the shell does
+  COMP_POINT=${#COMP_LINE} COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
   _tarn_send "$send"
   printf '%s\n' "${COMPREPLY[@]}"
 }
