@@ -165,6 +165,7 @@ refuses 2 'absent: No such file' --file absent
 refuses 2 'sendRuleMac beside --file' --file mixed sendRuleMac
 refuses 2 '--dry-run of several requests needs --output FOLDER' --dry-run --file mixed
 refuses 2 '--output is for --dry-run' --output kept sendRuleMac
+refuses 2 '--dry-run beside --load' --dry-run --load sendRuleMac
 refuses 2 '--bogus: no such option' --bogus
 for seconds in 0 3600.1 1e1 -1 nan 1s; do refuses 2 "--deadline $seconds: not seconds" --deadline $seconds sendRuleMac; done
 refuses 2 '--stream needs a platform that has TarnGrpc_open' --platform "$loopback" --stream sendRuleMac
