@@ -85,6 +85,9 @@ TEST(Histogram, PercentilesAreThoseOfTheSortedValues) {
   expectPercentiles(histogram.read().since(before), late);
   EXPECT_EQ(before.most(), ~u64{0});
   EXPECT_EQ(Histogram().read().percentile(50), 0u);
+  Histogram thousand;
+  for (int i = 0; i < 1000; ++i) thousand.add(i < 999 ? 1 : 2);
+  EXPECT_EQ(thousand.read().percentile(99.9), 1u);
 
   u64 end = 0;
   for (const Bucket& bucket : before.buckets()) {

@@ -16,14 +16,15 @@ answered() {
     diff <(printf '%s\n' "$lines") - && [ "$status" -eq "$expected" ] || fail "$*: status $status"
 }
 
-serve out --listen "$to" --json --status match_any_oper=5
+serve out --listen "$to" --json --status match_any_oper=5 --status AddMqcSmoothMsg=16
 answered 0 'sendRuleMac,0,success' --to "$to" sendRuleMac '{"head": {"f0": 1}, "f3": 3}' f1=00:11:22:33:44:55 f3=0x25
 answered 1 "match_any_oper,5,a service's status" --to "$to" match_any_oper
+answered 1 'AddMqcSmoothMsg,16,busy: the limit of calls or bytes in flight is reached' --to "$to" AddMqcSmoothMsg
 for options in --async --oneway "--stream --full" "--deadline 2.5 --async --stream"; do
   # shellcheck disable=SC2086
   answered 0 'sendRuleMac,0,success' --to "$to" $options sendRuleMac '{"head":{"f0":1},"f1":"001122334455","f3":37}'
 done
-await "a line for each message" eval '[ "$(wc -l <out)" -eq 7 ]'
+await "a line for each message" eval '[ "$(wc -l <out)" -eq 8 ]'
 [ "$(grep -c '{"head": {"f0": 1,.*"f1": \[0,17,34,51,68,85\],"f2": \[0,0,0,0,0,0\],"f3": 37}$' out)" -eq 5 ] &&
   [ "$(grep -c ' full #' out)" -eq 1 ] || fail "another message arrives: $(cat out)"
 TARN_GRPC_TARGET=$to TARN_GRPC_FULL=1 "$send" sendRuleMac f3=1 >/dev/null
@@ -144,6 +145,7 @@ while IFS='|' read -r words line; do
   refuses 2 "bad:7: $words" --file bad
 done <<END
 method: sendRuleMc: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMc"}
+method: sendRuleMac.x00: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMac\\u0000"}
 method: it is missing\$|{"request": {}}
 varint: no such name; the nearest is variant\$|{"method": "sendRuleMac", "varint": "sync"}
 variant: neither "sync" nor "async" nor "oneway"\$|{"method": "sendRuleMac", "variant": "on"}
@@ -153,6 +155,8 @@ parse error .*ill-formed UTF-8|{"method": "$(printf '\377')"}
 array, where an object is expected\$|$(printf '[%.0s' $(seq 90000))
 request.*: nested deeper than 16\$|{"request": $(printf '[%.0s' $(seq 90000))
 END
+printf '%s\0%s' '{"method":"sendRuleMac"}' ' behind' >bad
+refuses 2 'bad:1: a zero byte at offset 24' --file bad
 refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
 refuses 2 'f3\[1\]: 256: not a whole number from 0 to 255' ProcMqcBatchMsg '{"f3": [0, 256]}'
 refuses 2 'f3\[1\]: array, where a number is expected' ProcMqcBatchMsg '{"f3": [0, [1]]}'
@@ -162,6 +166,7 @@ refuses 2 'absent: No such file' --file absent
 refuses 2 'sendRuleMac beside --file' --file mixed sendRuleMac
 refuses 2 '--dry-run of several requests needs --output FOLDER' --dry-run --file mixed
 refuses 2 '--output is for --dry-run' --output kept sendRuleMac
+refuses 2 '--dry-run beside --load' --dry-run --load sendRuleMac
 refuses 2 '--bogus: no such option' --bogus
 for seconds in 0 3600.1 1e1 -1 nan 1s; do refuses 2 "--deadline $seconds: not seconds" --deadline $seconds sendRuleMac; done
 refuses 2 '--stream needs a platform that has TarnGrpc_open' --platform "$loopback" --stream sendRuleMac
@@ -187,7 +192,9 @@ documented "$send"
 . "$source/send/completion.bash"
 # completed WORD...: what the shell offers for the last word
 completed() {
-  COMP_WORDS=("$send" "$@") COMP_CWORD=$#
+  COMP_LINE="$send $*"
+  read -ra COMP_WORDS <<<"$(sed 's/[:=]/ & /g' <<<"$COMP_LINE")"  # as the shell does
+  COMP_POINT=${#COMP_LINE} COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
   _tarn_send "$send"
   printf '%s\n' "${COMPREPLY[@]}"
 }
