@@ -144,17 +144,13 @@ struct Texts {
 };
 
 struct Numbers {
-<<<<<<< HEAD
-  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0, check = 0;
-=======
-  int task = 0, dryRun = 0, load = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0;
+  int task = 0, dryRun = 0, load = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0, check = 0;
 
   Task whatToDo() const {
     if (task != 0) return static_cast<Task>(task);
     if (load != 0) return Task::load;
     return dryRun != 0 ? Task::dryRun : Task::send;
   }
->>>>>>> hands
 
   std::vector<option> options() {
     const auto sets = [](const char* name, int& number, auto value) {

@@ -5,11 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-<<<<<<< HEAD
 cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,record,reader,inspect,send,service,python,scripts} "$work"
-=======
-cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,reader,inspect,send,service,python,scripts} "$work"
->>>>>>> hands
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
