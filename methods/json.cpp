@@ -132,6 +132,9 @@ std::string rangeFault(const Leaf& leaf, const Field& field) {
 }  // namespace
 
 std::string readJson(std::string_view text, JsonListener& listener) {
+  // The parser would take it for the text's end, whatever follows.
+  const std::size_t zero = text.find('\0');
+  if (zero != std::string_view::npos) return "a zero byte at offset " + std::to_string(zero);
   Reader reader(text.find('\n') == std::string_view::npos, listener);
   json::sax_parse(text, &reader);
   return reader.fault();

@@ -31,7 +31,8 @@ void Calls::make(const Entry& entry) {
     ++open_;
   }
   u32 status = submit(*call);
-  if (library_.isBusy(status)) {
+  // The limit is one of calls that do not wait; from another, it is the service's own status.
+  if (entry.variant != Variant::sync && library_.isBusy(status)) {
     library_.drain(static_cast<u32>(longest_.count()));
     status = submit(*call);
   }

@@ -145,14 +145,21 @@ struct Texts {
 };
 
 struct Numbers {
-  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0, check = 0, failed = 0;
+  int task = 0, dryRun = 0, load = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0;
+  int check = 0, failed = 0;
+
+  Task whatToDo() const {
+    if (task != 0) return static_cast<Task>(task);
+    if (load != 0) return Task::load;
+    return dryRun != 0 ? Task::dryRun : Task::send;
+  }
 
   std::vector<option> options() {
     const auto sets = [](const char* name, int& number, auto value) {
       return option{name, no_argument, &number, static_cast<int>(value)};
     };
-    return {sets("dry-run", task, Task::dryRun),
-            sets("load", task, Task::load),
+    return {sets("dry-run", dryRun, 1),
+            sets("load", load, 1),
             sets("methods", task, Task::methods),
             sets("help", task, Task::help),
             sets("version", task, Task::version),
@@ -209,7 +216,11 @@ bool parse(int argc, char** argv, Numbers& numbers, Texts& texts, Options& optio
 
 /// Reads what needs more than its place.
 bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
-  options.task = static_cast<Task>(numbers.task);
+  if (numbers.dryRun != 0 && numbers.load != 0) {
+    report("--dry-run beside --load: a load is sent");
+    return false;
+  }
+  options.task = numbers.whatToDo();
   options.variant = static_cast<Variant>(numbers.variant);
   options.channel.full = numbers.full != 0;
   options.channel.stream = numbers.stream != 0;
@@ -225,7 +236,7 @@ bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
   }
   if (texts.sample.empty() && texts.fields.empty()) return true;
   options.task = texts.sample.empty() ? Task::fields : Task::sample;
-  return findMethod(texts.sample + texts.fields, options);
+  return findMethod(texts.sample.empty() ? texts.fields : texts.sample, options);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "send/sending.h"
 #include "send/watch.h"
 #include "shared/output.h"
+#include "shared/printable.h"
 #include "shared/report.h"
 
 const char* const shared::reporter = "tarn-send";
@@ -30,9 +31,9 @@ int print(const std::string& text) {
   return output.close() ? 0 : failed;
 }
 
-/// Reports a fault, if there is one.
+/// Reports a fault, if there is one. A name in it may have zero bytes.
 bool isSound(const std::string& fault) {
-  if (!fault.empty()) report("%s", fault.c_str());
+  if (!fault.empty()) report("%s", shared::printable(fault).c_str());
   return fault.empty();
 }
 

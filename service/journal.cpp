@@ -21,6 +21,9 @@ static_assert(mqc::maxMessageBytes == reader::maxMessageBytes);
 // Its line of JSON is five times as long, and nobody reads that.
 constexpr std::size_t longestShown = 65536;
 
+/// The status that callers have of an error, less its code.
+constexpr std::uint32_t refused = 1000;
+
 const char compact[] = "compact";
 const char full[] = "full";
 const char damaged[] = "damaged";
@@ -67,11 +70,25 @@ std::string shown(const reader::Schema& schema, const reader::Schema::Method& me
 }  // namespace
 
 bool Journal::open() {
-  return options_.capture.empty() || capture_.setDir(options_.capture.c_str()) == TARN_STATUS_OK;
+  const Options& set = options_;
+  if (!set.capture.empty() && capture_.setDir(set.capture.c_str()) != TARN_STATUS_OK) return false;
+  return set.record.empty() ||
+         shared::startRecording(recording_, set.record.c_str(), set.recordMegabytes);
 }
 
-grpc::Status Journal::take(const reader::Schema::Method& method, const std::string& sequence,
-                           Bytes message, std::uint32_t& status) {
+grpc::Status Journal::take(const reader::Schema::Method& method, shared::CallVariant variant,
+                           const std::string& sequence, Bytes message, std::uint32_t& status) {
+  if (options_.record.empty()) return answer(method, sequence, message, status);
+  const auto size = static_cast<std::uint32_t>(message.size());
+  const std::uint64_t recorded = recording_.request(variant, method.name, message, size);
+  grpc::Status taken = answer(method, sequence, message, status);
+  recording_.end(recorded, method.name,
+                 taken.ok() ? status : refused + static_cast<std::uint32_t>(taken.error_code()));
+  return taken;
+}
+
+grpc::Status Journal::answer(const reader::Schema::Method& method, const std::string& sequence,
+                             Bytes message, std::uint32_t& status) {
   const std::string& name = method.name;
   const std::size_t size = message.size();
   std::vector<reader::Item> items;

@@ -38,6 +38,15 @@ bool readStatus(const std::string& text, const reader::Schema& schema, Options& 
   return false;
 }
 
+bool readMegabytes(const std::string& text, Options& options) {
+  if (readNumber(text, options.recordMegabytes) && options.recordMegabytes > 0 &&
+      options.recordMegabytes <= shared::mostMegabytes) {
+    return true;
+  }
+  report("--record-mb %s: not a number from 1 to %u", text.c_str(), shared::mostMegabytes);
+  return false;
+}
+
 bool isLoopback(const std::string& host) {
   in_addr address{};
   return host == "localhost" || host == "[::1]" ||
@@ -88,6 +97,11 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
     case 'd':
       options.capture = optarg;
       return true;
+    case 'r':
+      options.record = optarg;
+      return true;
+    case 'm':
+      return readMegabytes(optarg, options);
     case 'c':
       options.cert = optarg;
       return true;
@@ -121,6 +135,8 @@ const char* const usage =
     "  --status N           answer every request with the status N (0)\n"
     "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
     "  --capture DIR        keep every answered request as a file here, for tarn-inspect\n"
+    "  --record FILE        record every request and its status in this file, for Wireshark\n"
+    "  --record-mb N        the most megabytes of the recording (64); its oldest part is dropped\n"
     "  --cert FILE          TLS: the service's certificate, PEM,\n"
     "  --key FILE           and its private key, PEM\n"
     "  --ca FILE            accept only clients with a certificate signed by this one, PEM\n"
@@ -135,6 +151,7 @@ std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& 
   static const option known[] = {
       {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
       {"status", required_argument, nullptr, 's'}, {"capture", required_argument, nullptr, 'd'},
+      {"record", required_argument, nullptr, 'r'}, {"record-mb", required_argument, nullptr, 'm'},
       {"cert", required_argument, nullptr, 'c'},   {"key", required_argument, nullptr, 'k'},
       {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'v'},      {}};

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "reader/schema.h"
+#include "shared/start_recording.h"
 
 namespace service {
 
@@ -17,6 +18,8 @@ struct Options {
   std::uint32_t status = 0;
   std::map<std::string, std::uint32_t> statusOf;  ///< by method, before status
   std::string capture;
+  std::string record;
+  std::uint32_t recordMegabytes = shared::usualMegabytes;
   std::string cert, key, ca;
 
   bool help = false;

@@ -27,8 +27,8 @@ class Call final : public grpc::ServerGenericBidiReactor {
     }
     message_.Clear();  // a long one was in many slices
     std::uint32_t status = 0;
-    const grpc::Status taken =
-        journal_.take(method_, sequence_, {bytes.begin(), bytes.size()}, status);
+    const grpc::Status taken = journal_.take(method_, shared::CallVariant::sync, sequence_,
+                                             {bytes.begin(), bytes.size()}, status);
     if (!taken.ok()) return Finish(taken);
     const auto reply = mqc::reply(status);
     reply_ = grpc::ByteBuffer(&reply.BorrowSlice(), 1);

@@ -10,6 +10,16 @@ namespace service {
 
 using mqc::streams::Answer;
 
+namespace {
+
+shared::CallVariant variantOf(const mqc::streams::Call& call) {
+  if (call.variant == mqc::MqcVariant_Async) return shared::CallVariant::async;
+  if (call.variant == mqc::MqcVariant_Oneway) return shared::CallVariant::oneway;
+  return shared::CallVariant::sync;
+}
+
+}  // namespace
+
 /// One stream. The reactor owns itself until gRPC is done with it. Its calls are handled by whoever
 /// brings them, a message or the place that a written message of answers has left; never by two
 /// threads at a time.
@@ -119,8 +129,8 @@ Answer Stream::handle(const mqc::streams::Call& call) {
   } else if (call.message == nullptr) {
     answer.fault = journal.takeNothing(*method);
   } else {
-    answer.fault = journal.take(*method, std::to_string(call.sequence), {call.message, call.size},
-                                answer.status);
+    answer.fault = journal.take(*method, variantOf(call), std::to_string(call.sequence),
+                                {call.message, call.size}, answer.status);
   }
   return answer;
 }

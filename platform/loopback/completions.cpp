@@ -63,6 +63,7 @@ void Completions::startAfresh() {
 void Completions::run() {
   for (;;) {
     const Completion completion = take();
+    completion.recorded.end(completion.status);
     completion.callback(completion.status, completion.userData);
     const std::lock_guard lock(mutex_);
     ++doneCount_;

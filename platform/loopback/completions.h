@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "mqc_fes_intf.h"
+#include "platform/loopback/recording.h"
 #include "tarn/status.h"
 
 namespace loopback {
@@ -18,6 +19,7 @@ class Completions {
     RpcAsyncCallback callback;
     void* userData;
     u32 status;
+    RecordedCall recorded;
   };
 
   /// Starts the thread unless it runs; a failure is reported.

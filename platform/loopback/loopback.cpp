@@ -3,10 +3,13 @@
 #include <pthread.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <new>
 
 #include "platform/loopback/state.h"
 #include "shared/report.h"
+#include "shared/start_recording.h"
+#include "shared/temporary_file.h"
 
 const char* const shared::reporter = "tarn_loopback";
 
@@ -30,6 +33,11 @@ void State::unlock() {
   capture.unlock();
 }
 
+void State::recordInChild() {
+  if (settings.recording != nullptr) settings.recording->calls.inChild();
+  if (environment.recording != nullptr) environment.recording->calls.inChild();
+}
+
 namespace {
 
 // A lock that another thread held would stay locked in the child. Registered when the library is
@@ -38,6 +46,7 @@ namespace {
     pthread_atfork([] { state().lock(); }, [] { state().unlock(); },
                    [] {
                      state().completions.startAfresh();
+                     state().recordInChild();
                      state().unlock();
                    });
 
@@ -46,6 +55,48 @@ void change(Change apply) {
   const std::lock_guard lock(state().mutex);
   apply(state().settings);
 }
+
+/// The recording of that path, if it is set or the environment's.
+std::shared_ptr<Recording> known(const std::string& path) {
+  const std::lock_guard lock(state().mutex);
+  for (const auto& recording : {state().settings.recording, state().environment.recording}) {
+    if (recording != nullptr && recording->path == path) return recording;
+  }
+  return nullptr;
+}
+
+TarnStatus record(const std::string& path) {
+  std::shared_ptr<Recording> recording = known(path);
+  if (recording == nullptr) {
+    recording = std::make_shared<Recording>(path);
+    if (!shared::startRecording(recording->calls, path.c_str(), shared::usualMegabytes)) {
+      return TARN_STATUS_CAPTURE;
+    }
+  }
+  change([&](Settings& settings) { settings.recording.swap(recording); });
+  return TARN_STATUS_OK;
+}
+
+const char* variable(const char* name) {
+  const char* const value = ::secure_getenv(name);
+  return value != nullptr ? value : "";
+}
+
+/// That of the environment, NULL for none.
+const char* captureDir() {
+  const std::string& dir = state().environment.captureDir;
+  return dir.empty() ? nullptr : dir.c_str();
+}
+
+// When the library is loaded, which no other thread does at the same time.
+[[maybe_unused]] const bool isSetUp = [] {
+  state().environment.captureDir = variable("TARN_LOOPBACK_CAPTURE");
+  TarnLoopback_setCaptureDir(captureDir());
+  const char* const recording = variable("TARN_LOOPBACK_RECORD");
+  if (*recording != '\0') TarnLoopback_setRecording(recording);
+  state().environment.recording = state().settings.recording;
+  return true;
+}();
 
 }  // namespace
 }  // namespace loopback
@@ -75,6 +126,15 @@ u32 TarnLoopback_setCaptureDir(const char* path) {
   return loopback::state().capture.setDir(path);
 }
 
+u32 TarnLoopback_setRecording(const char* path) try {
+  if (path != nullptr) return loopback::record(shared::absolute(path));
+  std::shared_ptr<loopback::Recording> former;
+  loopback::change([&](Settings& settings) { settings.recording.swap(former); });
+  return TARN_STATUS_OK;
+} catch (const std::bad_alloc&) {
+  return TARN_STATUS_NO_RESOURCES;
+}
+
 u64 TarnLoopback_delivered(TarnVariant variant) {
   u64 count = 0;
   loopback::change([&](Settings& settings) {
@@ -91,6 +151,9 @@ u32 TarnLoopback_drain(void) {
 u32 TarnLoopback_reset(void) {
   const u32 status = TarnLoopback_drain();
   if (status != TARN_STATUS_OK) return status;
-  loopback::change([](Settings& settings) { settings = {}; });
-  return TarnLoopback_setCaptureDir(nullptr);
+  loopback::change([](Settings& settings) {
+    settings = {};
+    settings.recording = loopback::state().environment.recording;
+  });
+  return TarnLoopback_setCaptureDir(loopback::captureDir());
 }

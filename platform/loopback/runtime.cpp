@@ -26,8 +26,14 @@ u32 deliver(const TarnMessage& message) {
   return settings.receiver(&message, settings.receiverData);
 }
 
+std::shared_ptr<Recording> recording() {
+  const std::lock_guard lock(state().mutex);
+  return state().settings.recording;
+}
+
+/// Sends a message, whose end the caller is to record.
 u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, const IdlMsgDesc* desc,
-         TarnVariant variant) try {
+         TarnVariant variant, RecordedCall& recorded) try {
   if (!shared::isComplete(handle, req, method, desc)) return TARN_STATUS_INVALID;
   shared::Encoding compact;
   shared::Encoding full;
@@ -37,10 +43,20 @@ u32 send(void* handle, const void* req, u64 reqSize, const MethodId* method, con
   }
   if (encoded != TARN_STATUS_OK) return encoded;
   void* const opt = *static_cast<void* const*>(handle);
-  return deliver(
-      {*method, variant, reqSize, opt, compact.bytes(), compact.size(), full.bytes(), full.size()});
+  const TarnMessage message = {*method,         variant,        reqSize,      opt,
+                               compact.bytes(), compact.size(), full.bytes(), full.size()};
+  recorded = RecordedCall(recording(), message);
+  return deliver(message);
 } catch (const std::bad_alloc&) {
   return TARN_STATUS_NO_RESOURCES;
+}
+
+u32 sendWhole(void* handle, const void* req, u64 reqSize, const MethodId* method,
+              const IdlMsgDesc* desc, TarnVariant variant) {
+  RecordedCall recorded;
+  const u32 status = send(handle, req, reqSize, method, desc, variant, recorded);
+  recorded.end(status);
+  return status;
 }
 
 u32 completionStatus() {
@@ -51,11 +67,16 @@ u32 completionStatus() {
 /// An asynchronous call; all that its completion needs is allocated before anything is delivered.
 u32 sendAndPost(void* handle, const void* req, const MethodId* method, const IdlMsgDesc* desc,
                 const AsyncCallCtx& ctx) try {
-  std::list<Completions::Completion> completion = {{ctx.cb, ctx.userData, 0}};
+  std::list<Completions::Completion> completion = {{ctx.cb, ctx.userData, 0, {}}};
   const TarnStatus started = state().completions.start();
   if (started != TARN_STATUS_OK) return started;
-  const u32 status = send(handle, req, ctx.reqSize, method, desc, TARN_VARIANT_ASYNC);
-  if (status == TARN_STATUS_OK) state().completions.post(std::move(completion), completionStatus());
+  RecordedCall& recorded = completion.front().recorded;
+  const u32 status = send(handle, req, ctx.reqSize, method, desc, TARN_VARIANT_ASYNC, recorded);
+  if (status != TARN_STATUS_OK) {
+    recorded.end(status);
+  } else {
+    state().completions.post(std::move(completion), completionStatus());
+  }
   return status;
 } catch (const std::bad_alloc&) {
   return TARN_STATUS_NO_RESOURCES;
@@ -75,17 +96,17 @@ void* RPC_GetRpcInvoke(RpcServerAddr*, void* opt) try {
 
 u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const MethodId* method,
                              const IdlMsgDesc* desc) {
-  return loopback::send(handle, req, reqSize, method, desc, TARN_VARIANT_SYNC);
+  return loopback::sendWhole(handle, req, reqSize, method, desc, TARN_VARIANT_SYNC);
 }
 
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
   if (ctx == nullptr) return TARN_STATUS_INVALID;
   if (ctx->cb != nullptr) return loopback::sendAndPost(handle, req, method, desc, *ctx);
-  return loopback::send(handle, req, ctx->reqSize, method, desc, TARN_VARIANT_ASYNC);
+  return loopback::sendWhole(handle, req, ctx->reqSize, method, desc, TARN_VARIANT_ASYNC);
 }
 
 u32 RPC_IdlMsgOnewayCall(void* handle, const void* req, const MethodId* method,
                          const IdlMsgDesc* desc) {
-  return loopback::send(handle, req, 0, method, desc, TARN_VARIANT_ONEWAY);
+  return loopback::sendWhole(handle, req, 0, method, desc, TARN_VARIANT_ONEWAY);
 }

@@ -2,23 +2,32 @@
 #define PLATFORM_LOOPBACK_STATE_H
 
 #include <array>
+#include <memory>
 #include <mutex>
 #include <set>
 
 #include "platform/loopback/completions.h"
+#include "platform/loopback/recording.h"
 #include "shared/capture.h"
 #include "tarn/loopback.h"
 
 namespace loopback {
 
-/// What TarnLoopback_reset restores.
+/// What TarnLoopback_reset restores, except that what the environment names stays set.
 struct Settings {
   TarnReceiver receiver = nullptr;
   void* receiverData = nullptr;
   u32 status = 0;
   u32 completionStatus = 0;
   bool handleAvailable = true;
+  std::shared_ptr<Recording> recording;
   std::array<u64, 3> delivered{};  ///< by TarnVariant
+};
+
+/// What the environment has set, when the library was loaded.
+struct Environment {
+  std::string captureDir;  ///< empty: none
+  std::shared_ptr<Recording> recording;
 };
 
 /// The loopback's state. No lock is held while a callback runs, and no call holds two.
@@ -26,9 +35,11 @@ struct State {
   // A fork takes all locks.
   void lock();
   void unlock();
+  void recordInChild();
 
   shared::Capture capture;
   Completions completions;
+  Environment environment;
 
   std::mutex mutex;  ///< guards what follows
   Settings settings;

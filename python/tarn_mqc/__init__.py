@@ -19,6 +19,12 @@ request of each method. Records come from and go to dicts and JSON; a method tak
 
 Messages. encode() and decode() turn records into the library's bytes and back.
 
+Recordings. recording() reads what a process, tarn-serve or the loopback has recorded as a sequence of calls:
+
+    for call in tarn_mqc.recording("calls"):
+        print(call.method, call.request, call.status)
+        getattr(mqc, call.method)(call.request)  # sends it again
+
 Libraries. load() names the platform and the library; otherwise the first use loads those that are installed. On a
 platform without channels of its own, such as the loopback, connect() has no arguments.
 
@@ -33,11 +39,13 @@ from ._channel import Channel, connect
 from ._library import load
 from ._message import decode, encode
 from ._record import Record
+from ._recording import RecordedCall, Recording, RecordingError, recording
 from ._status import CallError, Error, ForkedError, SetupError, Status
 from .methods import REQUESTS
 from .records import *  # noqa: F401,F403
 from .records import RECORDS
 
-__all__ = ["Call", "CallError", "Channel", "Error", "ForkedError", "RECORDS", "REQUESTS", "Record", "SetupError",
-           "Status", "__version__", "connect", "decode", "encode", "load"]
+__all__ = ["Call", "CallError", "Channel", "Error", "ForkedError", "RECORDS", "REQUESTS", "Record", "RecordedCall",
+           "Recording", "RecordingError", "SetupError", "Status", "__version__", "connect", "decode", "encode", "load",
+           "recording"]
 __all__ += records.__all__

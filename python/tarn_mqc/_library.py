@@ -52,6 +52,8 @@ class Library:
         self.pid = os.getpid()
         self._calls: Dict[str, Tuple[Function, Function, Function]] = {}
         self._platform = open_library(platform) if platform else ctypes.CDLL(None)
+        global _platform
+        _platform = platform or _platform
         self._library = open_library(library)
         find = self._find
         self.open = find("TarnGrpc_open", ctypes.c_void_p, ctypes.POINTER(Options))
@@ -103,6 +105,8 @@ def text(line: bytes) -> str:
 
 _lock = threading.Lock()
 _loaded: Optional[Library] = None
+#: The platform that is in the process, even if the library could not be loaded: it would bind to the first one.
+_platform: Optional[str] = None
 
 
 def load(platform: Optional[str] = None, library: Optional[str] = None) -> None:
@@ -118,10 +122,12 @@ def load(platform: Optional[str] = None, library: Optional[str] = None) -> None:
     names = (os.environ.get("TARN_MQC_PLATFORM", PLATFORM) if platform is None else os.fspath(platform),
              os.environ.get("TARN_MQC_LIBRARY", LIBRARY) if library is None else os.fspath(library))
     with _lock:
+        if _loaded is not None and _loaded.names != names:
+            raise Error(f"{' and '.join(_loaded.names)} are loaded already")
+        if _platform not in (None, names[0]):
+            raise Error(f"the platform {_platform} is loaded already")
         if _loaded is None:
             _loaded = Library(*names)
-        elif _loaded.names != names:
-            raise Error(f"{' and '.join(_loaded.names)} are loaded already")
 
 
 def loaded() -> Library:

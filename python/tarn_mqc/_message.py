@@ -102,11 +102,12 @@ def decode(method: str, message: Union[bytes, bytearray, memoryview]) -> Record:
     """Returns the record of a method's message, in either encoding.
 
     ValueError: no such method, or not a whole message of it: encoding the record again yields other bytes.
+    TypeError: no bytes.
     """
     from flatbuffers.table import Table
 
     request = request_of(method)
-    whole = bytes(message)
+    whole = bytes(memoryview(message))  # a number would become that many zeros
     try:
         record = read(request, Table(whole, *struct.unpack_from("<I", whole)))
         if compact(method, record) == whole or is_full(method, record, whole):

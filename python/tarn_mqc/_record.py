@@ -16,6 +16,16 @@ Self = TypeVar("Self", bound="Record")
 Member = Tuple[str, str, int, int, int, Optional[str]]
 
 
+def once(pairs: List[Tuple[str, Any]]) -> Dict[str, Any]:
+    """A JSON object, in which each name stands once."""
+    fields: Dict[str, Any] = {}
+    for name, value in pairs:
+        if name in fields:
+            raise ValueError(f"{name[:40]}: it stands twice in its object")
+        fields[name] = value
+    return fields
+
+
 class Record:
     """A request, or a record within one.
 
@@ -119,8 +129,8 @@ class Record:
 
     @classmethod
     def from_json(cls: Type[Self], text: Union[str, bytes]) -> Self:
-        """Makes a record from JSON; fields that are missing are zero."""
-        return cls.from_dict(json.loads(text))
+        """Makes a record from JSON; fields that are missing are zero. ValueError: a name that stands twice, too."""
+        return cls.from_dict(json.loads(text, object_pairs_hook=once))
 
     def _pack(self) -> bytes:
         """The record as the library takes it."""

@@ -2,9 +2,10 @@
 from __future__ import annotations
 
 import struct
+from collections.abc import Mapping, Set
 from itertools import islice
 from operator import index
-from typing import TYPE_CHECKING, Any, Iterable, Mapping, Tuple, Type, Union
+from typing import TYPE_CHECKING, Any, Iterable, Tuple, Type, Union
 
 if TYPE_CHECKING:
     from ._record import Record
@@ -38,7 +39,9 @@ def number(value: Any, maximum: int) -> int:
 
 
 def elements(values: Any, count: int, what: str) -> Tuple[Any, ...]:
-    """At most count of them: the values may be without end."""
+    """At most count of them: the values may be without end, but not without an order of their own."""
+    if isinstance(values, (Mapping, Set)):
+        raise Wrong(TypeError, f": {type(values).__name__} where {what} belong")
     try:
         taken = tuple(islice(values, count + 1))
     except TypeError:
@@ -62,12 +65,20 @@ def too_long(count: int) -> Wrong:
     return Wrong(ValueError, f": more than {count} elements")
 
 
+def octets_of(text: str) -> bytes:
+    """From "00:11:22" or "001122"."""
+    try:
+        taken = bytes.fromhex(text.replace(":", ""))
+        if text.lower() in (taken.hex(), taken.hex(":")):
+            return taken
+    except ValueError:
+        pass
+    raise Wrong(ValueError, f": {text[:40]!r} is not hexadecimal")
+
+
 def octets(value: Any, count: int) -> bytes:
     if isinstance(value, str):
-        try:
-            value = bytes.fromhex(value.replace(":", " "))
-        except ValueError:
-            raise Wrong(ValueError, f": {value[:40]!r} is not hexadecimal") from None
+        value = octets_of(value)
     elif not isinstance(value, (bytes, bytearray, memoryview)):
         value = numbers(value, count, 255, "bytes")
     taken = bytes(value)

@@ -59,6 +59,30 @@ def test_statuses_are_returned_or_raised(serve):
             mqc.sendRuleMac.submit().result()
 
 
+@pytest.mark.parametrize("settings", CHANNELS, ids=str)
+def test_a_service_records_what_it_answers_or_refuses(serve, settings, tmp_path):
+    path, statuses, variants = tmp_path / "calls", [], ["sync", "async", "oneway"] * len(tarn_mqc.REQUESTS)
+    service = serve("--record", path, "--status", "qos_group_port=7")
+    with tarn_mqc.connect(service.address, **settings) as mqc:
+        for method in tarn_mqc.REQUESTS:
+            call = getattr(mqc, method)
+            statuses += [call(), call.submit().result()]
+            call.oneway()
+        wait_until(lambda: len(service.received()) == len(variants))
+        messages = sorted(service.received())
+        service.captures.rename(tmp_path / "moved")
+        assert mqc.sendRuleMac() == 1013
+    service.process.terminate()
+    assert service.process.wait() == 0 and path.stat().st_mode & 0o777 == 0o600
+    *calls, refused = tarn_mqc.recording(path)
+    assert sorted((call.method, call.message) for call in calls) == messages and refused.status == 1013
+    assert {call.status for call in calls if call.method == "qos_group_port"} == {7} == set(statuses) - {0}
+    assert sum(call.status for call in calls) == 3 * 7
+    if "stream" in settings:
+        assert [call.variant for call in calls] == variants
+        assert [call.status for call in calls if call.variant != "oneway"] == statuses
+
+
 def test_what_a_method_does_not_take(service):
     with tarn_mqc.connect(service.address) as mqc:
         for request, fields, words in ((RuleHead(), {}, "takes RuleMac, not RuleHead"),

@@ -84,6 +84,11 @@ def test_libraries_that_are_missing(script, variables, words):
 def test_a_platform_without_channels(script):
     status, out, err = end_of(script("""
 import os, tarn_mqc
+for platform, library in (os.environ["LOOPBACK"], "/nowhere"), ("", None):
+    try:
+        tarn_mqc.load(platform, library)
+    except (OSError, tarn_mqc.Error) as error:
+        print(error)
 tarn_mqc.load(platform=os.environ["LOOPBACK"])
 tarn_mqc.load(platform=os.environ["LOOPBACK"])
 for make in lambda: tarn_mqc.connect("unix:/nowhere"), lambda: tarn_mqc.load(platform=""):
@@ -95,6 +100,7 @@ with tarn_mqc.connect() as mqc:
     print(mqc.sendRuleMac(f3=1), mqc.sendRuleMac.submit().result(), mqc.sendRuleMac.oneway())
 calls = [tarn_mqc.connect().sendRuleMac.submit() for _ in range(1000)]
 """))
-    channels, loaded, statuses = out.splitlines()
+    missing, first, channels, loaded, statuses = out.splitlines()
+    assert "/nowhere" in missing and "loaded already" in first, err
     assert "no channels to a target" in channels and "loaded already" in loaded, err
     assert (status, statuses) == (0, "0 0 0"), err

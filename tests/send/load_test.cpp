@@ -85,6 +85,9 @@ TEST(Histogram, PercentilesAreThoseOfTheSortedValues) {
   expectPercentiles(histogram.read().since(before), late);
   EXPECT_EQ(before.most(), ~u64{0});
   EXPECT_EQ(Histogram().read().percentile(50), 0u);
+  Histogram thousand;
+  for (int i = 0; i < 1000; ++i) thousand.add(i < 999 ? 1 : 2);
+  EXPECT_EQ(thousand.read().percentile(99.9), 1u);
 
   u64 end = 0;
   for (const Bucket& bucket : before.buckets()) {
@@ -166,7 +169,7 @@ TEST(Load, CountsHowCallsEndAndReportsIt) {
 TEST(Load, CallsThatNeverEndKeepTheirPlacesAndAreReported) {
   FakeClock clock(millisecond);
   const auto send = [](RpcAsyncCallback, void*) { return 0u; };
-  const LoadPlan plan = {.rate = 100, .duration = second, .inFlight = 3, .patience = second};
+  const LoadPlan plan = {.rate = 100, .duration = second, .inFlight = 3, .patience = 2 * second};
   Load load(plan, {call(1, send)}, clock);
   load.send();
   EXPECT_FALSE(load.settle());
@@ -175,7 +178,11 @@ TEST(Load, CallsThatNeverEndKeepTheirPlacesAndAreReported) {
   EXPECT_EQ(result.neverEnded, 3u);
   EXPECT_EQ(result.notStarted, 97u);
   EXPECT_FALSE(result.isSuccess());
-  EXPECT_GE(clock.time, 3 * second);  // a second more for those without a place, and the patience
+  EXPECT_GE(clock.time, 4 * second);  // a second more for those without a place, and the patience
+
+  Load counted({.count = 4, .inFlight = 3, .patience = second}, {call(1, send)}, clock);
+  counted.send();
+  EXPECT_EQ(counted.started(), 3u);
 }
 
 TEST(Load, TextHasEveryCallInOneRowOfItsHistogram) {

@@ -16,14 +16,15 @@ answered() {
     diff <(printf '%s\n' "$lines") - && [ "$status" -eq "$expected" ] || fail "$*: status $status"
 }
 
-serve out --listen "$to" --json --status match_any_oper=5
+serve out --listen "$to" --json --status match_any_oper=5 --status AddMqcSmoothMsg=16
 answered 0 'sendRuleMac,0,success' --to "$to" sendRuleMac '{"head": {"f0": 1}, "f3": 3}' f1=00:11:22:33:44:55 f3=0x25
 answered 1 "match_any_oper,5,a service's status" --to "$to" match_any_oper
+answered 1 'AddMqcSmoothMsg,16,busy: the limit of calls or bytes in flight is reached' --to "$to" AddMqcSmoothMsg
 for options in --async --oneway "--stream --full" "--deadline 2.5 --async --stream"; do
   # shellcheck disable=SC2086
   answered 0 'sendRuleMac,0,success' --to "$to" $options sendRuleMac '{"head":{"f0":1},"f1":"001122334455","f3":37}'
 done
-await "a line for each message" eval '[ "$(wc -l <out)" -eq 7 ]'
+await "a line for each message" eval '[ "$(wc -l <out)" -eq 8 ]'
 [ "$(grep -c '{"head": {"f0": 1,.*"f1": \[0,17,34,51,68,85\],"f2": \[0,0,0,0,0,0\],"f3": 37}$' out)" -eq 5 ] &&
   [ "$(grep -c ' full #' out)" -eq 1 ] || fail "another message arrives: $(cat out)"
 TARN_GRPC_TARGET=$to TARN_GRPC_FULL=1 "$send" sendRuleMac f3=1 >/dev/null
@@ -57,6 +58,8 @@ tarn-send: 2 of 3 requests sent: 1 with status 0, 1 with status 5" --to "$to" --
 end TERM
 answered 1 "sendRuleMac,1014,UNAVAILABLE: no connection to the service: failed to connect to all addresses; \
 last error: UNKNOWN: $to: No such file or directory" --to "$to" --async sendRuleMac
+! TARN_GRPC_WAIT=1 timeout 120 "$send" --to "$to" --deadline 0.2 sendRuleMac >shown && grep -q '"status":1004,' shown ||
+  fail "--deadline is not heard: $(cat shown)"
 answered 1 "sendRuleMac,22,no handle, no request, or another argument is missing: TARN_GRPC_TARGET is 'unix:', \
 which has no path
 tarn_grpc: TARN_GRPC_TARGET is 'unix:', which has no path" --to unix: sendRuleMac
@@ -122,8 +125,10 @@ f11\[16\]: the array has 16 elements|{"f11": [{},{},{},{},{},{},{},{},{},{},{},{
 f11\[1\].f0: 17 elements: the array has 16|{"f11": [{}, {"f0": "0011223344556677889900112233445566"}]}
 f11\[1\].f0\[2\]: 256: not a whole number from 0 to 255|{"f11": [{}, {"f0": [0, 0, 256]}]}
 f11\[1\].f0\[1\]: boolean, where a number is expected|{"f11": [{}, {"f0": [0, true]}]}
+f18: 3 elements: the array has 2|f18=1,2,3
 f11\[16\]: the last element is \[15\]|f11[16].f0=1
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|f11[0].f0=00:1
+f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|f11[0].f0=00:11-22
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|{"f11": [{"f0": "00:1g"}]}
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|{"f11": [{"f0": "00112"}]}
 f11\[0\]: it has fields of its own|f11[0]=1
@@ -140,6 +145,7 @@ while IFS='|' read -r words line; do
   refuses 2 "bad:7: $words" --file bad
 done <<END
 method: sendRuleMc: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMc"}
+method: sendRuleMac.x00: no such method; the nearest is sendRuleMac\$|{"method": "sendRuleMac\\u0000"}
 method: it is missing\$|{"request": {}}
 varint: no such name; the nearest is variant\$|{"method": "sendRuleMac", "varint": "sync"}
 variant: neither "sync" nor "async" nor "oneway"\$|{"method": "sendRuleMac", "variant": "on"}
@@ -149,13 +155,18 @@ parse error .*ill-formed UTF-8|{"method": "$(printf '\377')"}
 array, where an object is expected\$|$(printf '[%.0s' $(seq 90000))
 request.*: nested deeper than 16\$|{"request": $(printf '[%.0s' $(seq 90000))
 END
+printf '%s\0%s' '{"method":"sendRuleMac"}' ' behind' >bad
+refuses 2 'bad:1: a zero byte at offset 24' --file bad
 refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
+refuses 2 'f3\[1\]: 256: not a whole number from 0 to 255' ProcMqcBatchMsg '{"f3": [0, 256]}'
+refuses 2 'f3\[1\]: array, where a number is expected' ProcMqcBatchMsg '{"f3": [0, [1]]}'
 refuses 2 'sendRuleMc: no such method' --template sendRuleMc
 refuses 2 'stdin: parse error at column 1' sendRuleMac -
 refuses 2 'absent: No such file' --file absent
 refuses 2 'sendRuleMac beside --file' --file mixed sendRuleMac
 refuses 2 '--dry-run of several requests needs --output FOLDER' --dry-run --file mixed
 refuses 2 '--output is for --dry-run' --output kept sendRuleMac
+refuses 2 '--dry-run beside --load' --dry-run --load sendRuleMac
 refuses 2 '--bogus: no such option' --bogus
 for seconds in 0 3600.1 1e1 -1 nan 1s; do refuses 2 "--deadline $seconds: not seconds" --deadline $seconds sendRuleMac; done
 refuses 2 '--stream needs a platform that has TarnGrpc_open' --platform "$loopback" --stream sendRuleMac
@@ -168,11 +179,12 @@ refuses 1 'platform libm.so.6: it lacks RPC_GetRpcInvoke' --platform libm.so.6 s
 refuses 1 "library $platform: it lacks MqcFesIntf_" --platform "$platform" --library "$platform" sendRuleMac
 refuses 1 'capture directory .*/absent: No such file' --dry-run --file mixed --output absent
 refuses 1 'absent/file: No such file' --dry-run sendRuleMac --output absent/file
-for output in "--platform $platform --file lines" "--dry-run AddMqcSmoothMsg" --methods; do
+for output in "--platform $platform --keep-going --file lines" "--dry-run AddMqcSmoothMsg" --methods; do
   status=0
   # shellcheck disable=SC2086
   "$send" $output >/dev/full 2>said || status=$?
   [ "$status" -eq 1 ] && grep -q '^tarn-send: stdout: No space' said || fail "a full disk: $(cat said)"
+  [[ $output != *lines ]] || grep -q '^tarn-send: 1 of 3000 requests' said || fail "sent on: $(cat said)"
 done
 
 documented "$send"
@@ -180,13 +192,15 @@ documented "$send"
 . "$source/send/completion.bash"
 # completed WORD...: what the shell offers for the last word
 completed() {
-  COMP_WORDS=("$send" "$@") COMP_CWORD=$#
+  COMP_LINE="$send $*"
+  read -ra COMP_WORDS <<<"$(sed 's/[:=]/ & /g' <<<"$COMP_LINE")"  # as the shell does
+  COMP_POINT=${#COMP_LINE} COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
   _tarn_send "$send"
   printf '%s\n' "${COMPREPLY[@]}"
 }
 [ "$(completed --to "$to" sendRule)" = sendRuleMac ] && [ "$(completed --template sendRule)" = sendRuleMac ] ||
   fail "methods are not completed"
-[ "$(completed --to "$to" sendRuleMac f3=1 head.f | tr '\n' ' ')" = 'head.f0= head.f1= head.f2= head.f3= head.f4= head.f5= ' ] ||
+[ "$(completed --to unix : "$work/socket" sendRuleMac f3 = 1 head.f | tr '\n' ' ')" = 'head.f0= head.f1= head.f2= head.f3= head.f4= head.f5= ' ] ||
   fail "fields are not completed"
 for option in $("$send" --help | grep -oE -- '--[a-z-]+' | sort -u); do
   completed "$option" | grep -qxe "$option" || fail "$option is not completed"

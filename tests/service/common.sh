@@ -8,6 +8,8 @@ work=$(mktemp -d)
 services=()
 trap 'for process in "${services[@]}"; do kill -KILL "$process" 2>/dev/null || true; done; wait; rm -rf "$work"' EXIT
 cd "$work"
+tarn_send=${tarn_serve:-}
+tarn_send=${tarn_send%/*}/tarn-send
 fail() { echo "${0##*/}: $*" >&2; exit 1; }
 
 # await WHAT COMMAND...: until the command succeeds, at most 10 seconds
@@ -78,15 +80,32 @@ block() {
 }
 
 peer=("$python" "$source/tests/service/peer.py")
-call() { "$python" "$source/tests/service/call.py" "$@"; }
+# call TARGET ARGUMENT...: what tarn-send is answered, method and status in a line each
+call() { "$tarn_send" --to "$@" 2>said_of_calls | sed -E 's/.*"method":"([^"]*)","status":([0-9]+),.*/\1 \2/'; }
 
-# capture_all: messages of every method in both encodings, in the folder all; one of each in $first
+# requests FILE...: the messages in files as lines for tarn-send
+requests() {
+  paste <(printf '%s\n' "$@" | sed 's/.*-//; s/\..*//') <(inspected "$@") |
+    sed -E 's/^([^\t]*)\t(.*)/{"method":"\1","request":\2}/'
+}
+
+# call_all TARGET OPTION...: sends the messages of $first, in their order
+call_all() {
+  requests "${first[@]:0:methods}" >compacts
+  requests "${first[@]:methods}" >fulls
+  call "$@" --keep-going --file compacts
+  call "$@" --keep-going --full --file fulls
+}
+
+# capture_all: messages of every method in both encodings, in the folder all; one of each in $first, compact ones first
 capture_all() {
   local number
   mkdir all
   "$send_all" all >/dev/null
-  first=()
-  for number in $(seq 1 3 $((3 * methods))); do first+=(all/$(printf %04d "$number")-*.bin); done
+  mapfile -t first < <(
+    for number in $(seq 1 3 $((3 * methods))); do printf '%s\n' "all/$(printf %04d "$number")"-*.bin; done |
+      sort -st. -k2,2
+  )
   [ ${#first[@]} -eq "$messages" ] ||
     fail "${#first[@]} messages captured, not $messages: one for each method and each full encoding"
 }

@@ -1,17 +1,15 @@
 #!/usr/bin/env bash
 # tarn-serve where something runs short: descriptors, room for captures, readers of its output; its
 # signals, and several that start at once.
-# usage: edges_test.sh SOURCE_DIR TARN_SERVE SEND_ALL
+# usage: edges_test.sh SOURCE_DIR TARN_SERVE
 set -eu
-source=$1 tarn_serve=$2 send_all=$3
+source=$1 tarn_serve=$2
 . "$source/tests/service/common.sh"
-capture_all
-good=all/0016-sendRuleMac.compact.bin
 address=unix:$work/socket
 # answered WHEN [ANSWER]: a good call is
 answered() {
   local answer
-  answer=$(call "$address" "$good")
+  answer=$(call "$address" sendRuleMac)
   [ "$answer" = "sendRuleMac ${2:-0}" ] || fail "$1: $answer"
 }
 # expect STATUS WHEN: the status of the service that ended
@@ -121,18 +119,29 @@ end USR1
 expect 0 "a terminal that closed"
 grep -q "^1 of $methods methods called" shown || fail "a terminal that closed: $(cat shown)"
 
+# A recording whose folder goes is reported; calls are answered.
+mkdir records
+serve out --listen "$address" --record records/calls
+answered "a recording"
+mv records elsewhere
+isReported() { answered "no recording" && grep -q 'records/calls: No such file .*; until this changes, calls are missing' out.err; }
+await "a report of the recording" isReported
+end TERM
+expect 0 "a recording whose folder goes"
+[ "$(wc -l <out.err)" -eq 1 ] && [ -s elsewhere/calls ] || fail "a recording whose folder goes: $(cat out.err)"
+
 # Captures that fail: refused, reported once, counted separately.
 rm kept/*
 serve out --listen "$address" --capture kept
 answered "captures"
 mv kept moved
-for _ in 1 2 3; do answered "captures fail" INTERNAL; done
+for _ in 1 2 3; do answered "captures fail" 1013; done
 mv moved kept
 answered "captures again"
 end TERM
 sed 's/.*: //' out.err | diff - <(echo 'No such file or directory; requests are refused'
   echo 'written again; 3 requests were refused') || fail "failing captures are reported otherwise"
-size=$(stat -c %s "$good")
+size=$(stat -c %s kept/0001-*)
 for line in "compact 2 $((2 * size))" "not kept 3 $((3 * size))" " sendRuleMac 2"; do
   sed 's/  */ /g' out | grep -qxF -- "$line" || fail "the totals lack '$line': $(cat out)"
 done

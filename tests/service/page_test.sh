@@ -53,7 +53,7 @@ for words in service.py service.cpp; do
     echo 1 qos_group_port: port 7, group 3
     echo 12 sendRuleMac: rule 67305985, MAC 25 26 27 28 29 30
   ) || fail "$words read something else"
-  call "$target" bad/* | grep -qE '^sendRuleMac (INVALID_ARGUMENT|UNKNOWN)$' ||
+  "${peer[@]}" send "$target" bad/* | grep -qE '^sendRuleMac (INVALID_ARGUMENT|UNKNOWN)$' ||
     fail "$words takes a message that was cut"
   scenarios=health
   [ "$words" != service.cpp ] || scenarios="health faults mutants flood"

@@ -2,6 +2,7 @@
 
 usage: peer.py silent TARGET N        connects N times, says so, and waits
        peer.py hostile SOCKET MESSAGE two calls with escape characters, in the path and in mqc-sequence; waits
+       peer.py send TARGET FILE...    calls with messages as they are, compressed from files *.gzip.bin; prints gRPC's codes
        peer.py garbage TARGET N       connects N times, says what is no protocol, and reads to the end
        peer.py chatter TARGET N       N calls of a method with a long name
        peer.py reader FIFO            opens it, waits, and copies all that is read to stdout
@@ -51,6 +52,18 @@ def hostile(target, path):
         peer.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + frame(4, 0, 0, b"") + call(1, "\33[2J", "1") +
                      call(3, "sendRuleMac", "1\33[2J"))
         wait()
+
+
+def send(target, *paths):
+    import grpc
+
+    with grpc.insecure_channel(target) as channel:
+        for path in paths:
+            method = os.path.basename(path).split("-")[1].split(".")[0]
+            with open(path, "rb") as file:
+                call = channel.unary_unary("/MqcFesIntf/" + method).future(
+                    file.read(), timeout=60, compression=grpc.Compression.Gzip if ".gzip." in path else None)
+            print(method, call.code().name)
 
 
 def garbage(target, number):

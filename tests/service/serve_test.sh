@@ -7,21 +7,21 @@ source=$1 tarn_serve=$2 send_all=$3
 capture_all
 
 # Every message: answered, listed, shown and kept unchanged, over a stream and by itself.
-for TARN_CALL_STREAM in 1 ""; do
-  export TARN_CALL_STREAM
+for options in "--stream --async" ""; do
   rm -rf kept expected
   mkdir kept
   serve out --listen "unix:$work/socket" --json --capture kept --status 7 \
     --status sendRuleMac=4294967295
-  call "$address" "${first[@]}" >answers
+  # shellcheck disable=SC2086
+  call_all "$address" $options >answers
   [ "$(grep -c ' 7$' answers)" -eq $((messages - 2)) ] && [ "$(grep -c '^sendRuleMac 4294967295$' answers)" -eq 2 ] ||
     fail "not the statuses that were asked for: $(cat answers)"
   number=0
   for file in "${first[@]}"; do
-    number=$((number + 1))
+    sequence=$((number % methods + 1)) number=$((number + 1)) # tarn-send runs once for each encoding
     name=${file##*/} name=${name#*-}
     IFS=. read -r method encoding _ <<<"$name"
-    echo "$method $(stat -c %s "$file") $encoding #$number" >>expected
+    echo "$method $(stat -c %s "$file") $encoding #$sequence" >>expected
     cmp "$file" "kept/$(printf %04d $number)-$name" || fail "$name is not kept as it was sent"
   done
   grep -E '^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ' out | sed -E 's/^[^ ]+ //; s/ \{.*//; s/ +/ /g' |
@@ -30,7 +30,7 @@ for TARN_CALL_STREAM in 1 ""; do
   grep -o '{.*' out | "$python" -c 'import json, sys
 sys.exit([*map(json.loads, sys.stdin)] != [*map(json.loads, open("inspected"))])' ||
     fail "--json shows other messages than tarn-inspect"
-  [ -z "$TARN_CALL_STREAM" ] || end TERM
+  [ -z "$options" ] || end TERM
 done
 
 # What cannot be answered, and the totals.
@@ -42,12 +42,12 @@ printf '\377\377' | dd of=bad/0003-sendRuleMac.compact.bin bs=1 seek=14 conv=not
 cp all/0016-sendRuleMac.compact.bin bad/0004-sendNothing.compact.bin
 truncate -s 68157440 bad/0005-sendRuleMac.longest.bin
 truncate -s 68157441 bad/0006-sendRuleMac.longer.bin
-call "$address" bad/* | diff <(printf 'sendRuleMac INVALID_ARGUMENT\n%.0s' 1 2 3
-  printf '%s\n' 'sendNothing UNIMPLEMENTED' 'sendRuleMac INVALID_ARGUMENT' 'sendRuleMac RESOURCE_EXHAUSTED') - ||
+truncate -s 1000000 bad/0007-sendRuleMac.gzip.bin # small where it is compressed
+"${peer[@]}" send "$address" bad/* | diff <(printf 'sendRuleMac INVALID_ARGUMENT\n%.0s' 1 2 3
+  printf '%s\n' 'sendNothing UNIMPLEMENTED' 'sendRuleMac INVALID_ARGUMENT' 'sendRuleMac RESOURCE_EXHAUSTED' \
+    'sendRuleMac UNIMPLEMENTED') - ||
   fail "a message that cannot be answered is"
-truncate -s 1000000 0007-sendRuleMac.zeros.bin # small where it is compressed
-[ "$(TARN_CALL_GZIP=1 call "$address" 0007-*)" = 'sendRuleMac UNIMPLEMENTED' ] || fail "a compressed message is unpacked"
-grep -qE ' sendRuleMac +60 damaged #1 \+15: the offset to head points outside$' out || fail "no line for a damaged message"
+grep -qE ' sendRuleMac +60 damaged \+15: the offset to head points outside$' out || fail "no line for a damaged message"
 grep -q ' /MqcFesIntf/sendNothing: no such method$' out || fail "no line for an unknown method"
 [ "$(find kept -type f | wc -l)" -eq "$messages" ] || fail "more is kept than was answered"
 serving=$service
@@ -67,28 +67,9 @@ for line in "compact $methods $(sum kept/*.compact.bin)" "full $fulls $(sum kept
 done
 
 # Whatever is damaged in a message, it is answered or refused, and the service goes on.
-"$python" - all/*-act_redirect_nhp.*.bin all/*-match_all_oper.*.bin <<'END'
-import os, random, sys
-random.seed(20261)
-os.mkdir("damaged")
-for number in range(400):
-    path = sys.argv[1 + number % (len(sys.argv) - 1)]
-    message = bytearray(open(path, "rb").read())
-    if number % 4 == 0:
-        del message[random.randrange(len(message)):]
-    for _ in range(random.randrange(1, 4)):
-        if message:
-            message[random.randrange(min(len(message), 96 if number % 2 else 4096))] = random.randrange(256)
-    name = "%04d-%s" % (number, os.path.basename(path).split("-", 1)[1])
-    open(os.path.join("damaged", name), "wb").write(message)
-END
 serve out --listen 127.0.0.1:0 --json
-for stream in "" 1; do
-  TARN_CALL_STREAM=$stream call "$address" damaged/* >"answers$stream"
-done
-[ "$(grep -cE ' (0|INVALID_ARGUMENT)$' answers)" -eq 400 ] || fail "damaged: $(sort answers | uniq -c)"
-[ "$(grep -c INVALID answers)" -gt 100 ] || fail "hardly a damaged message is refused"
-diff answers answers1 || fail "damaged messages are answered otherwise over a stream"
+"$python" "$source/tests/service/stream_test.py" damage "$address" all/0016-*.compact.bin \
+  all/*-act_redirect_nhp.*.bin all/*-match_all_oper.*.bin || fail "damaged messages"
 end INT
 [ "$status" -eq 0 ] && [ ! -s out.err ] || fail "SIGINT: status $status, $(cat out.err)"
 
@@ -120,6 +101,10 @@ done <<END
 1|absent: cannot be read|--listen $socket --cert absent --key expected
 1|expected: holds no certificate|--listen $socket --cert expected --key expected
 1|No such file|--listen $socket --capture absent
+1|recording absent/calls: No such file|--listen $socket --record absent/calls
+1|recording socket.link: File exists|--listen $socket --record socket.link
+2|not a number from 1|--listen $socket --record calls --record-mb 0
+2|not a number from 1|--listen $socket --record calls --record-mb 1048577
 1|No such file|--listen unix:$work/absent/socket
 1|in use|--listen unix:$work/expected
 1|in use|--listen unix:$work/socket.link
@@ -138,7 +123,7 @@ refuses 1 'in use' --listen "$socket"
 kill -STOP "$service"
 refuses 1 'in use' --listen "$socket"
 kill -CONT "$service"
-[ "$(call "$socket" "${first[0]}")" = 'sendClassifierTemplate 0' ] || fail "the socket was taken away"
+[ "$(call "$socket" sendClassifierTemplate)" = 'sendClassifierTemplate 0' ] || fail "the socket was taken away"
 end KILL
 serve out --listen "$socket"
 end TERM
@@ -161,7 +146,7 @@ mkdir order
 serve out --listen "$socket" --capture order
 callers=()
 for _ in 1 2 3 4; do
-  call "$socket" "${first[@]:0:60}" >/dev/null &
+  call "$socket" --keep-going --file compacts >/dev/null &
   callers+=($!)
 done
 wait "${callers[@]}"

@@ -2,6 +2,7 @@
 
 MESSAGE is the file of a rule MAC request, which the service answers with status 0.
 """
+import itertools
 import os
 import random
 import signal
@@ -92,6 +93,30 @@ def mutants():
         answers, *end = stream.end()
         expect(end, ["OK", ""], message.hex())
         expect(answers[-1:], [(0xFFFFFFFF00000001, 0)], message.hex())
+
+
+def damage():
+    """However messages in the files of the arguments are damaged, each is answered or refused, as by itself."""
+    random.seed(20261)
+    requests, outcomes = [], []
+    for number, file in zip(range(400), itertools.cycle(more)):
+        message = bytearray(open(file, "rb").read())
+        if number % 4 == 0:
+            del message[random.randrange(len(message)):]
+        for _ in range(random.randrange(1, 4)):
+            if message:
+                message[random.randrange(min(len(message), 96 if number % 2 else 4096))] = random.randrange(256)
+        requests.append((number + 1, file.split("-", 1)[1].split(".")[0], bytes(message)))
+    stream = Stream(channel)
+    for number, method, message in requests:
+        call = channel.unary_unary("/MqcFesIntf/" + method).future(message, timeout=60)
+        outcomes.append(f"{call.code().name}: {call.details()}" if call.code() != grpc.StatusCode.OK else 0)
+    for start, end in ((0, 1), (1, 9), (9, 400)):
+        stream.send(calls(*requests[start:end]))
+    expect(stream.answers(400), [*enumerate(outcomes, start=1)], "answers over the stream")
+    refused = outcomes.count("INVALID_ARGUMENT: damaged request")
+    if not 100 < refused == 400 - outcomes.count(0):
+        sys.exit(f"stream_test.py: {refused} messages are refused, {outcomes.count(0)} answered")
 
 
 def flood():

@@ -17,8 +17,9 @@ capture_all
 mkdir bad
 head -c 60 all/0016-sendRuleMac.compact.bin >bad/0001-sendRuleMac.compact.bin
 head -c 90 /dev/zero | tr '\0' '\377' >bad/0002-act_redirect_nhp.full.bin
-call "$address" "${first[@]}" bad/* >/dev/null
-TARN_CALL_STREAM=1 call "$address" "${first[@]}" >/dev/null
+call_all "$address" >/dev/null
+"${peer[@]}" send "$address" bad/* >/dev/null
+call_all "$address" --stream --async >/dev/null
 shark() {
   tshark -r calls.pcapng -d "tcp.port==$port,http2" -X "lua_script:$source/service/mqc_fes_intf.lua" \
     "$@" 2>>shark.err

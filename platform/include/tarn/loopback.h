@@ -3,8 +3,8 @@
  * @brief The loopback: controls it, and shows what a process on a workstation has sent.
  *
  * Link `libtarn_loopback.so` in place of the device's platform. Every call is encoded in
- * both encodings, each encoding is checked, and the message goes to the capture directory and to
- * the receiver, if they are set.
+ * both encodings, each encoding is checked, and the message goes to the recording, the capture
+ * directory and the receiver, if they are set.
  *
  *     static u32 onMessage(const TarnMessage* message, void* userData) { ... return 0; }
  *
@@ -23,6 +23,10 @@
  *
  * **fork.** A child has its parent's settings, counts and capture directory, and none of its
  * callbacks. Calls of the child complete in the child.
+ *
+ * **Environment.** `TARN_LOOPBACK_CAPTURE=DIR` and `TARN_LOOPBACK_RECORD=FILE` set the capture
+ * directory and the recording when the library is loaded, for programs that do not know of the
+ * loopback; not in a set-user-id program.
  *
  * **Memory.** On allocation failure, calls return TARN_STATUS_NO_RESOURCES and deliver nothing. One
  * whose `opt` is new has no handle then and returns TARN_STATUS_INVALID.
@@ -116,6 +120,24 @@ void TarnLoopback_setHandleAvailable(int available);
 u32 TarnLoopback_setCaptureDir(const char* path);
 
 /**
+ * Sets the file that records every message and the end of its call, with their times, in the format
+ * of `libtarn_record.so`: Wireshark and tshark show it, and the Python package reads it. An
+ * asynchronous call ends when its callback runs. The file is made at the first message; one that is
+ * there is kept as `FILE-1`. It and up to three former ones have at most 64 MiB together; the
+ * oldest messages are dropped.
+ *
+ * A recording that fails later fails no call: it is reported in one line on stderr, messages that
+ * are missing are counted in the recording, and it goes on as soon as it can. A child made by
+ * `fork` records in a file of its own, `FILE.<process>`. Files get mode 0600; links are not
+ * followed.
+ *
+ * @param path the file, copied; NULL for none; a path that is set already changes nothing
+ * @return 0; TARN_STATUS_CAPTURE, after a line on stderr, when the folder cannot be written or what
+ * is there is no file; TARN_STATUS_NO_RESOURCES on allocation failure. Nothing has changed then.
+ */
+u32 TarnLoopback_setRecording(const char* path);
+
+/**
  * Counts messages delivered since the start or the last reset: encoded without fault and captured,
  * whatever the status of the call.
  *
@@ -133,8 +155,9 @@ u64 TarnLoopback_delivered(TarnVariant variant);
 u32 TarnLoopback_drain(void);
 
 /**
- * Waits as TarnLoopback_drain does, then restores the initial state: no receiver, no capture
- * directory, a handle available, both statuses 0, nothing counted.
+ * Waits as TarnLoopback_drain does, then restores the initial state: no receiver, capture
+ * directory and recording as the environment has them, a handle available, both statuses 0, nothing
+ * counted.
  *
  * @return as TarnLoopback_drain; with another status than 0, nothing has changed
  */
