@@ -47,6 +47,14 @@ bool takeFraction(std::string& text, std::uint64_t& nanoseconds) {
   return error == std::errc{} && end == digits.data() + digits.size();
 }
 
+/// Why a method's request has no number of that path.
+std::string whyNot(const std::string& method, const std::string& path) {
+  const methods::Method* const table = methods::find(method);
+  methods::Field field = {};
+  std::string why = table != nullptr ? methods::findField(*table->request, path, field) : "";
+  return why.empty() ? path + ": it is no number; an array takes an index" : why;
+}
+
 }  // namespace
 
 std::optional<Time> readTime(std::string text) {
@@ -147,14 +155,12 @@ std::string Filter::fault() const {
                                      [i](const auto& of) { return of.second[i].has_value(); });
     if (isKnown) continue;
     const std::string& method = numbers_.begin()->first;
-    const methods::Method* const table = methods::find(method);
-    methods::Field field = {};
-    const Condition& condition = choice_.where[i];
-    std::string why =
-        table != nullptr ? methods::findField(*table->request, condition.field, field) : "";
-    if (why.empty()) why = condition.field + ": it is no number; an array takes an index";
-    return "--where '" + condition.text + "': no method of the recording has that number; " +
-           method + ": " + why;
+    return std::string("--where '")
+        .append(choice_.where[i].text)
+        .append("': no method of the recording has that number; ")
+        .append(method)
+        .append(": ")
+        .append(whyNot(method, choice_.where[i].field));
   }
   return "";
 }
