@@ -71,6 +71,7 @@ TEST_F(InspectRecording, FindsEndsWhereverTheyAre) {
   EXPECT_EQ(calls[0].end->status, 77u);
   EXPECT_FALSE(calls[1].end);
   EXPECT_EQ(calls[2].end->status, 78u);
+  EXPECT_TRUE(calls[2].isWhole());
   for (u32 i = 0; i < 10'000; ++i) {
     const Call& call = calls[3 + i];
     ASSERT_TRUE(call.end && call.end->status == i && call.end->time >= call.time) << i;
