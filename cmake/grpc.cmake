@@ -1,4 +1,4 @@
-# gRPC and FlatBuffers, where the compiler has them for the machine that it builds for. Asked of the
+# gRPC, FlatBuffers and others, where the compiler has them for the machine that it builds for. Asked of the
 # compiler alone: find_package could take the building machine's libraries for another machine's.
 include(CheckCXXSourceCompiles)
 
@@ -24,6 +24,9 @@ if(TARN_TOOLS)
   tarn_check_program(TARN_FINDS_JSON ""
                      "#include <nlohmann/json.hpp>
                      int main() { nlohmann::json value; }")
+  tarn_check_program(TARN_FINDS_PCAP pcap
+                     "#include <pcap/pcap.h>
+                     int main() { return pcap_fopen_offline_with_tstamp_precision(nullptr, 0, nullptr) != nullptr; }")
 endif()
 if(TARN_GRPC OR TARN_SERVICE)
   tarn_check_program(TARN_FINDS_TLS "${tls_libraries}"
@@ -38,8 +41,9 @@ set(grpc_needs TARN_FINDS_GRPC libgrpc++-dev TARN_FINDS_TLS libssl-dev TARN_FIND
                libflatbuffers-dev TARN_FLATC flatbuffers-compiler)
 
 tarn_part(TARN_HAS_GRPC tarn_grpc TARN_GRPC ${grpc_needs})
-tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatbuffers-dev)
-tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev)
+tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatbuffers-dev
+          TARN_FINDS_PCAP libpcap-dev)
+tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev TARN_FINDS_PCAP libpcap-dev)
 tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs})
 
 if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)

@@ -89,6 +89,9 @@ if(TARGET tarn_python)
   install(FILES ${python_files} DESTINATION ${TARN_PYTHON_DIR}/tarn_mqc COMPONENT python)
 endif()
 
+# record
+install(TARGETS tarn_record LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT record)
+
 # loopback and grpc: platforms, each with its header
 
 # install_platform(<target> <component> <header>)

@@ -21,7 +21,7 @@ build() {
 title() { printf '\n=== %s\n\n' "$*"; }
 
 loopback_demo() {
-  need "${build_packages[@]}" libflatbuffers-dev
+  need "${build_packages[@]}" libflatbuffers-dev libpcap-dev
   build
   mkdir "$work/first" "$work/all"
 

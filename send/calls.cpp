@@ -14,6 +14,7 @@ using std::chrono::microseconds;
 std::string lineOf(const Answer& answer) {
   nlohmann::ordered_json line;
   if (answer.entry->line > 0) line["line"] = answer.entry->line;
+  if (answer.entry->recorded) line["call"] = answer.entry->recorded->number;
   line["method"] = answer.entry->method->name;
   line["status"] = answer.status;
   line["meaning"] = answer.meaning;
@@ -39,6 +40,12 @@ void Calls::make(const Entry& entry) {
 
 std::deque<Answer> Calls::take() {
   const std::lock_guard lock(mutex_);
+  return std::exchange(answers_, {});
+}
+
+std::deque<Answer> Calls::takeBy(Clock::time_point time) {
+  std::unique_lock lock(mutex_);
+  come_.wait_until(lock, time, [this] { return !answers_.empty(); });
   return std::exchange(answers_, {});
 }
 

@@ -42,6 +42,8 @@ class Calls {
   void make(const Entry& entry);
   /// The answers that have come since the last time.
   std::deque<Answer> take();
+  /// The same, once there are some, or at that time.
+  std::deque<Answer> takeBy(Clock::time_point time);
   /// The same, once there are some, none is to come, or no answer can come any more.
   std::deque<Answer> await();
   /// Calls whose answers have not come.

@@ -1,29 +1,12 @@
 #include "send/dry_run.h"
 
+#include "send/check.h"
+#include "send/encoded.h"
 #include "shared/capture.h"
-#include "shared/encode.h"
 #include "shared/output.h"
 
 namespace send {
 namespace {
-
-using Bytes = std::span<const u8>;
-
-/// A message in the encoding that the options ask for.
-struct Encoded {
-  shared::Encoding encoding;
-  bool isFull = false;
-
-  Bytes bytes() const { return {encoding.bytes(), encoding.size()}; }
-};
-
-bool encode(const Library& library, bool full, const Entry& entry, Encoded& message) {
-  IdlMsgDesc desc;
-  library.of(*entry.method).setIdl(&desc);
-  message.isFull = full && shared::hasFull(desc);
-  return (message.isFull ? shared::encodeFull : shared::encodeCompact)(
-             entry.method->name, desc, entry.request.data(), message.encoding) == TARN_STATUS_OK;
-}
 
 bool writeOne(const Encoded& message, const std::string& path) {
   shared::Output output(path);
@@ -32,16 +15,26 @@ bool writeOne(const Encoded& message, const std::string& path) {
 }
 
 bool capture(shared::Capture& captures, const Encoded& message, const char* method) {
-  const Bytes none;
+  const std::span<const u8> none;
   return captures.write(method, message.isFull ? none : message.bytes(),
                         message.isFull ? message.bytes() : none) == TARN_STATUS_OK;
 }
 
-}  // namespace
+/// Prints what differs from the recording; returns whether nothing does.
+bool check(const Library& library, const std::vector<Entry>& entries) {
+  shared::Output output("");
+  bool isSame = true;
+  for (const Entry& entry : entries) {
+    const std::string line = messageDifference(library, entry);
+    output.write(line);
+    isSame = isSame && line.empty();
+  }
+  return output.close() && isSame;
+}
 
-bool encodeAll(const Library& library, const Options& options, const std::vector<Entry>& entries) {
+bool writeAll(const Library& library, const Options& options, const std::vector<Entry>& entries) {
   shared::Capture captures;
-  const bool toFolder = !options.file.empty();
+  const bool toFolder = options.isSeveral();
   if (toFolder && captures.setDir(options.output.c_str()) != TARN_STATUS_OK) return false;
   for (const Entry& entry : entries) {
     Encoded message;
@@ -51,6 +44,15 @@ bool encodeAll(const Library& library, const Options& options, const std::vector
     if (!written) return false;
   }
   return true;
+}
+
+}  // namespace
+
+bool encodeAll(const Library& library, const Options& options, const std::vector<Entry>& entries) {
+  const bool isChecked = options.replay.isChecked;
+  const bool isSame = !isChecked || check(library, entries);
+  const bool isWritten = isChecked && options.output.empty();
+  return (isWritten || writeAll(library, options, entries)) && isSame;
 }
 
 }  // namespace send

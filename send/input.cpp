@@ -77,10 +77,8 @@ class LineListener : public methods::JsonListener {
   }
 
   std::string readVariant(const std::string& name) {
-    const auto found = std::ranges::find(variants, name);
-    if (found == std::end(variants)) return "neither \"sync\" nor \"async\" nor \"oneway\"";
-    entry_.variant = static_cast<Variant>(found - std::begin(variants));
-    return "";
+    if (findVariant(name, entry_.variant)) return "";
+    return "neither \"sync\" nor \"async\" nor \"oneway\"";
   }
 
   Entry& entry_;
@@ -121,6 +119,12 @@ std::string readFirst(const std::string& word, Entry& entry) {
 
 }  // namespace
 
+bool findVariant(std::string_view name, Variant& variant) {
+  const auto found = std::ranges::find(variants, name);
+  if (found != std::end(variants)) variant = static_cast<Variant>(found - std::begin(variants));
+  return found != std::end(variants);
+}
+
 std::string readOne(const methods::Method& method, std::span<const std::string> words,
                     Entry& entry) {
   entry.method = &method;
@@ -157,7 +161,7 @@ std::string readLines(std::string_view text, const std::string& name, Variant va
     const std::string_view line = text.substr(0, text.find('\n'));
     text.remove_prefix(std::min(line.size() + 1, text.size()));
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) continue;
-    Entry entry{nullptr, {}, variant, number};
+    Entry entry{nullptr, {}, variant, number, {}};
     const std::string fault = readEntry(line, entry);
     if (!fault.empty()) return placeOf(name, number).append(": ").append(fault);
     entries.push_back(std::move(entry));

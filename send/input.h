@@ -3,17 +3,28 @@
 
 // Requests to be sent: read and checked, before the first of them is sent.
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "methods/request.h"
+#include "reader/schema.h"
 
 namespace send {
 
 /// How a request is sent.
 enum class Variant { sync, async, oneway };
+
+/// What a recording has of a call that is sent again.
+struct Recorded {
+  const reader::Schema::Method* schema = nullptr;
+  u64 number = 0;             ///< of the call in the recording, from 1
+  u64 time = 0;               ///< of its request, in nanoseconds from any point
+  std::optional<u32> status;  ///< none where its end is missing
+  std::vector<u8> message;    ///< where it is checked
+};
 
 /// A request to be sent.
 struct Entry {
@@ -21,7 +32,11 @@ struct Entry {
   methods::Request request;
   Variant variant = Variant::sync;
   std::size_t line = 0;  ///< where it stands in its file, from 1
+  std::optional<Recorded> recorded;
 };
+
+/// Finds the variant of that name; returns whether there is one.
+bool findVariant(std::string_view name, Variant& variant);
 
 // Each returns what is wrong, with its place, or nothing.
 

@@ -63,13 +63,15 @@ bool Load::sleepUntil(u64 time) {
   return now < schedule_.closing();
 }
 
-/// A place, nullptr where there was none in time.
+/// A place, nullptr where there was none in time: before the sending closes, and while calls end.
 Place* Load::takePlace() {
-  for (u64 now = 0; (now = clock_.now()) < schedule_.closing();) {
-    Place* const place = places_.take(std::min(schedule_.closing(), now + slice));
-    if (place != nullptr) return place;
+  const u64 latest = clock_.now() + plan_.patience;
+  while (true) {
+    const u64 now = clock_.now();
+    const u64 last = std::min(schedule_.closing(), latest);
+    Place* const place = places_.take(std::min(last, now + slice));
+    if (place != nullptr || now >= last) return place;
   }
-  return nullptr;
 }
 
 void Load::sendOneway(const LoadCall& call, u64 intended) {

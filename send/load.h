@@ -26,8 +26,9 @@ class Load {
   /// @param calls at least one
   Load(const LoadPlan& plan, std::vector<LoadCall> calls, LoadClock& clock);
 
-  /// Makes the calls: returns when the schedule has ended. Calls that are due and wait for a place
-  /// then have a second more.
+  /// Makes the calls: returns when the schedule has ended, or when no call has ended for as long as
+  /// the plan says while another waits for its place. Calls that are due at the end and wait for a
+  /// place have a second more.
   void send();
   /// Waits until no call is under way, as long as the plan says. Callbacks of calls that are then
   /// left may still come: the load must remain. Returns whether none is left.

@@ -14,19 +14,29 @@ namespace {
 
 using shared::report;
 
+bool readNumber(const std::string& text, double& number) {
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+  return error == std::errc{} && rest == end;
+}
+
 /// From seconds to milliseconds, as the environment has them.
 bool readDeadline(const std::string& text, std::string& milliseconds) {
   constexpr double longest = 3600;
   double seconds = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
-  const bool isRead = error == std::errc{} && rest == end;
-  if (!isRead || !(seconds >= 0.001) || seconds > longest) {
+  if (!readNumber(text, seconds) || !(seconds >= 0.001) || seconds > longest) {
     report("--deadline %s: not seconds from 0.001 to 3600", text.c_str());
     return false;
   }
   milliseconds = std::to_string(std::lround(seconds * 1000));
   return true;
+}
+
+bool readSpeed(const std::string& text, double& speed) {
+  if (text.empty() || (readNumber(text, speed) && speed >= 0.001 && speed <= 1'000'000))
+    return true;
+  report("--speed %s: not a number from 0.001 to 1000000", text.c_str());
+  return false;
 }
 
 bool findMethod(const std::string& name, Options& options) {
@@ -36,9 +46,13 @@ bool findMethod(const std::string& name, Options& options) {
   return false;
 }
 
-/// What stands behind the options: a method and its request, or nothing.
+/// What stands behind the options: a method and its request, more recordings, or nothing.
 bool readRest(int count, char** rest, Options& options) {
   if (options.task > Task::load) return true;
+  if (!options.replay.files.empty()) {
+    options.replay.files.insert(options.replay.files.end(), rest, rest + count);
+    return true;
+  }
   if (count == 0) {
     if (!options.file.empty()) return true;
     options.file = "-";
@@ -61,6 +75,26 @@ bool hasLoad(const Options& options) {
   return false;
 }
 
+/// Whether what is for a replay goes with one, and what is not for it is missing.
+bool hasReplay(const Options& options) {
+  const bool hasPace = options.replay.speed > 0;
+  if (options.replay.files.empty()) {
+    if (!hasPace && !options.replay.isChecked) return true;
+    report("--speed and --check are for --replay");
+  } else if (!options.file.empty()) {
+    report("--file beside --replay: one of them");
+  } else if (options.variant != Variant::sync) {
+    report("--async and --oneway are not for --replay: calls are made as they are recorded");
+  } else if (options.task == Task::load && (hasPace || options.replay.isChecked)) {
+    report("--speed and --check are not for --load");
+  } else if (options.task == Task::dryRun && hasPace) {
+    report("--speed is not for --dry-run");
+  } else {
+    return true;
+  }
+  return false;
+}
+
 /// Whether a dry run has a place for its messages.
 bool hasPlace(const Options& options) {
   const bool isNamed = !options.output.empty();
@@ -69,7 +103,8 @@ bool hasPlace(const Options& options) {
     return !isNamed;
   }
   if (isNamed) return true;
-  const bool isOne = options.file.empty();
+  if (options.replay.isChecked) return true;  // prints what differs
+  const bool isOne = !options.isSeveral();
   const bool isShown = ::isatty(STDOUT_FILENO) != 0;
   if (!isOne) {
     report("--dry-run of several requests needs --output FOLDER");
@@ -81,7 +116,7 @@ bool hasPlace(const Options& options) {
 
 /// The options with a value, each with the place for it; those without set a number.
 struct Texts {
-  std::string deadline, sample, fields;
+  std::string deadline, sample, fields, replay, speed;
   LoadTexts load;
 
   std::vector<std::pair<const char*, std::string*>> placesWith(Options& options) {
@@ -96,6 +131,8 @@ struct Texts {
             {"library", &options.library},
             {"file", &options.file},
             {"output", &options.output},
+            {"replay", &replay},
+            {"speed", &speed},
             {"template", &sample},
             {"fields", &fields},
             {"rate", &load.rate},
@@ -107,7 +144,7 @@ struct Texts {
 };
 
 struct Numbers {
-  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0;
+  int task = 0, variant = 0, full = 0, stream = 0, keepGoing = 0, json = 0, check = 0;
 
   std::vector<option> options() {
     const auto sets = [](const char* name, int& number, auto value) {
@@ -123,7 +160,8 @@ struct Numbers {
             sets("full", full, 1),
             sets("stream", stream, 1),
             sets("keep-going", keepGoing, 1),
-            sets("json", json, 1)};
+            sets("json", json, 1),
+            sets("check", check, 1)};
   }
 };
 
@@ -151,6 +189,9 @@ bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
   options.channel.stream = numbers.stream != 0;
   options.keepGoing = numbers.keepGoing != 0;
   options.load.isJson = numbers.json != 0;
+  options.replay.isChecked = numbers.check != 0;
+  if (!texts.replay.empty()) options.replay.files = {texts.replay};
+  if (!readSpeed(texts.speed, options.replay.speed)) return false;
   if (!readLoad(texts.load, options.load)) return false;
   if (!texts.deadline.empty() && !readDeadline(texts.deadline, options.channel.deadlineMs)) {
     return false;
@@ -165,6 +206,7 @@ bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
 const char* const usage =
     "usage: tarn-send [OPTION]... METHOD [JSON | -] [FIELD=VALUE]...\n"
     "       tarn-send [OPTION]... [--file FILE]\n"
+    "       tarn-send [OPTION]... --replay FILE...\n"
     "Sends requests of MqcFesIntf, and prints each answer as a line of JSON.\n"
     "\n"
     "  tarn-send --template sendRuleMac\n"
@@ -188,6 +230,7 @@ const char* const usage =
     "                     the certificate to show, its key, the name in the service's certificate\n"
     "  --async, --oneway  asynchronous calls, one-way messages\n"
     "  --file FILE        send the lines of this file\n"
+    "  --replay FILE      make the calls of a recording again; see below\n"
     "  --keep-going       send what follows a call that failed, too\n"
     "  --dry-run          encode, and send nothing\n"
     "  --output FILE      write the message of a dry run here; several into this folder\n"
@@ -205,15 +248,21 @@ const char* const usage =
     "  --json             print the result as JSON\n"
     "  --html FILE        also write it as a page with plots for a browser\n"
     "\n"
+    "A replay makes recorded calls in the order of their requests, as they were made:\n"
+    "  --speed N          at the recorded pace, 2: twice as fast; without, as fast as possible\n"
+    "  --check            print what differs, in place of the answers: statuses, and the messages\n"
+    "                     that the library makes of the requests\n"
+    "\n"
     "It exits with 2 for invalid arguments and requests, of which none is sent; with 1 if a call\n"
-    "did not return 0 or the output could not be written.\n";
+    "did not return 0, something differed or the output could not be written.\n";
 
 std::optional<Options> readOptions(int argc, char** argv) {
   Options options;
   Numbers numbers;
   Texts texts;
   if (!parse(argc, argv, numbers, texts, options) || !understand(numbers, texts, options) ||
-      !readRest(argc - optind, argv + optind, options) || !hasPlace(options) || !hasLoad(options)) {
+      !readRest(argc - optind, argv + optind, options) || !hasReplay(options) ||
+      !hasPlace(options) || !hasLoad(options)) {
     return std::nullopt;
   }
   return options;

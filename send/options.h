@@ -8,6 +8,7 @@
 #include "send/input.h"
 #include "send/library.h"
 #include "send/load_options.h"
+#include "send/replay_options.h"
 
 namespace send {
 
@@ -26,7 +27,11 @@ struct Options {
   std::string file;                         ///< of lines, "-" for stdin; empty: one request
   const methods::Method* method = nullptr;  ///< of one request, or that is shown
   LoadOptions load;
+  ReplayOptions replay;
   std::vector<std::string> words;  ///< of one request, behind its method
+
+  /// Whether there may be more than one request.
+  bool isSeveral() const { return !file.empty() || !replay.files.empty(); }
 };
 
 /// Reads the command line. Invalid arguments are reported in one line on stderr; the result is then

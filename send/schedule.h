@@ -16,7 +16,7 @@ struct LoadPlan {
   u64 duration = unlimited;
   u64 count = unlimited;
   u32 inFlight = 1;  ///< asynchronous calls that may be under way
-  u64 patience = 0;  ///< how long calls under way at the end are waited for
+  u64 patience = 0;  ///< how long a call's end is waited for
 };
 
 /// When the calls of a load are to start, counted from 0, whatever became of the calls before.

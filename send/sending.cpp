@@ -3,6 +3,8 @@
 #include <cstdlib>
 
 #include "send/calls.h"
+#include "send/check.h"
+#include "send/pace.h"
 #include "shared/output.h"
 #include "shared/report.h"
 
@@ -20,36 +22,70 @@ Calls& callsOf(const Library& library) {
 class Sending {
  public:
   Sending(const Library& library, const Options& options)
-      : calls_(callsOf(library)), library_(library), options_(options) {}
+      : calls_(callsOf(library)),
+        library_(library),
+        options_(options),
+        isChecked_(options.replay.isChecked),
+        pace_(options.replay.speed) {}
 
   bool send(const std::vector<Entry>& entries) {
-    std::size_t made = 0;
-    for (const Entry& entry : entries) {
-      calls_.make(entry);
-      ++made;
-      if (!print(calls_.take()) || (hasFailed() && !options_.keepGoing)) break;
-    }
+    const std::size_t made = make(entries);
     awaitAll();
     const std::size_t missing = calls_.open();
     if (missing > 0) {
       shared::report("%zu call%s not answered", missing, missing == 1 ? " was" : "s were");
     }
-    if (!options_.file.empty()) {
+    if (options_.isSeveral()) {
       shared::report("%zu of %zu requests sent%s%s", made, entries.size(),
                      counts_.empty() ? "" : ": ", sumOf(counts_).c_str());
     }
-    return output_.close() && !hasFailed() && missing == 0 && made == entries.size();
+    if (isChecked_) {
+      shared::report("%zu difference%s from what is recorded", wrong_, wrong_ == 1 ? "" : "s");
+    }
+    return output_.close() && wrong_ == 0 && missing == 0 && made == entries.size();
   }
 
  private:
-  bool hasFailed() const { return counts_.size() > counts_.count(0); }
+  /// Returns how many calls were made.
+  std::size_t make(const std::vector<Entry>& entries) {
+    std::size_t made = 0;
+    for (const Entry& entry : entries) {
+      if (isChecked_) writeDifference(messageDifference(library_, entry));
+      if (!awaitTurn(entry)) break;
+      calls_.make(entry);
+      ++made;
+      if (!print(calls_.take())) break;
+    }
+    return made;
+  }
 
+  /// Waits until the call is due. Returns whether it may be made.
+  bool awaitTurn(const Entry& entry) {
+    if (!entry.recorded) return true;
+    const auto due = begin_ + std::chrono::nanoseconds(pace_.next(entry.recorded->time));
+    while (Clock::now() < due) {
+      if (!print(calls_.takeBy(due))) return false;
+    }
+    return true;
+  }
+
+  /// Returns whether further calls may be made.
   bool print(const std::deque<Answer>& answers) {
     for (const Answer& answer : answers) {
-      output_.write(lineOf(answer));
       ++counts_[answer.status];
+      if (isChecked_) {
+        writeDifference(statusDifference(answer));
+      } else {
+        output_.write(lineOf(answer));
+        wrong_ += answer.status != 0;
+      }
     }
-    return output_.flush();
+    return output_.flush() && (wrong_ == 0 || options_.keepGoing || isChecked_);
+  }
+
+  void writeDifference(const std::string& line) {
+    output_.write(line);
+    wrong_ += !line.empty();
   }
 
   void awaitAll() {
@@ -63,8 +99,12 @@ class Sending {
   Calls& calls_;
   const Library& library_;
   const Options& options_;
+  const bool isChecked_;
+  Pace pace_;
+  const Clock::time_point begin_ = Clock::now();
   shared::Output output_{""};
   Counts counts_;
+  std::size_t wrong_ = 0;  // calls that did not return 0, or differences
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "send/listing.h"
 #include "send/loading.h"
 #include "send/options.h"
+#include "send/replay.h"
 #include "send/sending.h"
 #include "send/watch.h"
 #include "shared/output.h"
@@ -36,12 +37,13 @@ bool isSound(const std::string& fault) {
 }
 
 std::string nameOfInput(const Options& options) {
+  if (!options.replay.files.empty()) return options.replay.files[0];
   return options.file == "-" ? "stdin" : options.file;
 }
 
-std::string readEntries(const Options& options, std::vector<Entry>& entries) {
+std::string readRequests(const Options& options, std::vector<Entry>& entries) {
   if (options.file.empty()) {
-    entries.push_back({nullptr, {}, options.variant, 0});
+    entries.push_back({nullptr, {}, options.variant, 0, {}});
     return send::readOne(*options.method, options.words, entries.back());
   }
   std::string text;
@@ -50,22 +52,36 @@ std::string readEntries(const Options& options, std::vector<Entry>& entries) {
   return send::readLines(text, nameOfInput(options), options.variant, entries);
 }
 
+/// Returns whether all requests are sound; which are not has been reported.
+bool readEntries(const Options& options, std::vector<Entry>& entries) {
+  const bool isReplay = !options.replay.files.empty();
+  const bool areSound = isReplay ? send::readReplay(options.replay, options.keepGoing, entries)
+                                 : isSound(readRequests(options, entries));
+  const bool mayBeEmpty = !isReplay && options.task != Task::load;
+  if (!areSound || mayBeEmpty || !entries.empty()) return areSound;
+  report("%s: no request to send", nameOfInput(options).c_str());
+  return false;
+}
+
+/// Does with the requests what the options ask for.
+bool handle(const send::Library& library, const Options& options,
+            const std::vector<Entry>& entries) {
+  if (options.task == Task::dryRun) return send::encodeAll(library, options, entries);
+  if (options.task == Task::load) return send::runLoad(library, entries, options.load);
+  return send::sendAll(library, options, entries);
+}
+
 int run(const Options& options) {
   // Never destroyed, as callbacks may run while the process ends.
   static auto& entries = *new std::vector<Entry>;
   static auto& library = *new send::Library;
-  if (!isSound(readEntries(options, entries))) return wrongArguments;
-  const bool isLoad = options.task == Task::load;
-  if (isLoad && entries.empty()) {
-    report("%s: no request to send", nameOfInput(options).c_str());
-    return wrongArguments;
-  }
-  if (isLoad) send::holdSignals();  // before the platform may start threads
+  const bool areSound = readEntries(options, entries);
+  const bool mayGoOn = options.keepGoing && !options.replay.files.empty() && !entries.empty();
+  if (!areSound && !mayGoOn) return wrongArguments;
+  if (options.task == Task::load) send::holdSignals();  // before the platform may start threads
   if (!isSound(library.load(options.platform, options.library))) return failed;
-  if (options.task == Task::dryRun) return send::encodeAll(library, options, entries) ? 0 : failed;
-  if (!isSound(library.set(options.channel))) return wrongArguments;
-  if (isLoad) return send::runLoad(library, entries, options.load) ? 0 : failed;
-  return send::sendAll(library, options, entries) ? 0 : failed;
+  if (options.task != Task::dryRun && !isSound(library.set(options.channel))) return wrongArguments;
+  return handle(library, options, entries) && areSound ? 0 : failed;
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ if CXX="$CXX" cmake -S "$here/find_package" -B "$work/without" \
 fi
 grep -q 'its component tarn_loopback is not installed' "$work/log" ||
   { cat "$work/log" >&2; fail "find_package does not say which component is missing"; }
-for component in loopback grpc serve send; do lay_out $component; done
+for component in loopback grpc record serve send; do lay_out $component; done
 
 mv "$work/first" "$work/elsewhere"
 absolute=$(grep -rlIF -e "$work" -e "$build" "$work/elsewhere") &&

@@ -17,9 +17,10 @@ using GrpcLife = EitherWay;
 INSTANTIATE_TEST_SUITE_P(Ways, GrpcLife, testing::Values(0, 1));
 
 TEST_P(GrpcLife, ClosingWaitsAndAClosedChannelIsRefused) {
-  serve("late");
+  serve("slow");
   void* const opt = open();
   void* const other = open();
+  EXPECT_EQ(call(opt), 0u) << "it need not connect within the second";
   Endings ending(1);
   EXPECT_EQ(ending.call(0, request, opt), 0u);
   EXPECT_EQ(TarnGrpc_close(opt), 0u);
@@ -188,7 +189,7 @@ TEST_F(ServiceTest, StreamThatEndsAtOnceIsNotOpenedAgainAtOnce) {
   EXPECT_EQ(TarnGrpc_onState(opt, Told::note, &told), 0u);
   EXPECT_TRUE(told.await(TARN_GRPC_FAILED, 1));
   usleep(500'000);
-  EXPECT_LE(told.count(TARN_GRPC_FAILED), 2);
+  EXPECT_LE(told.count(TARN_GRPC_FAILED), 6) << "one a second, however late this thread is";
   EXPECT_EQ(TarnGrpc_close(opt), 0u);
 }
 

@@ -64,14 +64,23 @@ def service(serve):
 
 @pytest.fixture
 def script(tmp_path):
-    """Starts a Python program, with some variables set."""
+    """Starts a Python program, with some variables set, in a process group that ends with the test."""
+    processes = []
+
     def start(text, **variables):
         path = pathlib.Path(tmp_path, f"script{len(list(tmp_path.iterdir()))}.py")
         path.write_text(text)
-        return subprocess.Popen([sys.executable, "-B", "-X", "dev", path], env={**os.environ, **variables},
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        processes.append(subprocess.Popen(
+            [sys.executable, "-B", "-X", "dev", path], env={**os.environ, **variables}, start_new_session=True,
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True))
+        return processes[-1]
 
-    return start
+    yield start
+    for process in processes:
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
 
 
 def end_of(process):

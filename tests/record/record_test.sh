@@ -8,8 +8,7 @@ source=$1 record=$2 send_all=$3 caller=$4 linked=$5 opener=$6 calls=$7 loopback=
 emulator=("${@:10}")
 methods=$(grep -c '^[^#]' "$source/tests/methods.txt")
 work=$(mktemp -d)
-storm=
-trap '[ -z "$storm" ] || kill -KILL "$storm" 2>/dev/null; rm -rf "$work"' EXIT
+trap 'rm -rf "$work"' EXIT
 cd "$work"
 fail() { echo "record_test.sh: $*" >&2; exit 1; }
 
@@ -40,6 +39,11 @@ sed -nE 's/^([A-Za-z0-9_]+ (request|response)): .*/\1/p' shown | sort | diff exp
 ! grep damaged shown || fail "messages are shown as damaged"
 [ "$(shark -r all -Y 'mqc.MQC_RuleMac.f3 == 37' | wc -l)" -eq 3 ] || fail "fields are not found"
 
+awk '/^```python$/ {on = 1; next} /^```$/ {on = 0} on' "$source/docs/recording.md" >read.py
+"${PYTHON:-python3}" read.py all >printed
+[ "$(grep -cE '^(sync|async|oneway) [A-Za-z0-9_]+ [1-9][0-9]* bytes, status 0 [0-9.]+$' printed)" -eq $((3 * methods)) ] &&
+  [ "$(wc -l <printed)" -eq $((3 * methods)) ] || fail "the program of docs/recording.md reads: $(head printed)"
+
 (recorded one "$caller" one -)
 [ "$(shark -r one -T fields -e mqc.MqcReply.status | xargs)" = 9 ] || fail "the status is not shown"
 editcap -F nsecpcap -r all some 5-14
@@ -60,21 +64,12 @@ holds "$child" "^sync [0-9]* sendRuleMac process ${child#*.} thread ${child#*.} 
 
 for round in 1 2 3; do
   rm -f storm* counts
-  (recorded storm "$caller" storm counts) &
-  storm=$!
-  for _ in $(seq 1200); do
-    counted=$(od -An -tu8 counts 2>/dev/null | xargs)
-    [ "${counted:-0}" -lt 1000 ] || break
-    sleep 0.05
-  done
-  kill -KILL "$storm"
-  wait "$storm" 2>/dev/null || true
-  storm=
+  { (recorded storm "$caller" storm counts) || true; } 2>/dev/null
   # The kernel may end a write where it takes another page.
   capinfos -Mc storm >/dev/null 2>cut_short || [ $(($(stat -c %s storm) % 4096)) -eq 0 ] || fail "round $round: $(cat cut_short)"
   counted=$(od -An -tu8 counts | xargs)
   ends=$(texts storm | grep -c '^end') calls_begun=$(texts storm | grep -c '^sync')
-  [ "$ends" -ge "$counted" ] && [ "$ends" -ge 1000 ] && [ $((calls_begun - ends)) -le 1 ] ||
+  [ "$ends" -ge "$counted" ] && [ "$ends" -ge 1000 ] && [ $((calls_begun - ends)) -le 2 ] ||
     fail "round $round: $counted calls returned, $calls_begun and $ends ends are recorded"
 done
 

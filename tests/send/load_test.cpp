@@ -6,6 +6,7 @@
 #include <random>
 
 #include "send/load_report.h"
+#include "send/pace.h"
 
 namespace {
 
@@ -55,6 +56,20 @@ void expectPercentiles(const Distribution& found, std::vector<u64> values) {
     EXPECT_GE(found.percentile(percent), exact) << percent;
     EXPECT_LE(found.percentile(percent) - exact, exact / 128) << percent;
   }
+}
+
+TEST(Pace, CallsAreAsFarApartAsTheyWereRecorded) {
+  const auto due = [](double speed, std::vector<u64> recorded) {
+    Pace pace(speed);
+    for (u64& time : recorded) time = pace.next(time);
+    return recorded;
+  };
+  using Times = std::vector<u64>;
+  EXPECT_EQ(due(1, {7'000, 7'000, 9'000, 9'500}), (Times{0, 0, 2'000, 2'500}));
+  EXPECT_EQ(due(0.5, {7'000, 9'000}), (Times{0, 4'000}));
+  EXPECT_EQ(due(0, {7'000, 9'000}), (Times{0, 0}));
+  EXPECT_EQ(due(2, {7'000, 9'000, 1'000, 3'000}), (Times{0, 1'000, 1'000, 2'000})) << "set back";
+  EXPECT_LT(due(0.001, {0, ~u64{0}})[1], u64{1} << 62) << "later than any clock";
 }
 
 TEST(Histogram, PercentilesAreThoseOfTheSortedValues) {
@@ -151,7 +166,7 @@ TEST(Load, CountsHowCallsEndAndReportsIt) {
 TEST(Load, CallsThatNeverEndKeepTheirPlacesAndAreReported) {
   FakeClock clock(millisecond);
   const auto send = [](RpcAsyncCallback, void*) { return 0u; };
-  const LoadPlan plan = {.rate = 100, .duration = second, .inFlight = 3, .patience = second};
+  const LoadPlan plan = {.rate = 100, .duration = second, .inFlight = 3, .patience = 2 * second};
   Load load(plan, {call(1, send)}, clock);
   load.send();
   EXPECT_FALSE(load.settle());
@@ -160,7 +175,11 @@ TEST(Load, CallsThatNeverEndKeepTheirPlacesAndAreReported) {
   EXPECT_EQ(result.neverEnded, 3u);
   EXPECT_EQ(result.notStarted, 97u);
   EXPECT_FALSE(result.isSuccess());
-  EXPECT_GE(clock.time, 3 * second);  // a second more for those without a place, and the patience
+  EXPECT_GE(clock.time, 4 * second);  // a second more for those without a place, and the patience
+
+  Load counted({.count = 4, .inFlight = 3, .patience = second}, {call(1, send)}, clock);
+  counted.send();
+  EXPECT_EQ(counted.started(), 3u);
 }
 
 TEST(Load, TextHasEveryCallInOneRowOfItsHistogram) {

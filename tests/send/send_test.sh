@@ -57,6 +57,8 @@ tarn-send: 2 of 3 requests sent: 1 with status 0, 1 with status 5" --to "$to" --
 end TERM
 answered 1 "sendRuleMac,1014,UNAVAILABLE: no connection to the service: failed to connect to all addresses; \
 last error: UNKNOWN: $to: No such file or directory" --to "$to" --async sendRuleMac
+! TARN_GRPC_WAIT=1 timeout 120 "$send" --to "$to" --deadline 0.2 sendRuleMac >shown && grep -q '"status":1004,' shown ||
+  fail "--deadline is not heard: $(cat shown)"
 answered 1 "sendRuleMac,22,no handle, no request, or another argument is missing: TARN_GRPC_TARGET is 'unix:', \
 which has no path
 tarn_grpc: TARN_GRPC_TARGET is 'unix:', which has no path" --to unix: sendRuleMac
@@ -122,8 +124,10 @@ f11\[16\]: the array has 16 elements|{"f11": [{},{},{},{},{},{},{},{},{},{},{},{
 f11\[1\].f0: 17 elements: the array has 16|{"f11": [{}, {"f0": "0011223344556677889900112233445566"}]}
 f11\[1\].f0\[2\]: 256: not a whole number from 0 to 255|{"f11": [{}, {"f0": [0, 0, 256]}]}
 f11\[1\].f0\[1\]: boolean, where a number is expected|{"f11": [{}, {"f0": [0, true]}]}
+f18: 3 elements: the array has 2|f18=1,2,3
 f11\[16\]: the last element is \[15\]|f11[16].f0=1
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|f11[0].f0=00:1
+f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|f11[0].f0=00:11-22
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|{"f11": [{"f0": "00:1g"}]}
 f11\[0\].f0: no hexadecimal bytes such as 00:11:22 or 001122|{"f11": [{"f0": "00112"}]}
 f11\[0\]: it has fields of its own|f11[0]=1
@@ -150,6 +154,8 @@ array, where an object is expected\$|$(printf '[%.0s' $(seq 90000))
 request.*: nested deeper than 16\$|{"request": $(printf '[%.0s' $(seq 90000))
 END
 refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
+refuses 2 'f3\[1\]: 256: not a whole number from 0 to 255' ProcMqcBatchMsg '{"f3": [0, 256]}'
+refuses 2 'f3\[1\]: array, where a number is expected' ProcMqcBatchMsg '{"f3": [0, [1]]}'
 refuses 2 'sendRuleMc: no such method' --template sendRuleMc
 refuses 2 'stdin: parse error at column 1' sendRuleMac -
 refuses 2 'absent: No such file' --file absent
@@ -168,11 +174,12 @@ refuses 1 'platform libm.so.6: it lacks RPC_GetRpcInvoke' --platform libm.so.6 s
 refuses 1 "library $platform: it lacks MqcFesIntf_" --platform "$platform" --library "$platform" sendRuleMac
 refuses 1 'capture directory .*/absent: No such file' --dry-run --file mixed --output absent
 refuses 1 'absent/file: No such file' --dry-run sendRuleMac --output absent/file
-for output in "--platform $platform --file lines" "--dry-run AddMqcSmoothMsg" --methods; do
+for output in "--platform $platform --keep-going --file lines" "--dry-run AddMqcSmoothMsg" --methods; do
   status=0
   # shellcheck disable=SC2086
   "$send" $output >/dev/full 2>said || status=$?
   [ "$status" -eq 1 ] && grep -q '^tarn-send: stdout: No space' said || fail "a full disk: $(cat said)"
+  [[ $output != *lines ]] || grep -q '^tarn-send: 1 of 3000 requests' said || fail "sent on: $(cat said)"
 done
 
 documented "$send"
@@ -186,7 +193,7 @@ completed() {
 }
 [ "$(completed --to "$to" sendRule)" = sendRuleMac ] && [ "$(completed --template sendRule)" = sendRuleMac ] ||
   fail "methods are not completed"
-[ "$(completed --to "$to" sendRuleMac f3=1 head.f | tr '\n' ' ')" = 'head.f0= head.f1= head.f2= head.f3= head.f4= head.f5= ' ] ||
+[ "$(completed --to unix : "$work/socket" sendRuleMac f3 = 1 head.f | tr '\n' ' ')" = 'head.f0= head.f1= head.f2= head.f3= head.f4= head.f5= ' ] ||
   fail "fields are not completed"
 for option in $("$send" --help | grep -oE -- '--[a-z-]+' | sort -u); do
   completed "$option" | grep -qxe "$option" || fail "$option is not completed"
