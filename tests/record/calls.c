@@ -63,3 +63,7 @@ MQC_API int makeCalls(const char* what, const char* file) {
   TarnLoopback_setStatus(9);
   return call(37) == 9 ? 0 : 1;
 }
+
+int main(int argc, char** argv) {
+  return argc == 3 ? makeCalls(argv[1], argv[2]) : 2;
+}

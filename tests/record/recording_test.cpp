@@ -105,17 +105,14 @@ class RecordingTest : public testing::Test {
 };
 
 TEST_F(RecordingTest, HasTheseBytesOnEveryMachine) {
-  EXPECT_EQ(call(), 1u);
+  EXPECT_EQ(RecordingTest::call(), 1u);
   const std::vector<Packet> packets = packetsOf(path_);
   ASSERT_EQ(packets.size(), 3u);
-  const std::string process = std::to_string(::getpid());
-  using Words = std::vector<std::string>;
-  EXPECT_EQ(packets[0].words,
-            (Words{"begin", "1", "process", process, "program", program_invocation_short_name}));
-  EXPECT_EQ(packets[1].words, (Words{"sync", "1", "sendRuleMac", "process", process, "thread",
-                                     process, "bytes", "7"}));
-  EXPECT_EQ(packets[2].words, (Words{"end", "1", "sendRuleMac", "process", process, "thread",
-                                     process, "status", "9"}));
+  const std::string process = " process " + std::to_string(::getpid());
+  const std::string call = " 1 sendRuleMac" + process + " thread " + std::to_string(::gettid());
+  EXPECT_EQ(packets[0].text, "begin 1" + process + " program " + program_invocation_short_name);
+  EXPECT_EQ(packets[1].text, "sync" + call + " bytes 7");
+  EXPECT_EQ(packets[2].text, "end" + call + " status 9");
   EXPECT_EQ(packets[0].dissector, "data");
   EXPECT_EQ(packets[1].dissector, "mqc_sendrulemac_request");
   EXPECT_EQ(packets[2].dissector, "mqc_sendrulemac_response");
@@ -144,11 +141,9 @@ TEST_F(RecordingTest, SplitsLongMessages) {
     const u64 sequence = call(longOne);
     Bytes joined;
     for (const Packet& packet : packetsOf(path_)) {
-      if (packet.kind() == "end" || packet.number() != sequence || packet.kind() == "begin")
-        continue;
-      if (packet.kind() == "part") {
-        EXPECT_EQ(packet.last(), std::to_string(joined.size()));
-      }
+      if (packet.kind() == "begin" || packet.kind() == "end") continue;
+      if (packet.number() != sequence) continue;
+      EXPECT_EQ(packet.last(), std::to_string(joined.empty() ? size : joined.size()));
       EXPECT_EQ(packet.dissector, size > 261'632 ? "data" : "mqc_sendrulemac_request");
       joined.insert(joined.end(), packet.message.begin(), packet.message.end());
     }
@@ -293,8 +288,8 @@ TEST_F(RecordingTest, AChildHasItsOwn) {
     const fs::path own = path_.string() + "." + std::to_string(::getpid());
     const std::vector<Packet> packets = packetsOf(own);
     EXPECT_EQ(packets.size(), 3u);
-    EXPECT_EQ(packets.at(1).words.at(4), std::to_string(::getpid()));
-    EXPECT_EQ(packets.at(1).words.at(6), std::to_string(::getpid()));
+    EXPECT_EQ(packets.at(1).word(4), std::to_string(::getpid()));
+    EXPECT_EQ(packets.at(1).word(6), std::to_string(::getpid()));
   });
   held = 2;
   writer.join();
