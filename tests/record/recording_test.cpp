@@ -298,7 +298,10 @@ TEST_F(RecordingTest, AChildHasItsOwn) {
 
 TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
   call();
-  writing.then = [&] { EXPECT_EQ(call(), 0u); };  // as a signal's handler would
+  writing.then = [&] {
+    EXPECT_EQ(call(), 0u);  // as in a signal's handler
+    errno = 5;
+  };
   errno = 77;
   EXPECT_NE(call(), 0u);
   EXPECT_EQ(errno, 77);
