@@ -201,7 +201,7 @@ TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
   for (const std::size_t room : {0u, 100u}) {
     writing.room = room;
     writing.heard.clear();
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(call(), 0u);
+    for (int i = 0; i < 3; ++i, ::usleep(110'000)) EXPECT_EQ(call(), 0u);
     EXPECT_EQ(writing.heard, "recording: " + path_.string() +
                                  ": No space left on device; until this changes, calls are missing "
                                  "in the recording\n");
