@@ -17,8 +17,8 @@ struct Recording : Platform {
     std::vector<std::string> texts;
     for (const Packet& packet : packetsOf(path)) {
       if (packet.kind() == "begin") continue;
-      EXPECT_EQ(packet.words.at(2), "sendClassifierTemplate");
-      texts.push_back(packet.kind() + ' ' + packet.words.at(1) + ' ' + packet.last());
+      EXPECT_EQ(packet.word(2), "sendClassifierTemplate");
+      texts.push_back(packet.kind() + ' ' + packet.word(1) + ' ' + packet.last());
     }
     return texts;
   }
