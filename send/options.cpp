@@ -117,7 +117,7 @@ bool hasPlace(const Options& options) {
 
 /// The options with a value, each with the place for it; those without set a number.
 struct Texts {
-  std::string deadline, sample, fields, replay, speed;
+  std::string deadline, sample, fields, speed;
   LoadTexts load;
 
   std::vector<std::pair<const char*, std::string*>> placesWith(Options& options) {
@@ -132,7 +132,6 @@ struct Texts {
             {"library", &options.library},
             {"file", &options.file},
             {"output", &options.output},
-            {"replay", &replay},
             {"speed", &speed},
             {"template", &sample},
             {"fields", &fields},
@@ -174,12 +173,14 @@ struct Numbers {
   }
 };
 
-/// The options that choose calls of a recording.
-constexpr const char* choices[] = {"method", "status", "since", "until", "where"};
+/// The options that state recordings and choose their calls.
+constexpr const char* choices[] = {"replay", "method", "status", "since", "until", "where"};
 
 bool choose(const std::string& option, const std::string& value, ReplayOptions& replay) {
   std::string fault;
-  if (option != "method") {
+  if (option == "replay") {
+    replay.files.push_back(value);
+  } else if (option != "method") {
     fault = reader::readChoice(option, value, replay.choice);
   } else if (methods::find(value) == nullptr) {
     fault = "--method " + methods::shown(value) + ": " + methods::noSuchMethod(value);
@@ -228,7 +229,6 @@ bool understand(const Numbers& numbers, const Texts& texts, Options& options) {
   options.load.isJson = numbers.json != 0;
   options.replay.isChecked = numbers.check != 0;
   options.replay.choice.failed = numbers.failed != 0;
-  if (!texts.replay.empty()) options.replay.files = {texts.replay};
   if (!readSpeed(texts.speed, options.replay.speed)) return false;
   if (!readLoad(texts.load, options.load)) return false;
   if (!texts.deadline.empty() && !readDeadline(texts.deadline, options.channel.deadlineMs)) {

@@ -38,6 +38,7 @@ class Replay {
       refuse(call, fault);
       isSound = false;
     }
+    if (!isSound && !keepsGoing) return false;
     return reportFiles() && isChoiceSound() && isSound;
   }
 
@@ -46,6 +47,7 @@ class Replay {
     entry.method = methods::find(call.method);
     const reader::Schema::Method* const method = schema_.method(call.method);
     if (entry.method == nullptr || method == nullptr) return methods::noSuchMethod(call.method);
+    if (call.size == 0) return "it had no request, or one that could not be encoded";
     if (!call.isWhole()) {
       return std::to_string(call.message.size()) + " of " + std::to_string(call.size) +
              " bytes are recorded";
