@@ -29,7 +29,7 @@ bool isRecorded(const MethodId* method) {
 
 u64 recordRequest(CallVariant variant, const MethodId& method, const IdlMsgDesc* desc,
                   const void* req) {
-  const Message message(desc, req);
+  const Message message(desc, req, state.recording.longest());
   return state.recording.request(variant, method.methodName, message.bytes(), message.size());
 }
 

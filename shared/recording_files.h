@@ -32,7 +32,9 @@ class RecordingFiles {
   /// Nothing has been written to the present file.
   bool isNew() const { return size_ == 0; }
   u64 size() const { return size_; }
-  /// The most bytes that a file may have.
+  /// The most bytes of a file; never changes.
+  u64 quarter() const { return quarter_; }
+  /// The most bytes that a file may have, in this process at present.
   u64 longest() const { return limit_ < quarter_ ? limit_ : quarter_; }
 
   /// Appends in one write, whole or not at all.

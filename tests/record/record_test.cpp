@@ -144,6 +144,11 @@ TEST_F(RecordTest, RecordsWhatHasNoCompactEncoding) {
   const MQC_BrkBatchMsg batch = {.f3_len = static_cast<u32>(buffer.size()), .f3 = buffer.data()};
   MqcFesIntf_ProcMqcBatchMsgSetIdl(&desc);
   EXPECT_EQ(call(&batch, &desc).message, encoded(desc, &batch));
+  desc.pack = [](PackBuf* cursor, const void*) {  // too long to be kept, so it is not made
+    EXPECT_EQ(cursor, nullptr);
+    return 20'000'000u;
+  };
+  EXPECT_EQ(call(&request_, &desc).last(), "20000000");
 }
 
 TEST_F(RecordTest, LeavesOtherInterfacesAlone) {
