@@ -57,7 +57,6 @@ ssize_t writeOnce(int file, std::span<const iovec> parts) {
 
 /// The file under a high number.
 int moveUp(int file) {
-  if (file < 0) return file;
   int moved = ::fcntl(file, F_DUPFD_CLOEXEC, lowestDescriptor);
   if (moved < 0) moved = ::fcntl(file, F_DUPFD_CLOEXEC, behindStandard);
   const int error = errno;
@@ -133,8 +132,14 @@ int RecordingFiles::makeWay() {
 /// EWOULDBLOCK: another process was faster, or has just found the file.
 int RecordingFiles::create() {
   const int flags = O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW | O_CLOEXEC;
-  file_ = moveUp(::open(path_, flags, 0600));
-  if (file_ < 0) return errno == EEXIST ? EWOULDBLOCK : errno;
+  const int opened = ::open(path_, flags, 0600);
+  if (opened < 0) return errno == EEXIST ? EWOULDBLOCK : errno;
+  file_ = moveUp(opened);
+  if (file_ < 0) {
+    const int error = errno;
+    ::unlink(path_);  // or each attempt would push a former file out
+    return error;
+  }
   struct stat made = {};
   if (::flock(file_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close();

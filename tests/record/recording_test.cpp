@@ -321,6 +321,23 @@ TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
   EXPECT_EQ(packetsOf(path_).back().kind(), "end");
 }
 
+TEST_F(RecordingTest, KeepsFormerFilesWhereDescriptorsAreShort) {
+  call();
+  inChild([&] {
+    const int lowest = ::dup(0);
+    const auto limit = static_cast<rlim_t>(lowest) + 1;  // for a file that cannot get another number
+    ::close(lowest);
+    const rlimit limits = {limit, limit};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limits), 0);
+    for (int i = 0; i < 4; ++i) {
+      recording_.emplace();
+      EXPECT_EQ(recording_->setUp((folder_ / "other").c_str(), megabyte), 0);
+      EXPECT_EQ(call(), 0u);
+    }
+  });
+  EXPECT_FALSE(fs::exists(folder_ / "other"));
+}
+
 TEST_F(RecordingTest, KeepsToTheLimitOfFileSizes) {
   inChild([&] {
     const rlimit limit = {5000, 5000};
