@@ -49,10 +49,12 @@ int mayMove(const char* path) {
   return error;
 }
 
-/// writev takes a tenth longer.
-ssize_t writeOnce(int file, std::span<const iovec> parts) {
-  if (parts.size() == 1) return ::write(file, parts[0].iov_base, parts[0].iov_len);
-  return ::writev(file, parts.data(), static_cast<int>(parts.size()));
+/// At a place, which a pipe or socket refuses: the program may have closed the file, and opened one
+/// of its own under the number. pwritev takes a tenth longer.
+ssize_t writeOnce(int file, std::span<const iovec> parts, u64 place) {
+  const auto at = static_cast<off_t>(place);
+  if (parts.size() == 1) return ::pwrite(file, parts[0].iov_base, parts[0].iov_len, at);
+  return ::pwritev(file, parts.data(), static_cast<int>(parts.size()), at);
 }
 
 /// The file under a high number.
@@ -141,13 +143,13 @@ int RecordingFiles::create() {
     return error;
   }
   struct stat made = {};
+  ::fstat(file_, &made);
+  device_ = made.st_dev;
+  inode_ = made.st_ino;
   if (::flock(file_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close();
     return EWOULDBLOCK;
   }
-  ::fstat(file_, &made);
-  device_ = made.st_dev;
-  inode_ = made.st_ino;
   size_ = 0;
   unseen_ = 0;
   readLimit();
@@ -160,9 +162,6 @@ void RecordingFiles::readLimit() {
 }
 
 void RecordingFiles::look(time_t now, u64& lost) {
-  const auto isOurs = [&](const struct stat& s) {
-    return s.st_dev == device_ && s.st_ino == inode_;
-  };
   struct stat open = {};
   struct stat named = {};
   looked_ = now;
@@ -180,15 +179,16 @@ int RecordingFiles::append(std::span<const iovec> parts) {
   std::size_t size = 0;
   for (const iovec& part : parts) size += part.iov_len;
   ssize_t written = 0;
-  do written = writeOnce(file_, parts);
+  do written = writeOnce(file_, parts, size_);
   while (written < 0 && errno == EINTR);
   if (written == static_cast<ssize_t>(size)) {
     size_ += size;
     ++unseen_;
     return 0;
   }
-  const int error = written < 0 ? errno : ENOSPC;
+  int error = written < 0 ? errno : ENOSPC;
   if (written > 0) cutTo(size_);
+  if (error == ESPIPE) error = EBADF;
   if (error == EBADF) file_ = -1;
   return error;
 }
@@ -201,9 +201,15 @@ void RecordingFiles::cutTo(u64 size) {
   }
 }
 
+/// Only the recording's own file, as the number may be another's.
 void RecordingFiles::close() {
-  if (file_ >= 0) ::close(file_);
+  struct stat open = {};
+  if (file_ >= 0 && ::fstat(file_, &open) == 0 && isOurs(open)) ::close(file_);
   file_ = -1;
+}
+
+bool RecordingFiles::isOurs(const struct stat& file) const {
+  return file.st_dev == device_ && file.st_ino == inode_;
 }
 
 }  // namespace shared

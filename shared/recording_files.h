@@ -1,6 +1,7 @@
 #ifndef SHARED_RECORDING_FILES_H
 #define SHARED_RECORDING_FILES_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -55,6 +56,7 @@ class RecordingFiles {
   void look(time_t now, u64& lost);
   void readLimit();
   void close();
+  bool isOurs(const struct stat& file) const;
 
   char path_[PATH_MAX] = {};
   char from_[PATH_MAX] = {};  // here, not on the stack of a thread that may have a small one

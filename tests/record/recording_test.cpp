@@ -39,10 +39,10 @@ static ssize_t append(int file, const Bytes& bytes) {
   const std::size_t size = std::min(bytes.size(), writing.room);
   writing.room -= writing.room == SIZE_MAX ? 0 : size;
   if (size == 0) return errno = ENOSPC, -1;
-  return ::syscall(SYS_write, file, bytes.data(), size);
+  return ::syscall(SYS_pwrite64, file, bytes.data(), size, 0);  // appends all the same
 }
 
-extern "C" ssize_t writev(int file, const iovec* parts, int count) {
+extern "C" ssize_t pwritev(int file, const iovec* parts, int count, off_t) {
   Bytes bytes;
   for (int i = 0; i < count; ++i) {
     const u8* const from = static_cast<const u8*>(parts[i].iov_base);
@@ -51,10 +51,14 @@ extern "C" ssize_t writev(int file, const iovec* parts, int count) {
   return append(file, bytes);
 }
 
+extern "C" ssize_t pwrite(int file, const void* from, std::size_t size, off_t) {
+  return append(file, {static_cast<const u8*>(from), static_cast<const u8*>(from) + size});
+}
+
 extern "C" ssize_t write(int file, const void* from, std::size_t size) {
-  const Bytes bytes(static_cast<const u8*>(from), static_cast<const u8*>(from) + size);
-  if (file != STDERR_FILENO) return append(file, bytes);
-  writing.heard.append(bytes.begin(), bytes.end());
+  if (file != STDERR_FILENO) return ::syscall(SYS_write, file, from, size);
+  const auto* const bytes = static_cast<const char*>(from);
+  writing.heard.append(bytes, size);
   return static_cast<ssize_t>(size);
 }
 
@@ -319,6 +323,20 @@ TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
   callUntilRecorded();
   EXPECT_TRUE(fs::exists(former(1)));
   EXPECT_EQ(packetsOf(path_).back().kind(), "end");
+
+  int pipes[2];
+  ASSERT_EQ(::pipe(pipes), 0);
+  int end = 520;
+  for (const bool isChild : {false, true}) {
+    for (int file = 512; file < end; ++file) ::dup2(pipes[1], file);  // also the recording's
+    isChild ? recording_->inChild() : static_cast<void>(call());
+    callUntilRecorded();
+    ++end;
+  }
+  EXPECT_EQ(::fcntl(end - 1, F_GETFD), FD_CLOEXEC);  // the recording, behind all the others
+  for (int file = 512; file < end - 1; ++file) ::close(file);
+  ::close(pipes[1]);
+  EXPECT_EQ(::read(pipes[0], pipes, 1), 0);
 }
 
 TEST_F(RecordingTest, KeepsFormerFilesWhereDescriptorsAreShort) {
