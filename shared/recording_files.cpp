@@ -38,9 +38,11 @@ bool beginsAsRecording(int file) {
 
 /// Whether the file at the path may make way. ENOENT: there is none; EWOULDBLOCK: it is written.
 int mayMove(const char* path) {
+  struct stat found = {};
+  if (::lstat(path, &found) != 0) return errno;
+  if (!S_ISREG(found.st_mode)) return EEXIST;  // a pipe or device would notice an open()
   const int file = ::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   if (file < 0) return errno == ELOOP ? EEXIST : errno;
-  struct stat found = {};
   int error = EEXIST;
   if (::fstat(file, &found) == 0 && S_ISREG(found.st_mode) && beginsAsRecording(file)) {
     error = ::flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK ? EWOULDBLOCK : 0;
