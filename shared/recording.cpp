@@ -146,7 +146,7 @@ bool Recording::prepare(const timespec& now, u64 size) {
   missing_.fetch_add(lost, std::memory_order_relaxed);
   if (error == 0 && files_.isNew()) error = begin(now);
   if (error == 0) error = admitMissing(now);
-  return settle(now, error);
+  return error == 0 || settle(now, error);
 }
 
 int Recording::begin(const timespec& now) {
@@ -176,7 +176,7 @@ int Recording::append(PacketHead& head, std::span<const u8> message) {
   return files_.append(std::span(parts, message.empty() ? 1 : 2));
 }
 
-/// Whether there was no error. The first one stops the recording.
+/// Whether there was no error. The first one stops the recording, until a call's packet is written.
 bool Recording::settle(const timespec& now, int error) {
   if (error == 0) {
     stopped_ = {};

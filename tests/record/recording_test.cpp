@@ -220,6 +220,12 @@ TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
   writing.room = 200;  // for the request, not for its end
   EXPECT_NE(call(), 0u);
   EXPECT_EQ(packetsOf(path_).back().kind(), "sync");
+  writing.heard.clear();
+  writing.room = 100;  // for the count of what is missing
+  ::usleep(110'000);
+  EXPECT_EQ(call(), 0u);
+  EXPECT_EQ(packetsOf(path_).back().kind(), "missing");
+  EXPECT_EQ(writing.heard, "");
 }
 
 TEST_F(RecordingTest, GoesOnWhenItsFolderIsBack) {
