@@ -9,8 +9,8 @@
 namespace record {
 
 /// A request, encoded for the recording by its own descriptor: compact, or full where there is no
-/// compact encoder. A request that is NULL, or that its encoder refuses, has no bytes; one that would
-/// have more than the most is not encoded.
+/// compact encoder. A request that is NULL, or that its encoder refuses, has no bytes; one that
+/// would have more than the most is not encoded.
 class Message {
  public:
   Message(const IdlMsgDesc* desc, const void* req, u64 most);

@@ -27,8 +27,8 @@ u64 megabytes() {
   u64 number = 0;
   const auto [rest, error] = std::from_chars(text, end, number);
   if (rest == end && error == std::errc{} && number > 0 && number <= mostMegabytes) return number;
-  shared::report("TARN_RECORD_MB is '%s', not a number from 1 to %llu; nothing is recorded", text,
-                 static_cast<unsigned long long>(mostMegabytes));
+  shared::reportAtOnce("TARN_RECORD_MB is '%s', not a number from 1 to %llu; nothing is recorded",
+                       text, static_cast<unsigned long long>(mostMegabytes));
   return 0;
 }
 
@@ -42,7 +42,7 @@ bool setUp(const char* path) {
       state.pending.inChild();
     });
   }
-  if (error != 0) shared::report("%s: %s; nothing is recorded", path, ::strerror(error));
+  if (error != 0) shared::reportAtOnce("%s: %s; nothing is recorded", path, ::strerror(error));
   return error == 0;
 }
 

@@ -1,6 +1,5 @@
 #include "shared/recording.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -63,14 +62,11 @@ std::string_view nameOf(CallVariant variant) {
   return "oneway";
 }
 
-/// A line on stderr, unless whoever reads it has stopped reading: no call waits for that.
 void complain(const char* path, int error) {
-  pollfd standardError = {STDERR_FILENO, POLLOUT, 0};
-  if (::poll(&standardError, 1, 0) != 1 || standardError.revents != POLLOUT) return;
   char room[128];
   const char* const reason = error == EEXIST ? "a file that is no recording is in the way"
                                              : ::strerror_r(error, room, sizeof room);
-  report("%s: %s; until this changes, calls are missing in the recording", path, reason);
+  reportAtOnce("%s: %s; until this changes, calls are missing in the recording", path, reason);
 }
 
 iovec part(std::span<const u8> bytes) {

@@ -1,6 +1,7 @@
 #include "shared/report.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,13 @@ namespace shared {
 namespace {
 
 std::atomic<void (*)(std::string_view) noexcept> lineSink = nullptr;
+
+void reportList(const char* format, std::va_list arguments) noexcept {
+  Line line;
+  line.add("%s: ", reporter);
+  line.addList(format, arguments);
+  line.write();
+}
 
 }  // namespace
 
@@ -52,13 +60,19 @@ void holdStandardDescriptors() noexcept {
 }
 
 void report(const char* format, ...) noexcept {
-  Line line;
-  line.add("%s: ", reporter);
   std::va_list arguments;
   va_start(arguments, format);
-  line.addList(format, arguments);
+  reportList(format, arguments);
   va_end(arguments);
-  line.write();
+}
+
+void reportAtOnce(const char* format, ...) noexcept {
+  pollfd standardError = {STDERR_FILENO, POLLOUT, 0};
+  if (::poll(&standardError, 1, 0) != 1 || standardError.revents != POLLOUT) return;
+  std::va_list arguments;
+  va_start(arguments, format);
+  reportList(format, arguments);
+  va_end(arguments);
 }
 
 }  // namespace shared

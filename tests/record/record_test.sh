@@ -80,6 +80,9 @@ cd none
 [ "$(cat said)" = "tarn_record: TARN_RECORD_MB is '0', not a number from 1 to 1048576; nothing is recorded" ] ||
   fail "a wrong size: $(cat said)"
 rm said
+# Nobody reads stderr any more: the line ends no process.
+{ sleep 1; (megabytes=0 recorded calls "$caller" one); echo $? >../status; } 2>&1 | true
+[ "$(cat ../status)" = 0 ] || fail "a line that nobody reads fails a process"
 [ -z "$(ls)" ] || fail "something is recorded: $(ls)"
 cd ../secure
 chmod 755 ..

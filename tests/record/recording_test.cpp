@@ -349,7 +349,8 @@ TEST_F(RecordingTest, KeepsFormerFilesWhereDescriptorsAreShort) {
   call();
   inChild([&] {
     const int lowest = ::dup(0);
-    const auto limit = static_cast<rlim_t>(lowest) + 1;  // for a file that cannot get another number
+    const auto limit =
+        static_cast<rlim_t>(lowest) + 1;  // for a file that cannot get another number
     ::close(lowest);
     const rlimit limits = {limit, limit};
     EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limits), 0);
