@@ -22,7 +22,7 @@ NEXT(RPC_IdlMsgOnewayCall)
 
 /// Other libraries send the messages of other interfaces through the same platform.
 bool isRecorded(const MethodId* method) {
-  if (!state.isOn || method == nullptr) return false;
+  if (!state.isOn.load(std::memory_order_acquire) || method == nullptr) return false;
   if (method->interfaceName == nullptr || method->methodName == nullptr) return false;
   return std::strcmp(method->interfaceName, "MqcFesIntf") == 0;
 }

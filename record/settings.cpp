@@ -46,10 +46,11 @@ bool setUp(const char* path) {
   return error == 0;
 }
 
-/// While the program is loaded and has no other thread that could change the environment.
+/// While the program is loaded; hardly any thread runs yet that could change the environment.
 [[gnu::constructor]] void start() {
   const char* const path = ::secure_getenv("TARN_RECORD");
-  state.isOn = path != nullptr && *path != '\0' && setUp(path);
+  const bool isOn = path != nullptr && *path != '\0' && setUp(path);
+  state.isOn.store(isOn, std::memory_order_release);
 }
 
 }  // namespace
