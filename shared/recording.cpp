@@ -62,11 +62,18 @@ std::string_view nameOf(CallVariant variant) {
   return "oneway";
 }
 
+/// Not in the user's language: its words come from a file, into memory from the heap.
+const char* reasonOf(int error) {
+  if (error == EEXIST) return "a file that is no recording is in the way";
+#if __GLIBC_PREREQ(2, 32)
+  if (const char* const reason = ::strerrordesc_np(error)) return reason;
+#endif
+  return "it cannot be written";
+}
+
 void complain(const char* path, int error) {
-  char room[128];
-  const char* const reason = error == EEXIST ? "a file that is no recording is in the way"
-                                             : ::strerror_r(error, room, sizeof room);
-  reportAtOnce("%s: %s; until this changes, calls are missing in the recording", path, reason);
+  reportAtOnce("%s: %s; until this changes, calls are missing in the recording", path,
+               reasonOf(error));
 }
 
 iovec part(std::span<const u8> bytes) {
