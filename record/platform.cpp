@@ -40,6 +40,7 @@ void keepLoaded(void* function) {
 void* findBehind(const char* name) {
   void* const function = ::dlsym(RTLD_NEXT, name);
   if (function != nullptr) keepLoaded(function);
+  if (function == nullptr) ::dlerror();  // which the program would take for an error of its own
   return function;
 }
 
