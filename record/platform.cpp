@@ -37,10 +37,18 @@ void keepLoaded(void* function) {
 
 }  // namespace
 
+void* findBehind(const char* name) {
+  void* const function = ::dlsym(RTLD_NEXT, name);
+  if (function != nullptr) keepLoaded(function);
+  if (function == nullptr) ::dlerror();  // which the program would take for an error of its own
+  return function;
+}
+
 void* findInPlatform(const char* name) {
-  // A platform that was opened for one library alone is not among the next.
-  void* function = ::dlsym(RTLD_NEXT, name);
-  if (function == nullptr) function = findAnywhere(name);
+  void* function = findBehind(name);
+  if (function != nullptr) return function;
+  // A platform that was opened for one library alone is not among those behind this one.
+  function = findAnywhere(name);
   if (function != nullptr) {
     keepLoaded(function);
     return function;

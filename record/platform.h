@@ -7,15 +7,20 @@
 
 namespace record {
 
-/// The platform's function of that name, which then stays loaded. NULL, and a line on stderr for
-/// the first, when there is none.
+/// The function of that name in the first library behind this one that has it, which then stays
+/// loaded, or NULL.
+void* findBehind(const char* name);
+/// The same, or if there is none, the platform's function of that name anywhere else, which then
+/// stays loaded. NULL, and a line on stderr for the first, when there is none.
 void* findInPlatform(const char* name);
 
-/// A function of the platform that this library stands before, looked up by its first call.
+/// A function of the platform that this library stands before, looked up when this library is
+/// loaded, and while there is none yet, by each call.
 template <class Function>
 class Next {
  public:
   constexpr explicit Next(const char* name) : name_(name) {}
+  void start() { found_.store(findBehind(name_), std::memory_order_release); }
   /// NULL until there is a platform.
   Function get() {
     // Several threads may look it up: no lock is held meanwhile, and all find the same.

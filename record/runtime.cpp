@@ -20,6 +20,15 @@ NEXT(RPC_IdlAsyncCallNoOutStub)
 NEXT(RPC_IdlMsgOnewayCall)
 #undef NEXT
 
+/// A first call that looked them up would wait for whichever library another thread loads
+/// meanwhile, even if that one waits for the call.
+[[gnu::constructor]] void lookUp() {
+  nextRPC_GetRpcInvoke.start();
+  nextRPC_IdlSyncCallNoOutStub.start();
+  nextRPC_IdlAsyncCallNoOutStub.start();
+  nextRPC_IdlMsgOnewayCall.start();
+}
+
 /// Other libraries send the messages of other interfaces through the same platform.
 bool isRecorded(const MethodId* method) {
   if (!state.isOn.load(std::memory_order_acquire) || method == nullptr) return false;
