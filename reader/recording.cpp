@@ -163,7 +163,7 @@ std::string PacketFile::open() {
 std::string PacketFile::open(int file, std::span<const std::uint8_t> start) {
   file_ = file;
   if (::lseek(file, 0, SEEK_SET) < 0) {
-    const std::string fault = spool(start);
+    std::string fault = spool(start);
     if (!fault.empty()) return fault;
   }
   return rewind();
