@@ -39,6 +39,8 @@ class Calls {
   int finish();
 
   const Schema& schema() const { return schema_; }
+  /// Ends whose requests the recordings do not have, up to here.
+  std::uint64_t endsAlone() const { return calls_.endsAlone(); }
 
  private:
   void finish(const reader::PacketFile& file);

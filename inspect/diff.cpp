@@ -125,17 +125,21 @@ Fields fieldsOf(const Message& message) {
   return fields;
 }
 
+std::string difference(std::string name, const std::string& before, const std::string& after) {
+  return name.append(": ").append(before).append(", then ").append(after);
+}
+
 std::vector<std::string> differences(const Fields& before, const Fields& after) {
   std::vector<std::string> lines;
   std::unordered_map<std::string, std::string> rest(after.begin(), after.end());
   for (const auto& [name, value] : before) {
     const auto found = rest.find(name);
     const std::string other = found != rest.end() ? found->second : "none";
-    if (value != other) lines.push_back(name + ": " + value + ", then " + other);
+    if (value != other) lines.push_back(difference(name, value, other));
     if (found != rest.end()) rest.erase(found);
   }
   for (const auto& [name, value] : after) {
-    if (rest.count(name) > 0) lines.push_back(name + ": none, then " + value);
+    if (rest.count(name) > 0) lines.push_back(difference(name, "none", value));
   }
   return lines;
 }

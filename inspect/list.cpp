@@ -11,7 +11,7 @@ namespace inspect {
 namespace {
 
 /// A number, or JSON's null for none.
-std::string orNull(std::string text) {
+std::string orNull(const std::string& text) {
   return text.empty() ? "null" : text;
 }
 

@@ -97,6 +97,9 @@ void writeStatistics(Calls& calls, shared::Output& output) {
   for (const auto& [name, counts] : methods) output.write(counts.row(name));
   if (methods.size() > 1) output.write(all.row("all"));
   output.write(statusRows(statuses));
+  if (calls.endsAlone() > 0) {
+    output.write("\nends without a request: " + std::to_string(calls.endsAlone()) + '\n');
+  }
 }
 
 }  // namespace inspect

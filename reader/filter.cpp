@@ -58,6 +58,14 @@ bool readStatus(const std::string& text, Choice& choice) {
   return true;
 }
 
+/// Why a method's request has no number of that path.
+std::string whyNot(const std::string& method, const std::string& path) {
+  const methods::Method* const table = methods::find(method);
+  methods::Field field = {};
+  std::string why = table != nullptr ? methods::findField(*table->request, path, field) : "";
+  return why.empty() ? path + ": it is no number; an array takes an index" : why;
+}
+
 }  // namespace
 
 std::optional<Time> readTime(std::string text) {
@@ -176,14 +184,12 @@ std::string Filter::fault() const {
                                      [i](const auto& of) { return of.second[i].has_value(); });
     if (isKnown) continue;
     const std::string& method = numbers_.begin()->first;
-    const methods::Method* const table = methods::find(method);
-    methods::Field field = {};
-    const Condition& condition = choice_.where[i];
-    std::string why =
-        table != nullptr ? methods::findField(*table->request, condition.field, field) : "";
-    if (why.empty()) why = condition.field + ": it is no number; an array takes an index";
-    why.insert(0, method + ": ");
-    return "--where '" + condition.text + "': no method of the recording has that number; " + why;
+    return std::string("--where '")
+        .append(choice_.where[i].text)
+        .append("': no method of the recording has that number; ")
+        .append(method)
+        .append(": ")
+        .append(whyNot(method, choice_.where[i].field));
   }
   return "";
 }

@@ -7,8 +7,8 @@ namespace {
 
 // How far behind its request an end is looked for while calls are read.
 constexpr std::uint64_t nearPackets = 4'096;
-constexpr std::uint64_t nearBytes = std::uint64_t{32} << 20;
 constexpr std::size_t mostBytes = std::size_t{65} << 20;  // of a message
+constexpr std::uint64_t nearBytes = mostBytes + mostBytes / 2;
 
 Call::End endOf(const Packet& packet) {
   return {packet.time, static_cast<std::uint32_t>(packet.number)};

@@ -33,8 +33,9 @@ struct Call {
 };
 
 /// The calls of a recording, in the order of their requests. The recording is read twice: first for
-/// ends that are far from their requests. Takes memory for a few thousand calls, and 100 bytes for
-/// each more that runs at the same time or has no end.
+/// ends that are far from their requests. Takes memory for a few thousand calls, of
+/// 100 MB of requests at most, and 100 bytes for each more that runs at the same time or has no
+/// end.
 class RecordedCalls {
  public:
   explicit RecordedCalls(Recording& recording) : recording_(recording) {}

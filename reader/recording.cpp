@@ -143,6 +143,7 @@ PacketFile::PacketFile(std::string path) : path_(std::move(path)) {}
 
 PacketFile::PacketFile(PacketFile&& other) noexcept
     : path_(std::move(other.path_)),
+      buffer_(std::move(other.buffer_)),
       packets_(std::move(other.packets_)),
       damage_(std::move(other.damage_)),
       foreign_(other.foreign_),
@@ -193,7 +194,8 @@ std::string PacketFile::rewind() {
   ::lseek(file_, 0, SEEK_SET);
   std::FILE* const stream = ::fdopen(::fcntl(file_, F_DUPFD_CLOEXEC, 0), "rb");
   if (stream == nullptr) return error();
-  std::setvbuf(stream, nullptr, _IOFBF, pieceSize);
+  buffer_.resize(pieceSize);
+  std::setvbuf(stream, buffer_.data(), _IOFBF, buffer_.size());
   char words[PCAP_ERRBUF_SIZE] = "";
   packets_.reset(
       pcap_fopen_offline_with_tstamp_precision(stream, PCAP_TSTAMP_PRECISION_NANO, words));

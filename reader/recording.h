@@ -78,6 +78,7 @@ class PacketFile {
     void operator()(pcap* packets) const;
   };
   std::string path_;
+  std::vector<char> buffer_;  // of what is read through
   std::unique_ptr<pcap, Close> packets_;
   std::string damage_;
   std::uint64_t foreign_ = 0;

@@ -6,7 +6,7 @@
 
 namespace record {
 
-Message::Message(const IdlMsgDesc* desc, const void* req) {
+Message::Message(const IdlMsgDesc* desc, const void* req, u64 most) : most_(most) {
   if (desc == nullptr || req == nullptr) return;
   if (desc->pack != nullptr) {
     encodeCompact(desc->pack, req);
@@ -37,6 +37,7 @@ void Message::encodeFull(const IdlMsgDesc& desc, const void* req) {
 /// Not from the heap, which a signal handler must leave alone.
 void Message::reserve(u32 size) {
   size_ = size;
+  if (size == 0 || size > most_) return;
   if (size <= small_.size()) {
     room_ = small_.data();
     return;

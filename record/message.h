@@ -9,10 +9,11 @@
 namespace record {
 
 /// A request, encoded for the recording by its own descriptor: compact, or full where there is no
-/// compact encoder. A request that is NULL, or that its encoder refuses, has no bytes.
+/// compact encoder. A request that is NULL, or that its encoder refuses, has no bytes; one that
+/// would have more than the most is not encoded.
 class Message {
  public:
-  Message(const IdlMsgDesc* desc, const void* req);
+  Message(const IdlMsgDesc* desc, const void* req, u64 most);
   Message(const Message&) = delete;
   Message& operator=(const Message&) = delete;
   ~Message();
@@ -26,6 +27,7 @@ class Message {
   void encodeFull(const IdlMsgDesc& desc, const void* req);
   void reserve(u32 size);
 
+  const u64 most_;
   std::array<u8, 2048> small_;  // all but batches, in either encoding
   u8* room_ = nullptr;
   u32 size_ = 0;

@@ -46,7 +46,8 @@ void* findInPlatform(const char* name) {
     return function;
   }
   static constinit std::atomic<bool> isReported = false;
-  if (!isReported.exchange(true)) shared::report("no platform behind this library has %s", name);
+  if (!isReported.exchange(true))
+    shared::reportAtOnce("no platform behind this library has %s", name);
   return nullptr;
 }
 

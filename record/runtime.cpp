@@ -22,14 +22,14 @@ NEXT(RPC_IdlMsgOnewayCall)
 
 /// Other libraries send the messages of other interfaces through the same platform.
 bool isRecorded(const MethodId* method) {
-  if (!state.isOn || method == nullptr) return false;
+  if (!state.isOn.load(std::memory_order_acquire) || method == nullptr) return false;
   if (method->interfaceName == nullptr || method->methodName == nullptr) return false;
   return std::strcmp(method->interfaceName, "MqcFesIntf") == 0;
 }
 
 u64 recordRequest(CallVariant variant, const MethodId& method, const IdlMsgDesc* desc,
                   const void* req) {
-  const Message message(desc, req);
+  const Message message(desc, req, state.recording.longest());
   return state.recording.request(variant, method.methodName, message.bytes(), message.size());
 }
 

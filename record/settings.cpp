@@ -27,8 +27,8 @@ u64 megabytes() {
   u64 number = 0;
   const auto [rest, error] = std::from_chars(text, end, number);
   if (rest == end && error == std::errc{} && number > 0 && number <= mostMegabytes) return number;
-  shared::report("TARN_RECORD_MB is '%s', not a number from 1 to %llu; nothing is recorded", text,
-                 static_cast<unsigned long long>(mostMegabytes));
+  shared::reportAtOnce("TARN_RECORD_MB is '%s', not a number from 1 to %llu; nothing is recorded",
+                       text, static_cast<unsigned long long>(mostMegabytes));
   return 0;
 }
 
@@ -42,14 +42,15 @@ bool setUp(const char* path) {
       state.pending.inChild();
     });
   }
-  if (error != 0) shared::report("%s: %s; nothing is recorded", path, ::strerror(error));
+  if (error != 0) shared::reportAtOnce("%s: %s; nothing is recorded", path, ::strerror(error));
   return error == 0;
 }
 
-/// While the program is loaded and has no other thread that could change the environment.
+/// While the program is loaded; hardly any thread runs yet that could change the environment.
 [[gnu::constructor]] void start() {
   const char* const path = ::secure_getenv("TARN_RECORD");
-  state.isOn = path != nullptr && *path != '\0' && setUp(path);
+  const bool isOn = path != nullptr && *path != '\0' && setUp(path);
+  state.isOn.store(isOn, std::memory_order_release);
 }
 
 }  // namespace

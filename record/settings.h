@@ -1,6 +1,8 @@
 #ifndef RECORD_SETTINGS_H
 #define RECORD_SETTINGS_H
 
+#include <atomic>
+
 #include "record/pending.h"
 #include "shared/recording.h"
 
@@ -8,7 +10,7 @@ namespace record {
 
 /// What a recorded process has.
 struct State {
-  bool isOn;  // from the loading of this library on
+  std::atomic<bool> isOn;  // from the loading of this library on; other threads may run by then
   shared::Recording recording;
   PendingCalls pending;
 };

@@ -6,7 +6,7 @@ set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 [ "$*" = "" ] || [ "$*" = --check ] || { echo "usage: docs.sh [--check]" >&2; exit 2; }
-need "${build_packages[@]}" libflatbuffers-dev python3 doxygen graphviz fonts-dejavu-core
+need "${build_packages[@]}" libflatbuffers-dev libpcap-dev python3 doxygen graphviz fonts-dejavu-core
 
 quietly cmake --preset demo
 quietly cmake --build --preset demo --target catalogue tarn_inspect

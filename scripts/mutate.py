@@ -43,6 +43,8 @@ TESTS_OF = [
     ("shared/grpc_errors.*", ["setup_test", "edges_test", "grpc_test"]),
     *[(f"shared/{name}.*", ["platform_test", "thread/platform_test"])
       for name in ("capture", "encode", "printable", "report", "temporary_file")],
+    *[(f"shared/{name}.*", ["recording_test"])
+      for name in ("recording", "recording_files", "recording_packet", "section")],
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
     *[(f"platform/grpc/{name}.*", ["stream_test", "life_test", "grpc_test", "stats_test"])

@@ -1,6 +1,5 @@
 #include "shared/recording.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -63,14 +62,18 @@ std::string_view nameOf(CallVariant variant) {
   return "oneway";
 }
 
-/// A line on stderr, unless whoever reads it has stopped reading: no call waits for that.
+/// Not in the user's language: its words come from a file, into memory from the heap.
+const char* reasonOf(int error) {
+  if (error == EEXIST) return "a file that is no recording is in the way";
+#if __GLIBC_PREREQ(2, 32)
+  if (const char* const reason = ::strerrordesc_np(error)) return reason;
+#endif
+  return "it cannot be written";
+}
+
 void complain(const char* path, int error) {
-  pollfd standardError = {STDERR_FILENO, POLLOUT, 0};
-  if (::poll(&standardError, 1, 0) != 1 || standardError.revents != POLLOUT) return;
-  char room[128];
-  const char* const reason = error == EEXIST ? "a file that is no recording is in the way"
-                                             : ::strerror_r(error, room, sizeof room);
-  report("%s: %s; until this changes, calls are missing in the recording", path, reason);
+  reportAtOnce("%s: %s; until this changes, calls are missing in the recording", path,
+               reasonOf(error));
 }
 
 iovec part(std::span<const u8> bytes) {
@@ -146,7 +149,7 @@ bool Recording::prepare(const timespec& now, u64 size) {
   missing_.fetch_add(lost, std::memory_order_relaxed);
   if (error == 0 && files_.isNew()) error = begin(now);
   if (error == 0) error = admitMissing(now);
-  return settle(now, error);
+  return error == 0 || settle(now, error);
 }
 
 int Recording::begin(const timespec& now) {
@@ -176,7 +179,7 @@ int Recording::append(PacketHead& head, std::span<const u8> message) {
   return files_.append(std::span(parts, message.empty() ? 1 : 2));
 }
 
-/// Whether there was no error. The first one stops the recording.
+/// Whether there was no error. The first one stops the recording, until a call's packet is written.
 bool Recording::settle(const timespec& now, int error) {
   if (error == 0) {
     stopped_ = {};

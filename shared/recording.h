@@ -41,6 +41,8 @@ class Recording {
    * @return the call's sequence number for end(); 0 when it is not recorded
    */
   u64 request(CallVariant variant, std::string_view method, std::span<const u8> message, u32 size);
+  /// The most bytes of a message that may have room in a file. Longer ones need not be encoded.
+  u64 longest() const { return files_.quarter(); }
   /// Records the end of a call; does nothing for a sequence number of 0.
   void end(u64 sequence, std::string_view method, u32 status);
   /// Counts a call that could not be recorded.

@@ -38,9 +38,11 @@ bool beginsAsRecording(int file) {
 
 /// Whether the file at the path may make way. ENOENT: there is none; EWOULDBLOCK: it is written.
 int mayMove(const char* path) {
+  struct stat found = {};
+  if (::lstat(path, &found) != 0) return errno;
+  if (!S_ISREG(found.st_mode)) return EEXIST;  // a pipe or device would notice an open()
   const int file = ::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   if (file < 0) return errno == ELOOP ? EEXIST : errno;
-  struct stat found = {};
   int error = EEXIST;
   if (::fstat(file, &found) == 0 && S_ISREG(found.st_mode) && beginsAsRecording(file)) {
     error = ::flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK ? EWOULDBLOCK : 0;
@@ -49,15 +51,16 @@ int mayMove(const char* path) {
   return error;
 }
 
-/// writev takes a tenth longer.
-ssize_t writeOnce(int file, std::span<const iovec> parts) {
-  if (parts.size() == 1) return ::write(file, parts[0].iov_base, parts[0].iov_len);
-  return ::writev(file, parts.data(), static_cast<int>(parts.size()));
+/// At a place, which a pipe or socket refuses: the program may have closed the file, and opened one
+/// of its own under the number. pwritev takes a tenth longer.
+ssize_t writeOnce(int file, std::span<const iovec> parts, u64 place) {
+  const auto at = static_cast<off_t>(place);
+  if (parts.size() == 1) return ::pwrite(file, parts[0].iov_base, parts[0].iov_len, at);
+  return ::pwritev(file, parts.data(), static_cast<int>(parts.size()), at);
 }
 
 /// The file under a high number.
 int moveUp(int file) {
-  if (file < 0) return file;
   int moved = ::fcntl(file, F_DUPFD_CLOEXEC, lowestDescriptor);
   if (moved < 0) moved = ::fcntl(file, F_DUPFD_CLOEXEC, behindStandard);
   const int error = errno;
@@ -133,16 +136,22 @@ int RecordingFiles::makeWay() {
 /// EWOULDBLOCK: another process was faster, or has just found the file.
 int RecordingFiles::create() {
   const int flags = O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW | O_CLOEXEC;
-  file_ = moveUp(::open(path_, flags, 0600));
-  if (file_ < 0) return errno == EEXIST ? EWOULDBLOCK : errno;
+  const int opened = ::open(path_, flags, 0600);
+  if (opened < 0) return errno == EEXIST ? EWOULDBLOCK : errno;
+  file_ = moveUp(opened);
+  if (file_ < 0) {
+    const int error = errno;
+    ::unlink(path_);  // or each attempt would push a former file out
+    return error;
+  }
   struct stat made = {};
+  ::fstat(file_, &made);
+  device_ = made.st_dev;
+  inode_ = made.st_ino;
   if (::flock(file_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close();
     return EWOULDBLOCK;
   }
-  ::fstat(file_, &made);
-  device_ = made.st_dev;
-  inode_ = made.st_ino;
   size_ = 0;
   unseen_ = 0;
   readLimit();
@@ -155,9 +164,6 @@ void RecordingFiles::readLimit() {
 }
 
 void RecordingFiles::look(time_t now, u64& lost) {
-  const auto isOurs = [&](const struct stat& s) {
-    return s.st_dev == device_ && s.st_ino == inode_;
-  };
   struct stat open = {};
   struct stat named = {};
   looked_ = now;
@@ -175,15 +181,16 @@ int RecordingFiles::append(std::span<const iovec> parts) {
   std::size_t size = 0;
   for (const iovec& part : parts) size += part.iov_len;
   ssize_t written = 0;
-  do written = writeOnce(file_, parts);
+  do written = writeOnce(file_, parts, size_);
   while (written < 0 && errno == EINTR);
   if (written == static_cast<ssize_t>(size)) {
     size_ += size;
     ++unseen_;
     return 0;
   }
-  const int error = written < 0 ? errno : ENOSPC;
+  int error = written < 0 ? errno : ENOSPC;
   if (written > 0) cutTo(size_);
+  if (error == ESPIPE) error = EBADF;
   if (error == EBADF) file_ = -1;
   return error;
 }
@@ -196,9 +203,15 @@ void RecordingFiles::cutTo(u64 size) {
   }
 }
 
+/// Only the recording's own file, as the number may be another's.
 void RecordingFiles::close() {
-  if (file_ >= 0) ::close(file_);
+  struct stat open = {};
+  if (file_ >= 0 && ::fstat(file_, &open) == 0 && isOurs(open)) ::close(file_);
   file_ = -1;
+}
+
+bool RecordingFiles::isOurs(const struct stat& file) const {
+  return file.st_dev == device_ && file.st_ino == inode_;
 }
 
 }  // namespace shared

@@ -1,6 +1,7 @@
 #ifndef SHARED_RECORDING_FILES_H
 #define SHARED_RECORDING_FILES_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -32,7 +33,9 @@ class RecordingFiles {
   /// Nothing has been written to the present file.
   bool isNew() const { return size_ == 0; }
   u64 size() const { return size_; }
-  /// The most bytes that a file may have.
+  /// The most bytes of a file; never changes.
+  u64 quarter() const { return quarter_; }
+  /// The most bytes that a file may have, in this process at present.
   u64 longest() const { return limit_ < quarter_ ? limit_ : quarter_; }
 
   /// Appends in one write, whole or not at all.
@@ -53,6 +56,7 @@ class RecordingFiles {
   void look(time_t now, u64& lost);
   void readLimit();
   void close();
+  bool isOurs(const struct stat& file) const;
 
   char path_[PATH_MAX] = {};
   char from_[PATH_MAX] = {};  // here, not on the stack of a thread that may have a small one

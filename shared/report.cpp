@@ -1,11 +1,13 @@
 #include "shared/report.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <span>
 #include <string_view>
 
 #include "shared/printable.h"
@@ -14,6 +16,15 @@ namespace shared {
 namespace {
 
 std::atomic<void (*)(std::string_view) noexcept> lineSink = nullptr;
+
+/// Makes the text printable in that room.
+void writeIn(std::span<char> room, std::string_view text) noexcept {
+  const std::size_t size = showIn(room.first(room.size() - 1), text);
+  if (const auto sink = lineSink.load()) return sink({room.data(), size});
+  room[size] = '\n';
+  // If stderr is closed or full, there is nowhere left to report to.
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, room.data(), size + 1);
+}
 
 }  // namespace
 
@@ -33,11 +44,7 @@ void Line::addList(const char* format, std::va_list arguments) noexcept {
 
 void Line::write() const noexcept {
   char line[longest];
-  const std::size_t size = showIn({line, longest - 1}, {text_, size_});
-  if (const auto sink = lineSink.load()) return sink({line, size});
-  line[size] = '\n';
-  // If stderr is closed or full, there is nowhere left to report to.
-  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, size + 1);
+  writeIn(line, {text_, size_});
 }
 
 void writeLinesWith(void (*sink)(std::string_view) noexcept) noexcept {
@@ -59,6 +66,18 @@ void report(const char* format, ...) noexcept {
   line.addList(format, arguments);
   va_end(arguments);
   line.write();
+}
+
+void reportAtOnce(const char* format, ...) noexcept {
+  pollfd standardError = {STDERR_FILENO, POLLOUT, 0};
+  if (::poll(&standardError, 1, 0) != 1 || standardError.revents != POLLOUT) return;
+  char text[1024], line[1024];
+  const auto head = static_cast<std::size_t>(std::snprintf(text, sizeof text, "%s: ", reporter));
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text + head, sizeof text - head, format, arguments);
+  va_end(arguments);
+  writeIn(line, text);
 }
 
 }  // namespace shared

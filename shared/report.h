@@ -37,6 +37,10 @@ extern const char* const reporter;
 
 /// Reports a failure in one line on stderr.
 [[gnu::format(printf, 1, 2)]] void report(const char* format, ...) noexcept;
+/// The same, unless whoever reads stderr has stopped reading or is gone: nothing waits for that,
+/// and no SIGPIPE ends a process that had not written to stderr itself. For any thread's stack: a
+/// line of more than 1,023 bytes is cut off.
+[[gnu::format(printf, 1, 2)]] void reportAtOnce(const char* format, ...) noexcept;
 
 }  // namespace shared
 

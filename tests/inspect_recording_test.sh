@@ -58,6 +58,8 @@ editcap -F nsecpcap calls endless 3
   fail "--failed, --status: $("$inspect" --failed failed)"
 "$inspect" --status none endless | grep -qE '^ +1 .* -  no end$' && [ "$("$inspect" --status none endless | wc -l)" -eq 1 ] ||
   fail "a call without an end"
+editcap -F nsecpcap calls headless 2
+"$inspect" --stats headless | grep -qx 'ends without a request: 1' || fail "an end without a request"
 
 # differ A B LINE...: what is different
 differ() {

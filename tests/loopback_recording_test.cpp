@@ -5,6 +5,7 @@
 
 #include "platform.h"
 #include "record/reading.h"
+#include "tarn/rpc.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ struct Recording : Platform {
     std::vector<std::string> texts;
     for (const Packet& packet : packetsOf(path)) {
       if (packet.kind() == "begin") continue;
-      EXPECT_EQ(packet.words.at(2), "sendClassifierTemplate");
-      texts.push_back(packet.kind() + ' ' + packet.words.at(1) + ' ' + packet.last());
+      EXPECT_EQ(packet.word(2), "sendClassifierTemplate");
+      texts.push_back(packet.kind() + ' ' + packet.word(1) + ' ' + packet.last());
     }
     return texts;
   }
@@ -45,7 +46,14 @@ TEST_F(Recording, HasEveryMessageAndTheEndOfItsCall) {
   TarnLoopback_setCompletionStatus(9);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate_async(&request, call, this, nullptr), 0u);
   EXPECT_EQ(TarnLoopback_drain(), 0u);
-  // What is not delivered.
+  // What is not delivered, and another interface's.
+  MethodId other = {};
+  other.interfaceName = "OtherIntf";
+  other.methodName = "sendClassifierTemplate";
+  IdlMsgDesc desc;
+  MqcFesIntf_sendClassifierTemplateSetIdl(&desc);
+  void* const handle = RPC_GetRpcInvoke(&g_stServerAddr_MqcFesIntf, nullptr);
+  EXPECT_EQ(RPC_IdlMsgOnewayCall(handle, &request, &other, &desc), 0u);
   EXPECT_EQ(MqcFesIntf_sendClassifierTemplate(nullptr, nullptr), u32{TARN_STATUS_INVALID});
   complaintOf(TARN_STATUS_CAPTURE, [&] { return TarnLoopback_setCaptureDir("/absent"); });
   complaintOf(TARN_STATUS_CAPTURE, [&] { return send(); });

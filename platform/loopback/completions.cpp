@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "platform/loopback/state.h"
 #include "shared/report.h"
@@ -74,7 +75,7 @@ void Completions::run() {
 Completions::Completion Completions::take() {
   std::unique_lock lock(mutex_);
   posted_.wait(lock, [this] { return !closed_ && !pending_.empty(); });
-  const Completion completion = pending_.front();
+  Completion completion = std::move(pending_.front());
   pending_.pop_front();
   return completion;
 }

@@ -8,7 +8,6 @@
 
 #include "platform/loopback/state.h"
 #include "shared/report.h"
-#include "shared/start_recording.h"
 #include "shared/temporary_file.h"
 
 const char* const shared::reporter = "tarn_loopback";
@@ -69,9 +68,7 @@ TarnStatus record(const std::string& path) {
   std::shared_ptr<Recording> recording = known(path);
   if (recording == nullptr) {
     recording = std::make_shared<Recording>(path);
-    if (!shared::startRecording(recording->calls, path.c_str(), shared::usualMegabytes)) {
-      return TARN_STATUS_CAPTURE;
-    }
+    if (!recording->start()) return TARN_STATUS_CAPTURE;
   }
   change([&](Settings& settings) { settings.recording.swap(recording); });
   return TARN_STATUS_OK;

@@ -2,10 +2,16 @@
 
 #include <string_view>
 
+#include "shared/start_recording.h"
+
 namespace loopback {
 
 Recording::~Recording() {
-  calls.inChild();  // leaves the file
+  if (isStarted) calls.inChild();  // leaves the file
+}
+
+bool Recording::start() noexcept {
+  return isStarted = shared::startRecording(calls, path.c_str(), shared::usualMegabytes);
 }
 
 RecordedCall::RecordedCall(std::shared_ptr<Recording> recording,

@@ -18,8 +18,12 @@ struct Recording {
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
 
+  /// Before all else. Returns false, after a report, when it cannot be used.
+  bool start() noexcept;
+
   const std::string path;
   shared::Recording calls;
+  bool isStarted = false;
 };
 
 /// A call in a recording, or in none.

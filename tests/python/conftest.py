@@ -40,7 +40,7 @@ class Service:
     def received(self):
         """Method and bytes of every message, in the order of their arrival."""
         return [(file.name.split("-")[1].split(".")[0], file.read_bytes())
-                for file in sorted(self.captures.iterdir(), key=lambda file: int(file.name.split("-")[0]))]
+                for file in sorted(self.captures.glob("[0-9]*"), key=lambda file: int(file.name.split("-")[0]))]
 
 
 @pytest.fixture

@@ -19,13 +19,18 @@ using Bytes = std::vector<u8>;
 
 struct Packet {
   u64 nanoseconds;
-  std::string dissector;
-  std::vector<std::string> words;
+  std::string dissector, text;
   Bytes message;
 
-  const std::string& kind() const { return words.at(0); }
-  u64 number() const { return std::stoull(words.at(1)); }
-  const std::string& last() const { return words.back(); }
+  std::string word(int index) const {
+    std::istringstream words(text);
+    std::string word;
+    for (int i = 0; i <= index; ++i) words >> word;
+    return word;
+  }
+  std::string kind() const { return word(0); }
+  u64 number() const { return std::stoull(word(1)); }
+  std::string last() const { return text.substr(text.rfind(' ') + 1); }
 };
 
 inline Bytes contents(const fs::path& path) {
@@ -56,8 +61,7 @@ inline Packet packetAt(const u8* head, const u8* end) {
   const u8* at = head + 16;
   Packet packet{littleEndian(head) * u64{1'000'000'000} + littleEndian(head + 4), {}, {}, {}};
   packet.dissector = takeTag(at, 12);
-  std::istringstream text(takeTag(at, 33));
-  packet.words.assign(std::istream_iterator<std::string>(text), {});
+  packet.text = takeTag(at, 33);
   takeTag(at, 0);
   packet.message.assign(at, end);
   return packet;

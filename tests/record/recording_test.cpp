@@ -39,10 +39,10 @@ static ssize_t append(int file, const Bytes& bytes) {
   const std::size_t size = std::min(bytes.size(), writing.room);
   writing.room -= writing.room == SIZE_MAX ? 0 : size;
   if (size == 0) return errno = ENOSPC, -1;
-  return ::syscall(SYS_write, file, bytes.data(), size);
+  return ::syscall(SYS_pwrite64, file, bytes.data(), size, 0);  // appends all the same
 }
 
-extern "C" ssize_t writev(int file, const iovec* parts, int count) {
+extern "C" ssize_t pwritev(int file, const iovec* parts, int count, off_t) {
   Bytes bytes;
   for (int i = 0; i < count; ++i) {
     const u8* const from = static_cast<const u8*>(parts[i].iov_base);
@@ -51,10 +51,14 @@ extern "C" ssize_t writev(int file, const iovec* parts, int count) {
   return append(file, bytes);
 }
 
+extern "C" ssize_t pwrite(int file, const void* from, std::size_t size, off_t) {
+  return append(file, {static_cast<const u8*>(from), static_cast<const u8*>(from) + size});
+}
+
 extern "C" ssize_t write(int file, const void* from, std::size_t size) {
-  const Bytes bytes(static_cast<const u8*>(from), static_cast<const u8*>(from) + size);
-  if (file != STDERR_FILENO) return append(file, bytes);
-  writing.heard.append(bytes.begin(), bytes.end());
+  if (file != STDERR_FILENO) return ::syscall(SYS_write, file, from, size);
+  const auto* const bytes = static_cast<const char*>(from);
+  writing.heard.append(bytes, size);
   return static_cast<ssize_t>(size);
 }
 
@@ -105,17 +109,14 @@ class RecordingTest : public testing::Test {
 };
 
 TEST_F(RecordingTest, HasTheseBytesOnEveryMachine) {
-  EXPECT_EQ(call(), 1u);
+  EXPECT_EQ(RecordingTest::call(), 1u);
   const std::vector<Packet> packets = packetsOf(path_);
   ASSERT_EQ(packets.size(), 3u);
-  const std::string process = std::to_string(::getpid());
-  using Words = std::vector<std::string>;
-  EXPECT_EQ(packets[0].words,
-            (Words{"begin", "1", "process", process, "program", program_invocation_short_name}));
-  EXPECT_EQ(packets[1].words, (Words{"sync", "1", "sendRuleMac", "process", process, "thread",
-                                     process, "bytes", "7"}));
-  EXPECT_EQ(packets[2].words, (Words{"end", "1", "sendRuleMac", "process", process, "thread",
-                                     process, "status", "9"}));
+  const std::string process = " process " + std::to_string(::getpid());
+  const std::string call = " 1 sendRuleMac" + process + " thread " + std::to_string(::gettid());
+  EXPECT_EQ(packets[0].text, "begin 1" + process + " program " + program_invocation_short_name);
+  EXPECT_EQ(packets[1].text, "sync" + call + " bytes 7");
+  EXPECT_EQ(packets[2].text, "end" + call + " status 9");
   EXPECT_EQ(packets[0].dissector, "data");
   EXPECT_EQ(packets[1].dissector, "mqc_sendrulemac_request");
   EXPECT_EQ(packets[2].dissector, "mqc_sendrulemac_response");
@@ -144,11 +145,9 @@ TEST_F(RecordingTest, SplitsLongMessages) {
     const u64 sequence = call(longOne);
     Bytes joined;
     for (const Packet& packet : packetsOf(path_)) {
-      if (packet.kind() == "end" || packet.number() != sequence || packet.kind() == "begin")
-        continue;
-      if (packet.kind() == "part") {
-        EXPECT_EQ(packet.last(), std::to_string(joined.size()));
-      }
+      if (packet.kind() == "begin" || packet.kind() == "end") continue;
+      if (packet.number() != sequence) continue;
+      EXPECT_EQ(packet.last(), std::to_string(joined.empty() ? size : joined.size()));
       EXPECT_EQ(packet.dissector, size > 261'632 ? "data" : "mqc_sendrulemac_request");
       joined.insert(joined.end(), packet.message.begin(), packet.message.end());
     }
@@ -206,7 +205,7 @@ TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
   for (const std::size_t room : {0u, 100u}) {
     writing.room = room;
     writing.heard.clear();
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(call(), 0u);
+    for (int i = 0; i < 3; ++i, ::usleep(110'000)) EXPECT_EQ(call(), 0u);
     EXPECT_EQ(writing.heard, "recording: " + path_.string() +
                                  ": No space left on device; until this changes, calls are missing "
                                  "in the recording\n");
@@ -221,6 +220,12 @@ TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
   writing.room = 200;  // for the request, not for its end
   EXPECT_NE(call(), 0u);
   EXPECT_EQ(packetsOf(path_).back().kind(), "sync");
+  writing.heard.clear();
+  writing.room = 100;  // for the count of what is missing
+  ::usleep(110'000);
+  EXPECT_EQ(call(), 0u);
+  EXPECT_EQ(packetsOf(path_).back().kind(), "missing");
+  EXPECT_EQ(writing.heard, "");
 }
 
 TEST_F(RecordingTest, GoesOnWhenItsFolderIsBack) {
@@ -293,8 +298,8 @@ TEST_F(RecordingTest, AChildHasItsOwn) {
     const fs::path own = path_.string() + "." + std::to_string(::getpid());
     const std::vector<Packet> packets = packetsOf(own);
     EXPECT_EQ(packets.size(), 3u);
-    EXPECT_EQ(packets.at(1).words.at(4), std::to_string(::getpid()));
-    EXPECT_EQ(packets.at(1).words.at(6), std::to_string(::getpid()));
+    EXPECT_EQ(packets.at(1).word(4), std::to_string(::getpid()));
+    EXPECT_EQ(packets.at(1).word(6), std::to_string(::getpid()));
   });
   held = 2;
   writer.join();
@@ -303,7 +308,10 @@ TEST_F(RecordingTest, AChildHasItsOwn) {
 
 TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
   call();
-  writing.then = [&] { EXPECT_EQ(call(), 0u); };  // as a signal's handler would
+  writing.then = [&] {
+    EXPECT_EQ(call(), 0u);  // as in a signal's handler
+    errno = 5;
+  };
   errno = 77;
   EXPECT_NE(call(), 0u);
   EXPECT_EQ(errno, 77);
@@ -321,6 +329,38 @@ TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
   callUntilRecorded();
   EXPECT_TRUE(fs::exists(former(1)));
   EXPECT_EQ(packetsOf(path_).back().kind(), "end");
+
+  int pipes[2];
+  ASSERT_EQ(::pipe(pipes), 0);
+  int end = 520;
+  for (const bool isChild : {false, true}) {
+    for (int file = 512; file < end; ++file) ::dup2(pipes[1], file);  // also the recording's
+    isChild ? recording_->inChild() : static_cast<void>(call());
+    callUntilRecorded();
+    ++end;
+  }
+  EXPECT_EQ(::fcntl(end - 1, F_GETFD), FD_CLOEXEC);  // the recording, behind all the others
+  for (int file = 512; file < end - 1; ++file) ::close(file);
+  ::close(pipes[1]);
+  EXPECT_EQ(::read(pipes[0], pipes, 1), 0);
+}
+
+TEST_F(RecordingTest, KeepsFormerFilesWhereDescriptorsAreShort) {
+  call();
+  inChild([&] {
+    const int lowest = ::dup(0);
+    const auto limit =
+        static_cast<rlim_t>(lowest) + 1;  // for a file that cannot get another number
+    ::close(lowest);
+    const rlimit limits = {limit, limit};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limits), 0);
+    for (int i = 0; i < 4; ++i) {
+      recording_.emplace();
+      EXPECT_EQ(recording_->setUp((folder_ / "other").c_str(), megabyte), 0);
+      EXPECT_EQ(call(), 0u);
+    }
+  });
+  EXPECT_FALSE(fs::exists(folder_ / "other"));
 }
 
 TEST_F(RecordingTest, KeepsToTheLimitOfFileSizes) {
