@@ -34,6 +34,10 @@ extern "C" ssize_t write(int file, const void* bytes, size_t size) {
   return syscall(SYS_write, file, bytes, taken);
 }
 
+extern "C" ssize_t pwrite(int file, const void* bytes, size_t size, off_t) {
+  return write(file, bytes, size);  // to what is appended to
+}
+
 // An existing file belongs to somebody else.
 extern "C" int open(const char* path, int flags, ...) {
   EXPECT_TRUE((flags & O_CREAT) == 0 || (flags & O_EXCL) != 0) << path;
