@@ -17,7 +17,7 @@ refuses 'ON, OFF or AUTO' -DTARN_GRPC=maybe
 refuses 'shared library alone' -DBUILD_SHARED_LIBS=OFF
 nothing='-DBUILD_SHARED_LIBS=ON -DCMAKE_REQUIRED_FLAGS=-nostdinc' # as a compiler without packages
 # shellcheck disable=SC2086
-for part in GRPC:libgrpc TOOLS:libflatbuffers-dev SERVICE:libssl-dev; do
+for part in GRPC:libgrpc TOOLS:nlohmann-json3-dev SERVICE:libssl-dev; do
   refuses "needs .*${part#*:}.* -DTARN_${part%:*}=AUTO" "-DTARN_${part%:*}=ON" $nothing
 done
 # shellcheck disable=SC2086
