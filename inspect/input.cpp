@@ -13,7 +13,7 @@
 namespace inspect {
 namespace {
 
-constexpr std::size_t enough = 4;  // bytes to tell them apart
+constexpr std::size_t enough = 4;  // bytes that distinguish them
 constexpr std::size_t pieceSize = 65'536;
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 namespace inspect {
 
-/// A file that was named, whose first bytes tell messages from recordings.
+/// A file that was named, whose first bytes distinguish messages and recordings.
 class Input {
  public:
   /// @param path of the file; "-" is the standard input

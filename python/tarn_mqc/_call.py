@@ -55,13 +55,13 @@ class Call(Future[Status]):
             if not ended.done():
                 ended.set_result(None)
 
-        def tell(_: Future[Status]) -> None:
+        def report(_: Future[Status]) -> None:
             try:
                 loop.call_soon_threadsafe(wake)
             except RuntimeError:
                 pass  # the loop was closed: nobody waits any more
 
-        self.add_done_callback(tell)
+        self.add_done_callback(report)
         yield from ended
         return self.result()
 

@@ -155,11 +155,11 @@ for words, *arguments in (("--where 'g3 == 1': no method of the recording has th
                           ("mixed: no request to send", "--status", "8"),
                           ("--method sendRulMac: no such method; the nearest is sendRuleMac", "--method", "sendRulMac")):
     shown, said = replay("mixed", *arguments, status=2)
-    check(re.match(words, said[0]) and shown == "", arguments, "are told as", shown, *said)
+    check(re.match(words, said[0]) and shown == "", arguments, "are reported as", shown, *said)
 for arguments in ("--check sendRuleMac", "--failed sendRuleMac", "--replay mixed --async", "--replay mixed --speed 0",
                   "--replay mixed --file mixed", "--replay mixed --load --check", "--replay mixed --dry-run"):
     shown, said = run(*loopback, *arguments.split(), status=2)
-    check(shown == "" and len(said) == 1, arguments, "are told as", shown, *said)
+    check(shown == "" and len(said) == 1, arguments, "are reported as", shown, *said)
 check(replay("/dev/null", status=2)[1][0].startswith("/dev/null: "), "an empty file is a recording")
 
 # At a multiple of the recorded pace, also behind a clock that was set back.
