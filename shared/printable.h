@@ -14,7 +14,7 @@ namespace shared {
 /// does not fit is cut off and replaced by "...". Returns the bytes written.
 std::size_t showIn(std::span<char> room, std::string_view text) noexcept;
 
-/// The whole text as showIn() shows it. Inline: who needs the C library alone does without.
+/// The whole text as showIn() shows it. Inline, as some of the code may need the C library alone.
 inline std::string printable(std::string_view text) {
   constexpr std::size_t longestEscape = 4;  // for a byte of the text
   std::string safe(longestEscape * text.size(), '\0');
