@@ -29,5 +29,5 @@ room reader '(methods/(fields|methods)|reader/[a-z_]+)\.h'
 room send "$public|(send|methods|reader|shared)/[a-z_]+\.h"
 room python 'methods/methods\.h'
 room inspect '(inspect|reader|methods|shared)/[a-z_]+\.h'
-room service "mqc_(service|stream|methods)\.h|$made|(service|reader|shared)/[a-z_]+\.h"
+room service "mqc_(service|stream|methods)\.h|$made|tarn/grpc\.h|(service|script|reader|shared)/[a-z_]+\.h"
 exit $failed
