@@ -30,5 +30,5 @@ room send "$public|(send|methods|reader|shared)/[a-z_]+\.h"
 room python 'methods/methods\.h'
 room page '(page|reader)/[a-z_]+\.h'
 room inspect '(inspect|page|reader|methods|shared)/[a-z_]+\.h'
-room service "mqc_(service|stream|methods)\.h|$made|(service|page|reader|shared)/[a-z_]+\.h"
+room service "mqc_(service|stream|methods)\.h|$made|tarn/grpc\.h|(service|script|page|reader|shared)/[a-z_]+\.h"
 exit $failed
