@@ -9,6 +9,7 @@
 #include "service/gate.h"
 #include "service/journal.h"
 #include "service/listener.h"
+#include "service/page.h"
 #include "service/server.h"
 #include "service/timing.h"
 #include "shared/printable.h"
@@ -130,7 +131,9 @@ bool cannotListen(const std::string& address, const std::string& reason) {
 
 bool serveUntilEnded(const reader::Schema& schema, const Options& options, const Signals& signals,
                      Output& lines) {
-  Journal journal(schema, options, lines);
+  RecentCalls recent;
+  const bool hasPage = !options.page.empty();
+  Journal journal(schema, options, lines, hasPage ? &recent : nullptr);
   if (!journal.open()) return false;
   const Certificates certificates = readCertificates(options);
   if (const std::string fault = faultOf(options, certificates); !fault.empty()) {
@@ -142,7 +145,13 @@ bool serveUntilEnded(const reader::Schema& schema, const Options& options, const
   if (!fault.empty()) return cannotListen(options.listen, fault);
   Servers servers(schema, journal);
   if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
+  Page page(recent);
+  if (hasPage) {
+    const std::string why = page.open(options.page);
+    if (!why.empty()) return cannotListen(options.page, why);
+  }
   lines.add("listening on " + shared::printable(listener->bound()));
+  if (hasPage) lines.add("page at " + page.url());
   const bool well = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
   listener.reset();
   Signals::letGo();  // a second signal ends a service that hangs
