@@ -71,7 +71,9 @@ class Browser:
             self.events.append(message)
 
     def open(self, url):
+        """Opens a page, and waits until it is there."""
         self.ask("Page.navigate", url=url)
+        self.wait("location.href + ' ' + document.readyState", url + " complete")
 
     def run(self, script):
         """The value of an expression, which may be a promise."""

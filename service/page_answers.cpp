@@ -110,7 +110,7 @@ PageAnswer PageAnswers::call(const std::string& number) const {
   const auto found = calls_.find(wanted);
   if (!found) return refusal(404, "Call " + number + " is not kept any more.");
   if (found->call.method == nullptr || !found->message) {
-    return refusal(404, "Call " + number + ": its request is not kept.");
+    return {200, html, "<p>Call " + std::to_string(wanted) + ": its request is not kept.</p>\n"};
   }
   return {200, html, sectionOf(*found)};
 }

@@ -122,9 +122,13 @@ void Loop::renew() {
                                   : "new certificates are refused; the former ones stay in use");
 }
 
-bool cannotListen(const std::string& address, const std::string& reason) {
-  report("cannot listen on %s: %s", address.c_str(), reason.c_str());
+bool cannot(const char* what, const std::string& address, const std::string& reason) {
+  report("cannot %s %s: %s", what, address.c_str(), reason.c_str());
   return false;
+}
+
+bool cannotListen(const std::string& address, const std::string& reason) {
+  return cannot("listen on", address, reason);
 }
 
 }  // namespace
@@ -148,7 +152,7 @@ bool serveUntilEnded(const reader::Schema& schema, const Options& options, const
   Page page(recent);
   if (hasPage) {
     const std::string why = page.open(options.page);
-    if (!why.empty()) return cannotListen(options.page, why);
+    if (!why.empty()) return cannot("serve the page at", options.page, why);
   }
   lines.add("listening on " + shared::printable(listener->bound()));
   if (hasPage) lines.add("page at " + page.url());
