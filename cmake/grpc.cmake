@@ -25,11 +25,9 @@ if(TARN_GRPC OR TARN_SERVICE OR TARN_TOOLS)
                      "#include <flatbuffers/idl.h>
                      int main() { flatbuffers::Parser parser; }")
 endif()
-if(TARN_SERVICE OR TARN_TOOLS)
-  tarn_check_program(TARN_FINDS_JSON ""
-                     "#include <nlohmann/json.hpp>
-                     int main() { nlohmann::json value; }")
-endif()
+tarn_check_program(TARN_FINDS_JSON ""
+                   "#include <nlohmann/json.hpp>
+                   int main() { nlohmann::json value; }")
 if(TARN_TOOLS)
   tarn_check_program(TARN_FINDS_PCAP pcap
                      "#include <pcap/pcap.h>
@@ -60,6 +58,9 @@ tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev
           TARN_FINDS_FLATBUFFERS libflatbuffers-dev TARN_FINDS_PCAP libpcap-dev)
 tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs}
           TARN_FINDS_JSON nlohmann-json3-dev TARN_FINDS_HTTP libcpp-httplib-dev)
+# Rules of answers: the service cannot do without, the loopback can.
+set(script AUTO)
+tarn_part(TARN_HAS_SCRIPT tarn_script script TARN_FINDS_JSON nlohmann-json3-dev)
 
 if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)
   add_library(grpc_and_tls INTERFACE)

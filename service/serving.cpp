@@ -133,11 +133,11 @@ bool cannotListen(const std::string& address, const std::string& reason) {
 
 }  // namespace
 
-bool serveUntilEnded(const reader::Schema& schema, const Options& options, const Signals& signals,
-                     Output& lines) {
+bool serveUntilEnded(const reader::Schema& schema, const Options& options, script::Script& rules,
+                     const Signals& signals, Output& lines) {
   RecentCalls recent;
   const bool hasPage = !options.page.empty();
-  Journal journal(schema, options, lines, hasPage ? &recent : nullptr);
+  Journal journal(schema, options, rules, lines, hasPage ? &recent : nullptr);
   if (!journal.open()) return false;
   const Certificates certificates = readCertificates(options);
   if (const std::string fault = faultOf(options, certificates); !fault.empty()) {
