@@ -23,6 +23,8 @@ static_assert(mqc::maxMessageBytes == reader::maxMessageBytes);
 
 // Its line of JSON is five times as long, and nobody reads that.
 constexpr std::size_t longestShown = 65536;
+/// Of a method that there is not, as the page shows it, in bytes.
+constexpr std::size_t longestPath = 200;
 
 const char compact[] = "compact";
 const char full[] = "full";
@@ -120,11 +122,38 @@ Taken Journal::take(const reader::Schema::Method& method, shared::CallVariant va
     taken.recorded = recording_.request(variant, method.name, message, size);
   }
   judge(taken, sequence, message);
+  if (recent_ != nullptr) show(taken, variant, message);
   return taken;
 }
 
 void Journal::ended(const Taken& taken, bool isAnswered) {
-  if (isAnswered) recording_.end(taken.recorded, taken.method->name, statusOf(taken.answer));
+  const std::uint32_t status = statusOf(taken.answer);
+  if (isAnswered) recording_.end(taken.recorded, taken.method->name, status);
+  if (recent_ == nullptr) return;
+  recent_->end(taken.shown, taken.method, isAnswered ? std::optional(status) : std::nullopt);
+}
+
+void Journal::show(Taken& taken, shared::CallVariant variant, Bytes message) {
+  RecentCall call;
+  call.method = taken.method;
+  call.variant = shared::nameOf(variant);
+  call.kind = taken.kind;
+  call.size = message.size();
+  call.since = taken.since;
+  taken.shown = recent_->add(std::move(call), message);
+}
+
+/// A call that ends as it arrives, without a message.
+void Journal::showRefused(const reader::Schema::Method* method, const std::string& path,
+                          const char* kind, grpc::StatusCode code) {
+  if (recent_ == nullptr) return;
+  RecentCall call;
+  call.method = method;
+  call.path = shared::printable(path.substr(0, longestPath));
+  call.kind = kind;
+  call.since = std::chrono::steady_clock::now();
+  const std::uint64_t number = recent_->add(std::move(call));
+  recent_->end(number, method, TARN_GRPC_TRANSPORT + static_cast<std::uint32_t>(code));
 }
 
 void Journal::judge(Taken& taken, const std::string& sequence, Bytes message) {
@@ -169,6 +198,7 @@ std::string Journal::settle(Taken& taken, Bytes message) {
 }
 
 grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
+  showRefused(&method, "", missing, grpc::StatusCode::INVALID_ARGUMENT);
   const std::lock_guard lock(mutex_);
   count(missing, 0);
   lines_.add(timeOfDay() + ' ' + method.name + ": no complete message arrived");
@@ -176,6 +206,7 @@ grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
 }
 
 grpc::Status Journal::takeTooMany(const std::string& method) {
+  showRefused(schema_.method(method), "stream", missing, grpc::StatusCode::RESOURCE_EXHAUSTED);
   const std::lock_guard lock(mutex_);
   count(missing, 0);
   lines_.add(timeOfDay() + ' ' + method + ": too many calls are open");
@@ -183,6 +214,7 @@ grpc::Status Journal::takeTooMany(const std::string& method) {
 }
 
 grpc::Status Journal::takeUnknown(const std::string& path) {
+  showRefused(nullptr, path, unknown, grpc::StatusCode::UNIMPLEMENTED);
   const std::lock_guard lock(mutex_);
   count(unknown, 0);
   lines_.add(timeOfDay() + ' ' + shared::printable(path) + ": no such method");
@@ -190,6 +222,7 @@ grpc::Status Journal::takeUnknown(const std::string& path) {
 }
 
 void Journal::takeFault(std::uint64_t sequence, const grpc::Status& fault) {
+  showRefused(nullptr, "stream", damaged, fault.error_code());
   const std::lock_guard lock(mutex_);
   count(damaged, 0);
   lines_.add(timeOfDay() + " stream #" + std::to_string(sequence) + ": " + fault.error_message());

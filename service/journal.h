@@ -13,6 +13,7 @@
 #include "script/script.h"
 #include "service/options.h"
 #include "service/output.h"
+#include "service/recent_calls.h"
 #include "shared/capture.h"
 #include "shared/recording.h"
 
@@ -26,6 +27,7 @@ struct Taken {
   std::uint64_t recorded = 0;  ///< its number in the recording, if it is there
   script::Answer answer;       ///< what its call is to be answered with, and when
   std::string reason;          ///< of an error
+  std::uint64_t shown = 0;     ///< its number among the recent calls, if they are kept
 };
 
 /// What ends a call without a status of its method's; OK for one with.
@@ -36,9 +38,10 @@ grpc::Status faultOf(const Taken& taken);
 class Journal {
  public:
   /// All must outlive the journal.
+  /// @param recent gets every call; nullptr: nobody looks on
   Journal(const reader::Schema& schema, const Options& options, script::Script& rules,
-          Output& lines)
-      : schema_(schema), options_(options), rules_(rules), lines_(lines) {}
+          Output& lines, RecentCalls* recent)
+      : schema_(schema), options_(options), rules_(rules), lines_(lines), recent_(recent) {}
 
   /// Opens the capture directory and the recording that are set; reports when one cannot be
   /// written.
@@ -74,6 +77,10 @@ class Journal {
   void accept(Taken& taken, const std::string& head, const std::string& shown,
               reader::Bytes message);
 
+  void show(Taken& taken, shared::CallVariant variant, reader::Bytes message);
+  void showRefused(const reader::Schema::Method* method, const std::string& path, const char* kind,
+                   grpc::StatusCode code);
+
   // These are called with the mutex held.
   void count(const char* kind, std::size_t bytes);
   bool keep(const std::string& method, bool isFull, reader::Bytes message);
@@ -83,6 +90,7 @@ class Journal {
   const Options& options_;
   script::Script& rules_;
   Output& lines_;
+  RecentCalls* recent_;
   shared::Recording recording_;
   std::mutex mutex_;  // held while a capture and its line are made: both have the same order
   shared::Capture capture_;

@@ -1,9 +1,7 @@
 #include "service/options.h"
 
-#include <arpa/inet.h>
-
-#include <charconv>
-
+#include "service/loopback_address.h"
+#include "service/number.h"
 #include "shared/arguments.h"
 #include "shared/report.h"
 
@@ -11,12 +9,6 @@ namespace service {
 namespace {
 
 using shared::report;
-
-bool readNumber(const std::string& text, std::uint32_t& number) {
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc{} && rest == end && !text.empty();
-}
 
 /// In milliseconds.
 constexpr std::uint32_t longestDelay = 3'600'000;
@@ -56,26 +48,25 @@ bool readMegabytes(const std::string& text, Options& options) {
   return false;
 }
 
-bool isLoopback(const std::string& host) {
-  in_addr address{};
-  return host == "localhost" || host == "[::1]" ||
-         (inet_pton(AF_INET, host.c_str(), &address) == 1 && host.rfind("127.", 0) == 0);
-}
-
 bool checkListen(const Options& options) {
   const std::string& listen = options.listen;
   if (listen.rfind("unix:", 0) == 0 && listen.size() > 5) return true;
-  const std::size_t colon = listen.rfind(':');
-  std::uint32_t port = 0;
-  if (colon == std::string::npos || colon == 0 || !readNumber(listen.substr(colon + 1), port) ||
-      port > UINT16_MAX) {
+  const auto address = readHostAndPort(listen);
+  if (!address) {
     report("--listen %s: neither unix:PATH nor HOST:PORT", listen.c_str());
     return false;
   }
   // Callers on other machines need a certificate.
-  if (isLoopback(listen.substr(0, colon)) || !options.ca.empty()) return true;
+  if (isLoopback(address->host) || !options.ca.empty()) return true;
   report("--listen %s: not a loopback address: that requires --cert, --key and --ca",
          listen.c_str());
+  return false;
+}
+
+bool checkPage(const std::string& page) {
+  const auto address = readHostAndPort(page);
+  if (page.empty() || (address && isLoopback(address->host))) return true;
+  report("--page %s: not HOST:PORT of a loopback address", page.c_str());
   return false;
 }
 
@@ -90,7 +81,7 @@ bool checkTogether(const Options& options) {
     report("--cert and --key require each other, and --ca both");
     return false;
   }
-  return checkListen(options);
+  return checkListen(options) && checkPage(options.page);
 }
 
 bool readOption(int option, const reader::Schema& schema, Options& options) {
@@ -116,6 +107,9 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
       return true;
     case 'm':
       return readMegabytes(optarg, options);
+    case 'w':
+      options.page = optarg;
+      return true;
     case 'c':
       options.cert = optarg;
       return true;
@@ -159,6 +153,8 @@ const char* const usage =
     "  --capture DIR        keep every answered request as a file here, for tarn-inspect\n"
     "  --record FILE        record every request and its status in this file, for Wireshark\n"
     "  --record-mb N        the most megabytes of the recording (64); its oldest part is dropped\n"
+    "  --page ADDRESS       show the calls on a page for browsers, at HOST:PORT of a loopback "
+    "address\n"
     "  --cert FILE          TLS: the service's certificate, PEM,\n"
     "  --key FILE           and its private key, PEM\n"
     "  --ca FILE            accept only clients with a certificate signed by this one, PEM\n"
@@ -171,14 +167,21 @@ const char* const usage =
     "of output, with 3 if other requests came than the script expects.\n";
 
 std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema) {
-  static const option known[] = {
-      {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
-      {"status", required_argument, nullptr, 's'}, {"delay", required_argument, nullptr, 't'},
-      {"script", required_argument, nullptr, 'p'}, {"capture", required_argument, nullptr, 'd'},
-      {"record", required_argument, nullptr, 'r'}, {"record-mb", required_argument, nullptr, 'm'},
-      {"cert", required_argument, nullptr, 'c'},   {"key", required_argument, nullptr, 'k'},
-      {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
-      {"version", no_argument, nullptr, 'v'},      {}};
+  static const option known[] = {{"listen", required_argument, nullptr, 'l'},
+                                 {"json", no_argument, nullptr, 'j'},
+                                 {"status", required_argument, nullptr, 's'},
+                                 {"delay", required_argument, nullptr, 't'},
+                                 {"script", required_argument, nullptr, 'p'},
+                                 {"capture", required_argument, nullptr, 'd'},
+                                 {"record", required_argument, nullptr, 'r'},
+                                 {"record-mb", required_argument, nullptr, 'm'},
+                                 {"page", required_argument, nullptr, 'w'},
+                                 {"cert", required_argument, nullptr, 'c'},
+                                 {"key", required_argument, nullptr, 'k'},
+                                 {"ca", required_argument, nullptr, 'a'},
+                                 {"help", no_argument, nullptr, 'h'},
+                                 {"version", no_argument, nullptr, 'v'},
+                                 {}};
   Options options;
   for (int found = 0; (found = shared::nextOption(argc, argv, known)) != -1;) {
     if (!readOption(found, schema, options)) return std::nullopt;

@@ -29,6 +29,7 @@ struct Options {
   std::string capture;
   std::string record;
   std::uint32_t recordMegabytes = shared::usualMegabytes;
+  std::string page;  ///< HOST:PORT; empty: none
   std::string cert, key, ca;
 
   bool help = false;
