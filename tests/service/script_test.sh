@@ -18,7 +18,7 @@ await_end() {
 # expect STATUS WHEN: the status of the service that ended, which says nothing on stderr
 expect() { [ "$status" -eq "$1" ] && [ ! -s out.err ] || fail "$2: status $status, $(cat out.err)"; }
 # statuses FILE: those of the calls in a recording
-statuses() { "${tarn_serve%/*}/tarn-inspect" --json "$1" 2>said_of_calls | sed 's/.*"status": \([^,]*\),.*/\1/' | paste -sd' '; }
+statuses() { "$programs/tarn-inspect" --json "$1" 2>said_of_calls | sed 's/.*"status": \([^,]*\),.*/\1/' | paste -sd' '; }
 
 cat >rules <<'END'
 {"rules": [
