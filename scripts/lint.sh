@@ -14,7 +14,7 @@ scripts/layers.sh
 cmake --preset clang -DTARN_TESTS=OFF -DCMAKE_UNITY_BUILD=OFF -B build/lint >/dev/null
 cmake --build build/lint --target make_schema_headers tarn_python >/dev/null
 git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'methods/*.cpp' 'shared/*.cpp' 'platform/*.cpp' 'record/*.cpp' 'reader/*.cpp' \
-  'script/*.cpp' 'inspect/*.cpp' 'service/*.cpp' 'send/*.cpp' 'python/*.cpp' 'docs/*.cpp' 'examples/*.c' |
+  'script/*.cpp' 'page/*.cpp' 'inspect/*.cpp' 'service/*.cpp' 'send/*.cpp' 'python/*.cpp' 'docs/*.cpp' 'examples/*.c' |
   xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/lint 2>/dev/null
 
 # The Python package with its stubs, as it is installed, by Debian's tools.
