@@ -173,8 +173,8 @@ def call_oddly(target):
 
 def check_rows(page, send, target):
     page.wait(WORDS, "live 0 calls since.")
-    expect(page.run("getComputedStyle(document.getElementById('rows'), '::after').content").startswith('"Nothing'), True,
-           "words in place of calls")
+    instead = page.run("getComputedStyle(document.getElementById('rows'), '::after').content")
+    expect(instead.startswith('"Nothing'), True, "words in place of calls")
     # A call is there while it is under way, and others meanwhile; then its caller goes away.
     late = send("qos_group_port")
     page.wait(cells(0), "1|qos_group_port|sync|compact|22|under way")
@@ -201,8 +201,8 @@ def check_chosen(page):
     expect(page.run(lit), "01 02 03 04 05 06", "bytes of a field")
     page.run("document.body.dispatchEvent(new KeyboardEvent('keydown', {key: 'ArrowUp', bubbles: true}))")
     page.wait(HEADING, "Call 3: sendRuleMac: damaged, or not a MQC_RuleMac: +15: the offset to head points outside")
-    place_of_damage = "document.querySelector('#chosen .fault')"
-    expect(page.run(f"{place_of_damage}.textContent.trim() + ' behind ' + {place_of_damage}.previousSibling.textContent"),
+    fault = "document.querySelector('#chosen .fault')"
+    expect(page.run(f"{fault}.textContent.trim() + ' behind ' + {fault}.previousSibling.textContent"),
            "30 behind  0C 00 00 00 25 ", "the place of the damage")
     page.run(f"{SHOWN}[0].click()")
     page.wait(HEADING, "Call 4: its request is not kept.")
@@ -248,4 +248,5 @@ def browser(url, target, program, tarn_send, service):
 
 
 signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGUSR1})
-{"get": get, "http": http_answers, "idle": idle, "stall": stall, "poll": poll, "browser": browser}[sys.argv[1]](*sys.argv[2:])
+scenarios = {"get": get, "http": http_answers, "idle": idle, "stall": stall, "poll": poll, "browser": browser}
+scenarios[sys.argv[1]](*sys.argv[2:])
