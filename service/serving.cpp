@@ -1,5 +1,7 @@
 #include "service/serving.h"
 
+#include <grpc/grpc.h>
+
 #include <chrono>
 #include <deque>
 #include <memory>
@@ -29,7 +31,10 @@ constexpr std::size_t mostFormer = 16;
 /// certificates stay with the former one, which ends when the last of them has reached its age.
 class Servers {
  public:
-  Servers(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
+  Servers(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {
+    // Never undone: gRPC's own end waits up to ten seconds after a write that had to wait.
+    grpc_init();
+  }
 
   bool start(const Certificates& certificates);
   void take(int socket) { current_->take(socket); }
