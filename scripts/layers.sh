@@ -22,7 +22,7 @@ room methods 'mqc_fes_intf\.h|(codec|methods)/[a-z_]+\.h|msg/messages\.h'
 room shared "$public|shared/[a-z_]+\.h"
 room platform/common "$public|(shared|platform/common)/[a-z_]+\.h"
 made='mqc_(reply|stream)_generated\.h'
-room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_]+\.h"
+room platform/loopback "$public|(shared|platform/common|platform/loopback)/[a-z_]+\.h|script/script\.h"
 room platform/grpc "$public|$made|(shared|platform/common|platform/grpc)/[a-z_]+\.h"
 room record "$public|(shared|record)/[a-z_]+\.h"
 room reader '(methods/(fields|methods)|reader/[a-z_]+)\.h'

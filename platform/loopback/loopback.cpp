@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "platform/loopback/state.h"
 #include "shared/report.h"
@@ -23,11 +24,13 @@ State& state() {
 void State::lock() {
   capture.lock();
   completions.lock();
+  ruling.lock();
   mutex.lock();
 }
 
 void State::unlock() {
   mutex.unlock();
+  ruling.unlock();
   completions.unlock();
   capture.unlock();
 }
@@ -85,6 +88,22 @@ const char* captureDir() {
   return dir.empty() ? nullptr : dir.c_str();
 }
 
+/// The rules of the environment, which may not be usable; none without a script.
+std::shared_ptr<Rules> environmentRules() {
+  if (state().environment.script.empty()) return nullptr;
+  auto rules = std::make_shared<Rules>();
+  rules->read(state().environment.script);
+  return rules;
+}
+
+/// Sets everything back, but for the capture directory.
+void setBack(std::shared_ptr<Rules> rules) {
+  const std::lock_guard lock(state().mutex);
+  state().settings = {};
+  state().settings.recording = state().environment.recording;
+  state().settings.rules = state().environmentRules = std::move(rules);
+}
+
 // When the library is loaded, which no other thread does at the same time.
 [[maybe_unused]] const bool isSetUp = [] {
   state().environment.captureDir = variable("TARN_LOOPBACK_CAPTURE");
@@ -92,8 +111,19 @@ const char* captureDir() {
   const char* const recording = variable("TARN_LOOPBACK_RECORD");
   if (*recording != '\0') TarnLoopback_setRecording(recording);
   state().environment.recording = state().settings.recording;
+  const char* const script = variable("TARN_LOOPBACK_SCRIPT");
+  if (*script != '\0') state().environment.script = shared::absolute(script);
+  setBack(environmentRules());
   return true;
 }();
+
+// Behind all exit handlers, which may make calls.
+[[gnu::destructor]] void checkAtExit() {
+  state().mutex.lock();
+  const std::shared_ptr<Rules> rules = state().environmentRules;
+  state().mutex.unlock();
+  if (rules != nullptr && rules->areUsable()) rules->check();
+}
 
 }  // namespace
 }  // namespace loopback
@@ -132,6 +162,26 @@ u32 TarnLoopback_setRecording(const char* path) try {
   return TARN_STATUS_NO_RESOURCES;
 }
 
+u32 TarnLoopback_setScript(const char* path) try {
+  std::shared_ptr<loopback::Rules> rules;
+  if (path != nullptr) {
+    rules = std::make_shared<loopback::Rules>();
+    if (!rules->read(path)) return TARN_STATUS_SCRIPT;
+  }
+  loopback::change([&](Settings& settings) { settings.rules.swap(rules); });
+  return TARN_STATUS_OK;
+} catch (const std::bad_alloc&) {
+  return TARN_STATUS_NO_RESOURCES;
+}
+
+u32 TarnLoopback_checkScript(void) {
+  std::shared_ptr<loopback::Rules> rules;
+  loopback::change([&](Settings& settings) { rules = settings.rules; });
+  if (rules != nullptr) return rules->check();
+  shared::report("there is no script to check");
+  return TARN_STATUS_INVALID;
+}
+
 u64 TarnLoopback_delivered(TarnVariant variant) {
   u64 count = 0;
   loopback::change([&](Settings& settings) {
@@ -145,12 +195,13 @@ u32 TarnLoopback_drain(void) {
   return loopback::state().completions.drain();
 }
 
-u32 TarnLoopback_reset(void) {
+u32 TarnLoopback_reset(void) try {
   const u32 status = TarnLoopback_drain();
   if (status != TARN_STATUS_OK) return status;
-  loopback::change([](Settings& settings) {
-    settings = {};
-    settings.recording = loopback::state().environment.recording;
-  });
+  std::shared_ptr<loopback::Rules> rules = loopback::environmentRules();
+  if (rules != nullptr && !rules->areUsable()) return TARN_STATUS_SCRIPT;
+  loopback::setBack(std::move(rules));
   return TarnLoopback_setCaptureDir(loopback::captureDir());
+} catch (const std::bad_alloc&) {
+  return TARN_STATUS_NO_RESOURCES;
 }
