@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
-#include <utility>
 
 #include "platform/loopback/state.h"
 #include "shared/report.h"
@@ -88,20 +87,12 @@ const char* captureDir() {
   return dir.empty() ? nullptr : dir.c_str();
 }
 
-/// The rules of the environment, which may not be usable; none without a script.
-std::shared_ptr<Rules> environmentRules() {
-  if (state().environment.script.empty()) return nullptr;
+/// Its rules, which may turn out not to be usable; none without a script.
+std::shared_ptr<Rules> rulesOf(const char* path) {
+  if (*path == '\0') return nullptr;
   auto rules = std::make_shared<Rules>();
-  rules->read(state().environment.script);
+  rules->read(shared::absolute(path));
   return rules;
-}
-
-/// Sets everything back, but for the capture directory.
-void setBack(std::shared_ptr<Rules> rules) {
-  const std::lock_guard lock(state().mutex);
-  state().settings = {};
-  state().settings.recording = state().environment.recording;
-  state().settings.rules = state().environmentRules = std::move(rules);
 }
 
 // When the library is loaded, which no other thread does at the same time.
@@ -111,17 +102,14 @@ void setBack(std::shared_ptr<Rules> rules) {
   const char* const recording = variable("TARN_LOOPBACK_RECORD");
   if (*recording != '\0') TarnLoopback_setRecording(recording);
   state().environment.recording = state().settings.recording;
-  const char* const script = variable("TARN_LOOPBACK_SCRIPT");
-  if (*script != '\0') state().environment.script = shared::absolute(script);
-  setBack(environmentRules());
+  state().environment.rules = rulesOf(variable("TARN_LOOPBACK_SCRIPT"));
+  state().settings.rules = state().environment.rules;
   return true;
 }();
 
 // Behind all exit handlers, which may make calls.
 [[gnu::destructor]] void checkAtExit() {
-  state().mutex.lock();
-  const std::shared_ptr<Rules> rules = state().environmentRules;
-  state().mutex.unlock();
+  const std::shared_ptr<Rules>& rules = state().environment.rules;
   if (rules != nullptr && rules->areUsable()) rules->check();
 }
 
@@ -195,13 +183,15 @@ u32 TarnLoopback_drain(void) {
   return loopback::state().completions.drain();
 }
 
-u32 TarnLoopback_reset(void) try {
+u32 TarnLoopback_reset(void) {
   const u32 status = TarnLoopback_drain();
   if (status != TARN_STATUS_OK) return status;
-  std::shared_ptr<loopback::Rules> rules = loopback::environmentRules();
-  if (rules != nullptr && !rules->areUsable()) return TARN_STATUS_SCRIPT;
-  loopback::setBack(std::move(rules));
+  const loopback::Environment& environment = loopback::state().environment;
+  if (environment.rules != nullptr) environment.rules->restart();
+  loopback::change([&](Settings& settings) {
+    settings = {};
+    settings.recording = environment.recording;
+    settings.rules = environment.rules;
+  });
   return TarnLoopback_setCaptureDir(loopback::captureDir());
-} catch (const std::bad_alloc&) {
-  return TARN_STATUS_NO_RESOURCES;
 }

@@ -17,6 +17,8 @@ std::optional<Answer> Script::take(std::string_view, std::span<const std::uint8_
   return std::nullopt;
 }
 
+void Script::restart() {}
+
 bool Script::isAsExpected() const {
   return true;
 }

@@ -28,9 +28,10 @@ u32 statusOf(const script::Answer& answer) {
 
 void reportLines(std::string_view text) {
   while (!text.empty()) {
-    const std::string_view line = text.substr(0, text.find('\n'));
-    shared::report("%.*s", static_cast<int>(line.size()), line.data());
+    std::string_view line = text.substr(0, text.find('\n'));
     text.remove_prefix(std::min(text.size(), line.size() + 1));
+    line.remove_prefix(std::min(line.size(), line.find_first_not_of(' ')));
+    shared::report("%.*s", static_cast<int>(line.size()), line.data());
   }
 }
 
@@ -51,6 +52,11 @@ std::optional<Ruling> Rules::take(const TarnMessage& message) {
       script_.take(message.method.methodName, {message.compact, message.compactSize});
   if (!answer) return std::nullopt;
   return Ruling{statusOf(*answer), answer->delay};
+}
+
+void Rules::restart() {
+  const std::lock_guard lock(state().ruling);
+  script_.restart();
 }
 
 TarnStatus Rules::check() noexcept try {

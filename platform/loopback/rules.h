@@ -25,6 +25,8 @@ class Rules {
 
   /// Counts a message, if it is of the service's.
   std::optional<Ruling> take(const TarnMessage& message);
+  /// Begins counts and turns anew.
+  void restart();
   /// Reports what was expected, unless it came.
   TarnStatus check() noexcept;
 

@@ -31,7 +31,7 @@ struct Settings {
 struct Environment {
   std::string captureDir;  ///< empty: none
   std::shared_ptr<Recording> recording;
-  std::string script;  ///< empty: none
+  std::shared_ptr<Rules> rules;
 };
 
 /// The loopback's state. No lock is held while a callback runs, and no call holds two.
@@ -49,7 +49,6 @@ struct State {
 
   std::mutex mutex;  ///< guards what follows
   Settings settings;
-  std::shared_ptr<Rules> environmentRules;  ///< since the last reset
   /// One element per option ever passed; a handle is the element's address, which does not change.
   std::set<void*> options;
 };

@@ -200,10 +200,9 @@ u32 TarnLoopback_drain(void);
 /**
  * Waits as TarnLoopback_drain does, then restores the initial state: no receiver, capture
  * directory, recording and script as the environment has them, a handle available, both statuses 0,
- * nothing counted. The environment's script is read again: counts and turns begin anew.
+ * nothing counted. Counts and turns of the environment's script begin anew.
  *
- * @return as TarnLoopback_drain; TARN_STATUS_SCRIPT when the environment's script cannot be used;
- * TARN_STATUS_NO_RESOURCES on allocation failure; with another status than 0, nothing has changed
+ * @return as TarnLoopback_drain; with another status than 0, nothing has changed
  */
 u32 TarnLoopback_reset(void);
 
