@@ -154,7 +154,7 @@ class RuleListener : public methods::JsonListener {
 
 using Listener = RuleListener;
 
-const RuleListener::Key RuleListener::keys[] = {
+constinit const RuleListener::Key RuleListener::keys[] = {
     {Part::file, "$schema", "a string", "string", ignore},
     {Part::file, "rules", "an array", "", nullptr, Part::rules},
     {Part::rule, "comment", "a string", "string", ignore},
