@@ -264,30 +264,34 @@ std::string faultOf(const std::string& path) {
   return fault.substr(path.size() + 2);
 }
 
-TEST(Script, FilesAreGoodOrRefusedWithTheirLine) {
-  std::ifstream file(SCRIPTS);
-  std::string verdict, text, line;
-  int number = 0, begin = 0, cases = 0;
-  const auto check = [&] {
-    if (verdict.empty()) return;
-    const std::size_t space = verdict.find(' ', 4);
-    const std::string words = space == std::string::npos ? "" : verdict.substr(space + 1);
-    EXPECT_EQ(faultOf(File(text).path), words) << SCRIPTS << ':' << begin;
-    ++cases;
-  };
-  while (std::getline(file, line)) {
-    ++number;
-    if (line.starts_with("--- ")) {
-      check();
-      verdict = line;
-      text.clear();
-      begin = number;
-    } else {
-      text += line + '\n';
-    }
+/// The texts of a file that begin behind a line with this beginning, by the rest of that line, and
+/// end before a line with this end.
+std::vector<std::pair<std::string, std::string>> textsOf(const char* path,
+                                                         std::string_view beginning,
+                                                         std::string_view end) {
+  std::vector<std::pair<std::string, std::string>> texts;
+  std::ifstream file(path);
+  bool isInText = false;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with(end)) isInText = false;
+    if (isInText) texts.back().second += line + '\n';
+    if (!line.starts_with(beginning)) continue;
+    texts.emplace_back(line.substr(beginning.size()), "");
+    isInText = true;
   }
-  check();
-  EXPECT_GT(cases, 50);
+  return texts;
+}
+
+TEST(Script, FilesAreGoodOrRefusedWithTheirLine) {
+  const auto scripts = textsOf(SCRIPTS, "--- ", "--- ");
+  EXPECT_GT(scripts.size(), 50u);
+  for (const auto& [verdict, text] : scripts) {
+    const std::string words = verdict.substr(std::min(verdict.size(), verdict.find(' ') + 1));
+    EXPECT_EQ(faultOf(File(text).path), verdict == "good" ? "" : words) << text;
+  }
+  const auto shown = textsOf(SCRIPTING, "```json", "```");
+  EXPECT_GT(shown.size(), 1u);
+  for (const auto& [none, text] : shown) EXPECT_EQ(faultOf(File(text).path), "") << text;
 }
 
 TEST(Script, FilesThatAreNoTextAreRefused) {
