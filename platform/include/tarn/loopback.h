@@ -145,7 +145,7 @@ u32 TarnLoopback_setRecording(const char* path);
 
 /**
  * Sets the script, whose rules answer calls as they do in `tarn-serve --script`: one file serves
- * both. docs/testing.md states its format in short, docs/scripting.md as a whole.
+ * both. docs/scripting.md states its format.
  *
  * A message that is delivered counts in the first rule that fits it, which may answer the call. The
  * receiver sees the message, and the rule's answer takes the place of its status. Calls end as they
