@@ -75,13 +75,18 @@ void Completions::startAfresh() {
 
 void Completions::run() {
   for (;;) {
-    const Completion completion = take();
-    completion.recorded.end(completion.status);
-    completion.callback(completion.status, completion.userData);
+    runFirst();
     const std::lock_guard lock(mutex_);
     running_ = 0;
     done_.notify_all();
   }
+}
+
+/// Leaves nothing of it: whoever waited may close its recording.
+void Completions::runFirst() {
+  const Completion completion = take();
+  completion.recorded.end(completion.status);
+  completion.callback(completion.status, completion.userData);
 }
 
 Completions::Completion Completions::take() {

@@ -40,6 +40,7 @@ class Completions {
 
  private:
   void run();
+  void runFirst();
   Completion take();
   /// Waits until the first callback is due.
   void awaitFirst(std::unique_lock<std::mutex>& lock);
