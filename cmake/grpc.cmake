@@ -20,10 +20,10 @@ if(TARN_GRPC OR TARN_SERVICE OR TARN_TOOLS)
                      "#include <flatbuffers/idl.h>
                      int main() { flatbuffers::Parser parser; }")
 endif()
+tarn_check_program(TARN_FINDS_JSON ""
+                   "#include <nlohmann/json.hpp>
+                   int main() { nlohmann::json value; }")
 if(TARN_TOOLS)
-  tarn_check_program(TARN_FINDS_JSON ""
-                     "#include <nlohmann/json.hpp>
-                     int main() { nlohmann::json value; }")
   tarn_check_program(TARN_FINDS_PCAP pcap
                      "#include <pcap/pcap.h>
                      int main() { return pcap_fopen_offline_with_tstamp_precision(nullptr, 0, nullptr) != nullptr; }")
@@ -45,7 +45,10 @@ tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatb
           TARN_FINDS_PCAP libpcap-dev)
 tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev
           TARN_FINDS_FLATBUFFERS libflatbuffers-dev TARN_FINDS_PCAP libpcap-dev)
-tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs})
+tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs} TARN_FINDS_JSON nlohmann-json3-dev)
+# Scripts, which the service cannot do without; the loopback can.
+set(script AUTO)
+tarn_part(TARN_HAS_SCRIPT "the loopback's scripts" script TARN_FINDS_JSON nlohmann-json3-dev)
 
 if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)
   add_library(grpc_and_tls INTERFACE)

@@ -20,7 +20,7 @@ using reader::second;
 class Calls {
  public:
   Calls(const Schema& schema, const Options& options)
-      : schema_(schema), filter_(schema, options.method, options.choice), calls_(recording_) {}
+      : schema_(schema), filter_(options.method, options.choice), calls_(recording_) {}
   Calls(const Calls&) = delete;
   Calls& operator=(const Calls&) = delete;
 

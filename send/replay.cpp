@@ -15,7 +15,7 @@ class Replay {
   Replay(const ReplayOptions& options, const reader::Schema& schema)
       : options_(options),
         schema_(schema),
-        filter_(schema, options.method, options.choice),
+        filter_(options.method, options.choice),
         calls_(recording_) {}
 
   /// Returns what keeps all of it from being read, or nothing.

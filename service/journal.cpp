@@ -10,6 +10,7 @@
 #include "service/mqc_service.h"
 #include "shared/printable.h"
 #include "shared/report.h"
+#include "tarn/grpc.h"
 
 namespace service {
 namespace {
@@ -20,9 +21,6 @@ static_assert(mqc::maxMessageBytes == reader::maxMessageBytes);
 
 // Its line of JSON is five times as long, and nobody reads that.
 constexpr std::size_t longestShown = 65536;
-
-/// The status that callers have of an error, less its code.
-constexpr std::uint32_t refused = 1000;
 
 const char compact[] = "compact";
 const char full[] = "full";
@@ -67,7 +65,38 @@ std::string shown(const reader::Schema& schema, const reader::Schema::Method& me
   return message.size() <= longestShown ? schema.json(method, message) : "(too long to be shown)";
 }
 
+/// What a line says of an answer that is not the usual one.
+std::string noteOf(const script::Answer& answer) {
+  if (answer.delay.count() == 0) return "";
+  return " -> " + std::to_string(answer.number) + " +" + std::to_string(answer.delay.count()) +
+         " ms";
+}
+
+void refuse(Taken& taken, const char* kind, const grpc::Status& fault) {
+  taken.kind = kind;
+  taken.answer = {.kind = script::Answer::Kind::error,
+                  .number = static_cast<std::uint32_t>(fault.error_code())};
+  taken.reason = fault.error_message();
+}
+
+/// The status that the caller gets.
+std::uint32_t statusOf(const script::Answer& answer) {
+  switch (answer.kind) {
+    case script::Answer::Kind::status:
+      return answer.number;
+    case script::Answer::Kind::garbage:
+      return TARN_GRPC_GARBAGE;
+    default:
+      return TARN_GRPC_TRANSPORT + answer.number;
+  }
+}
+
 }  // namespace
+
+grpc::Status faultOf(const Taken& taken) {
+  if (taken.answer.kind != script::Answer::Kind::error) return grpc::Status::OK;
+  return grpc::Status(static_cast<grpc::StatusCode>(taken.answer.number), taken.reason);
+}
 
 bool Journal::open() {
   const Options& set = options_;
@@ -76,41 +105,58 @@ bool Journal::open() {
          shared::startRecording(recording_, set.record.c_str(), set.recordMegabytes);
 }
 
-grpc::Status Journal::take(const reader::Schema::Method& method, shared::CallVariant variant,
-                           const std::string& sequence, Bytes message, std::uint32_t& status) {
-  if (options_.record.empty()) return answer(method, sequence, message, status);
+Taken Journal::take(const reader::Schema::Method& method, shared::CallVariant variant,
+                    const std::string& sequence, Bytes message) {
+  Taken taken;
+  taken.method = &method;
+  taken.since = std::chrono::steady_clock::now();
   const auto size = static_cast<std::uint32_t>(message.size());
-  const std::uint64_t recorded = recording_.request(variant, method.name, message, size);
-  grpc::Status taken = answer(method, sequence, message, status);
-  recording_.end(recorded, method.name,
-                 taken.ok() ? status : refused + static_cast<std::uint32_t>(taken.error_code()));
+  if (!options_.record.empty()) {
+    taken.recorded = recording_.request(variant, method.name, message, size);
+  }
+  judge(taken, sequence, message);
   return taken;
 }
 
-grpc::Status Journal::answer(const reader::Schema::Method& method, const std::string& sequence,
-                             Bytes message, std::uint32_t& status) {
-  const std::string& name = method.name;
+void Journal::ended(const Taken& taken, bool isAnswered) {
+  if (isAnswered) recording_.end(taken.recorded, taken.method->name, statusOf(taken.answer));
+}
+
+void Journal::judge(Taken& taken, const std::string& sequence, Bytes message) {
+  const std::string& name = taken.method->name;
   const std::size_t size = message.size();
   std::vector<reader::Item> items;
-  if (const auto fault = reader::walk(method, message, items)) {
+  if (const auto fault = reader::walk(*taken.method, message, items)) {
+    refuse(taken, damaged, mqc::damaged());
     const std::lock_guard lock(mutex_);
     count(damaged, size);
-    lines_.add(lineFor(name, size, damaged, sequence) + ' ' + reader::at(fault->position) + ": " +
-               fault->words);
-    return mqc::damaged();
+    return lines_.add(lineFor(name, size, damaged, sequence) + ' ' + reader::at(fault->position) +
+                      ": " + fault->words);
   }
-  const bool isFull = reader::isFull(message);
-  std::string line = lineFor(name, size, isFull ? full : compact, sequence);
-  if (options_.json) line.append(1, ' ').append(shown(schema_, method, message));
-  const auto own = options_.statusOf.find(name);
-  status = own != options_.statusOf.end() ? own->second : options_.status;
+  taken.kind = reader::isFull(message) ? full : compact;
+  const std::string head = lineFor(name, size, taken.kind, sequence);
+  accept(taken, head, options_.json ? ' ' + shown(schema_, *taken.method, message) : "", message);
+}
+
+void Journal::accept(Taken& taken, const std::string& head, const std::string& shown,
+                     Bytes message) {
   const std::lock_guard lock(mutex_);
-  const bool kept = keep(name, isFull, message);
-  count(!kept ? notKept : isFull ? full : compact, size);
-  lines_.add(kept ? line : line + ' ' + notKept);
-  if (!kept) return grpc::Status(grpc::StatusCode::INTERNAL, "the request could not be kept");
-  ++methods_[name];
-  return grpc::Status::OK;
+  if (keep(taken.method->name, taken.kind == full, message)) {
+    count(taken.kind, message.size());
+    ++methods_[taken.method->name];
+    return lines_.add(head + settle(taken) + shown);
+  }
+  refuse(taken, notKept, {grpc::StatusCode::INTERNAL, "the request could not be kept"});
+  count(notKept, message.size());
+  lines_.add(head + shown + ' ' + notKept);
+}
+
+/// Sets how a call is answered, and returns what its line says of it.
+std::string Journal::settle(Taken& taken) {
+  const std::string& name = taken.method->name;
+  taken.answer.number = options_.status.at(name);
+  taken.answer.delay = std::chrono::milliseconds(options_.delay.at(name));
+  return noteOf(taken.answer);
 }
 
 grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {

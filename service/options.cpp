@@ -18,23 +18,32 @@ bool readNumber(const std::string& text, std::uint32_t& number) {
   return error == std::errc{} && rest == end && !text.empty();
 }
 
-// N, or METHOD=N
-bool readStatus(const std::string& text, const reader::Schema& schema, Options& options) {
+/// In milliseconds.
+constexpr std::uint32_t longestDelay = 3'600'000;
+
+/// An option with a number for all methods, or METHOD=NUMBER.
+struct MethodOption {
+  const char* name;
+  std::uint32_t most;
+  const char* range;
+};
+
+constexpr MethodOption statusOption = {"status", UINT32_MAX, "32-bit number"};
+constexpr MethodOption delayOption = {"delay", longestDelay, "number from 0 to 3600000"};
+
+bool readByMethod(const MethodOption& option, const std::string& text, const reader::Schema& schema,
+                  ByMethod& numbers) {
   const std::size_t equals = text.find('=');
   const bool forAll = equals == std::string::npos;
   const std::string method = forAll ? "" : text.substr(0, equals);
-  std::uint32_t status = 0;
-  if (!readNumber(forAll ? text : text.substr(equals + 1), status)) {
-    report("--status %s: not a 32-bit number", text.c_str());
+  std::uint32_t number = 0;
+  if (!readNumber(forAll ? text : text.substr(equals + 1), number) || number > option.most) {
+    report("--%s %s: not a %s", option.name, text.c_str(), option.range);
     return false;
   }
-  if (forAll) {
-    options.status = status;
-    return true;
-  }
-  options.statusOf[method] = status;
-  if (schema.method(method) != nullptr) return true;
-  report("--status %s: no method is called %s", text.c_str(), method.c_str());
+  (forAll ? numbers.others : numbers.own[method]) = number;
+  if (forAll || schema.method(method) != nullptr) return true;
+  report("--%s %s: no method is called %s", option.name, text.c_str(), method.c_str());
   return false;
 }
 
@@ -93,7 +102,9 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
       options.json = true;
       return true;
     case 's':
-      return readStatus(optarg, schema, options);
+      return readByMethod(statusOption, optarg, schema, options.status);
+    case 't':
+      return readByMethod(delayOption, optarg, schema, options.delay);
     case 'd':
       options.capture = optarg;
       return true;
@@ -124,6 +135,11 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
 
 }  // namespace
 
+std::uint32_t ByMethod::at(const std::string& method) const {
+  const auto found = own.find(method);
+  return found != own.end() ? found->second : others;
+}
+
 const char* const usage =
     "usage: tarn-serve --listen ADDRESS [OPTION]...\n"
     "Serves MqcFesIntf over gRPC: answers every request and prints a line for it.\n"
@@ -134,6 +150,8 @@ const char* const usage =
     "  --json               also print the requests themselves, up to 64 KiB each\n"
     "  --status N           answer every request with the status N (0)\n"
     "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
+    "  --delay MS           answer so many milliseconds late (0), up to 3600000\n"
+    "  --delay METHOD=MS    the requests of this method; may be repeated\n"
     "  --capture DIR        keep every answered request as a file here, for tarn-inspect\n"
     "  --record FILE        record every request and its status in this file, for Wireshark\n"
     "  --record-mb N        the most megabytes of the recording (64); its oldest part is dropped\n"
@@ -148,13 +166,19 @@ const char* const usage =
     "serve or lost lines of output.\n";
 
 std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema) {
-  static const option known[] = {
-      {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
-      {"status", required_argument, nullptr, 's'}, {"capture", required_argument, nullptr, 'd'},
-      {"record", required_argument, nullptr, 'r'}, {"record-mb", required_argument, nullptr, 'm'},
-      {"cert", required_argument, nullptr, 'c'},   {"key", required_argument, nullptr, 'k'},
-      {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
-      {"version", no_argument, nullptr, 'v'},      {}};
+  static const option known[] = {{"listen", required_argument, nullptr, 'l'},
+                                 {"json", no_argument, nullptr, 'j'},
+                                 {"status", required_argument, nullptr, 's'},
+                                 {"delay", required_argument, nullptr, 't'},
+                                 {"capture", required_argument, nullptr, 'd'},
+                                 {"record", required_argument, nullptr, 'r'},
+                                 {"record-mb", required_argument, nullptr, 'm'},
+                                 {"cert", required_argument, nullptr, 'c'},
+                                 {"key", required_argument, nullptr, 'k'},
+                                 {"ca", required_argument, nullptr, 'a'},
+                                 {"help", no_argument, nullptr, 'h'},
+                                 {"version", no_argument, nullptr, 'v'},
+                                 {}};
   Options options;
   for (int found = 0; (found = shared::nextOption(argc, argv, known)) != -1;) {
     if (!readOption(found, schema, options)) return std::nullopt;
