@@ -66,6 +66,8 @@ LONGEST_PATH = 107
 #: tarn-serve's status when something else came than was expected.
 DIFFERS = 3
 RECORDING_HEAD = 24
+#: What of tarn-serve's output a failure shows.
+MOST_LINES, LONGEST_LINE = 100, 300
 
 
 def program() -> str:
@@ -210,7 +212,7 @@ class Service:
         if self._started:
             return
         self._started = True
-        words = [program(), "--listen", f"unix:{self.folder}/socket", "--record", f"{self.folder}/calls",
+        words = [program(), "--listen", f"unix:{self.folder}/socket", "--record", f"{self.folder}/calls", "--json",
                  *self._script_options(), *self._options]
         with open(self.folder / "output", "wb") as output, open(self.folder / "errors", "wb") as errors:
             self.process = subprocess.Popen(ended_with_us() + words, stdin=subprocess.DEVNULL, stdout=output,
@@ -256,7 +258,7 @@ class Service:
 
     def _report(self, status: int) -> str:
         what = "something else came than was expected" if status == DIFFERS else f"the service ended with {status}"
-        parts = [what, self._text("errors"), self._text("output")[-4000:]]
+        parts = [what, self._text("errors"), last_of(self._text("output"))]
         if self._rules:
             parts += ["the rules:", *(f"line {number}: {json.dumps(rule)}" for number, rule
                                       in enumerate(self._rules, start=1))]
@@ -286,6 +288,10 @@ class Service:
                 self.stop()
         finally:
             self.close()
+
+
+def last_of(text: str) -> str:
+    return "\n".join(line[:LONGEST_LINE] for line in text.splitlines()[-MOST_LINES:])
 
 
 def soon(condition: Callable[[], bool], timeout: float = PATIENCE) -> bool:

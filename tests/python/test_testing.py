@@ -1,5 +1,4 @@
 """The fixtures for tests of callers and services: what they hold, what they refuse, and what they leave behind."""
-import os
 import pathlib
 import re
 import tempfile
@@ -35,15 +34,18 @@ def failure(act, *arguments):
 def test_answers_in_turn_and_requests_as_records(mqc_service, mqc_channel):
     mqc_service.expect("sendRuleMac", answers=[0, 5, "UNAVAILABLE", {"status": 6, "delay_ms": 1}, {"garbage": True}])
     mqc_service.answer("qos_group_port", answers=tarn_mqc.Status(7))
+    mqc_service.answer("AddMqcSmoothMsg", answers={"drop": True})
     assert mqc_service.requests == []
     statuses = [mqc_channel.sendRuleMac(f3=number) for number in range(5)]
-    assert statuses[:4] == [0, 5, 1014, 6] and statuses[4] not in (0, 5, 6)
+    assert statuses == [0, 5, 1014, 6, 71]
     assert mqc_channel.qos_group_port(f0=1) == mqc_channel.qos_group_port(f0=2) == 7
-    assert mqc_channel.AddMqcSmoothMsg() == 0
-    *rules, _, _, _ = calls = mqc_service.requests
+    call = mqc_channel.AddMqcSmoothMsg.submit()
+    *rules, one, two, dropped = mqc_service.wait_for(8)
+    assert not mqc_channel.close() and call.result() == 1001
     assert [call.request for call in rules] == [RuleMac(f3=number) for number in range(5)]
-    assert [call.status for call in calls[:4]] == statuses[:4]
-    assert [call.method for call in calls[5:]] == ["qos_group_port", "qos_group_port", "AddMqcSmoothMsg"]
+    assert [call.status for call in rules] == statuses
+    assert (one.method, two.request.f0) == ("qos_group_port", 2)
+    assert (dropped.method, dropped.status) == ("AddMqcSmoothMsg", None)
 
 
 MAC = "00:11:22:33:44:55"
@@ -85,7 +87,9 @@ def test_what_is_wrong_with_a_service_fails_the_test(tmp_path, monkeypatch):
     rules = tmp_path / "rules"
     rules.write_text('{"rules": [\n{"method": "sendRuleMac",\n "match": {"f99": 1}, "answers": [{"status": 5}]}]}')
     with Service() as service:
-        service.script(os.path.relpath(rules))
+        monkeypatch.chdir(tmp_path)
+        service.script("rules")
+        monkeypatch.chdir("/")
         assert re.search(f"(?m)^tarn-serve: {rules}: line 3: .*f99", failure(service.start))
         assert service.requests == []
     service = Service()
@@ -120,6 +124,7 @@ def test_none_at_all(mqc_service, mqc_channel):
 def test_what_does_not_come_or_comes_too_often(run):
     printed = run(EXPECTED, passed=7, errors=3)
     assert printed.count("something else came than was expected") == 3
+    assert printed.count('"f3": 38') == 4
     assert 'line 1: {"method": "sendRuleMac", "match": {"f3": 37}' in printed
     for came in 0, 4:
         assert re.search(rf"sendRuleMac.*line 1.*\b1\b.*\b3\b.*\b{came}\b", printed), printed
@@ -201,8 +206,9 @@ def test(mqc_service):
 
 @pytest.mark.parametrize("end, removed", [("raise KeyboardInterrupt", True), ("pytest.exit('enough')", True),
                                           ("os.kill(os.getpid(), signal.SIGKILL)", False)])
-def test_no_service_outlives_its_tests(pytester, tmp_path, end, removed):
+def test_no_service_outlives_its_tests(pytester, tmp_path, monkeypatch, end, removed):
     path = tmp_path / "service"
+    monkeypatch.setenv("TMPDIR", str(tmp_path))
     pytester.makepyfile(HEAD + ABANDONED.format(path=str(path), end=end))
     pytester.runpytest_subprocess("-p", "no:cacheprovider")
     pid, folder = path.read_text().split()
