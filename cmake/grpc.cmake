@@ -46,9 +46,9 @@ tarn_part(TARN_HAS_TOOLS tarn-inspect TARN_TOOLS TARN_FINDS_FLATBUFFERS libflatb
 tarn_part(TARN_HAS_SEND tarn-send TARN_TOOLS TARN_FINDS_JSON nlohmann-json3-dev
           TARN_FINDS_FLATBUFFERS libflatbuffers-dev TARN_FINDS_PCAP libpcap-dev)
 tarn_part(TARN_HAS_SERVICE tarn-serve TARN_SERVICE ${grpc_needs} TARN_FINDS_JSON nlohmann-json3-dev)
-# Scripts, which the service cannot do without; the loopback can.
+# Rules of answers: the service cannot do without, the loopback can.
 set(script AUTO)
-tarn_part(TARN_HAS_SCRIPT "the loopback's scripts" script TARN_FINDS_JSON nlohmann-json3-dev)
+tarn_part(TARN_HAS_SCRIPT tarn_script script TARN_FINDS_JSON nlohmann-json3-dev)
 
 if(TARN_HAS_GRPC OR TARN_HAS_SERVICE)
   add_library(grpc_and_tls INTERFACE)

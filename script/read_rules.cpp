@@ -128,6 +128,8 @@ class RuleListener : public methods::JsonListener {
   Turn& turn() { return rule().answers.back(); }
   const Outline& outline() const { return outlines_[rules_.all.size() - 1]; }
   Expectation& expectation() { return rule().expect ? *rule().expect : rule().expect.emplace(); }
+  /// Whether its method, which may stand behind what it matches, is unknown.
+  bool isOfNoMethod() { return rule().method == nullptr && outline().method; }
   bool isLastAnswer() { return rule().answers.size() == outline().answers; }
 
   Part nextPart() const;
@@ -276,13 +278,15 @@ std::string RuleListener::close(Part part) {
 std::string RuleListener::findNumbers(const std::string& path) {
   path_ = path;
   Numbers& numbers = rules_.numbers[path];
-  if (outline().method) return rule().method != nullptr ? add(*rule().method, path, numbers) : "";
+  if (isOfNoMethod()) return "";  // which is reported at its name
+  if (rule().method != nullptr) return add(*rule().method, path, numbers);
   for (const methods::Method& method : methods::all) add(method, path, numbers);
   return numbers.empty() ? "no method has that number" : "";
 }
 
 std::string RuleListener::takeCondition(const Leaf& leaf) {
   if (std::string_view(leaf.type) != "number") return methods::unfit(leaf.type, "a number");
+  if (isOfNoMethod()) return "";
   const Numbers& numbers = rules_.numbers[path_];
   const std::uint64_t largest = largestIn(numbers);
   std::uint64_t value = 0;

@@ -46,5 +46,5 @@ build_packages=(cmake ninja-build gcc g++ libc6-dev)
 # header that generated services include.
 grpc_packages=(libgrpc++-dev libssl-dev libflatbuffers-dev flatbuffers-compiler libpcap-dev libprotobuf-dev
   nlohmann-json3-dev)
-test_packages=("${grpc_packages[@]}" binutils libgtest-dev python3-flatbuffers python3-grpcio python3-pytest openssl
-  tshark valgrind pkg-config chromium)
+test_packages=("${grpc_packages[@]}" binutils libgtest-dev python3-flatbuffers python3-grpcio python3-jsonschema
+  python3-pytest openssl tshark valgrind pkg-config chromium)

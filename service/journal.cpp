@@ -8,6 +8,7 @@
 
 #include "reader/walk.h"
 #include "service/mqc_service.h"
+#include "shared/grpc_codes.h"
 #include "shared/printable.h"
 #include "shared/report.h"
 #include "tarn/grpc.h"
@@ -16,6 +17,7 @@ namespace service {
 namespace {
 
 using reader::Bytes;
+using Kind = script::Answer::Kind;
 
 static_assert(mqc::maxMessageBytes == reader::maxMessageBytes);
 
@@ -67,24 +69,27 @@ std::string shown(const reader::Schema& schema, const reader::Schema::Method& me
 
 /// What a line says of an answer that is not the usual one.
 std::string noteOf(const script::Answer& answer) {
-  if (answer.delay.count() == 0) return "";
-  return " -> " + std::to_string(answer.number) + " +" + std::to_string(answer.delay.count()) +
-         " ms";
+  std::string note = " -> ";
+  if (answer.kind == Kind::status) note += std::to_string(answer.number);
+  if (answer.kind == Kind::error) note += shared::grpcCodes[answer.number];
+  if (answer.kind == Kind::drop) note += "dropped";
+  if (answer.kind == Kind::garbage) note += "garbage";
+  if (answer.delay.count() > 0) note += " +" + std::to_string(answer.delay.count()) + " ms";
+  return note;
 }
 
 void refuse(Taken& taken, const char* kind, const grpc::Status& fault) {
   taken.kind = kind;
-  taken.answer = {.kind = script::Answer::Kind::error,
-                  .number = static_cast<std::uint32_t>(fault.error_code())};
+  taken.answer = {.kind = Kind::error, .number = static_cast<std::uint32_t>(fault.error_code())};
   taken.reason = fault.error_message();
 }
 
 /// The status that the caller gets.
 std::uint32_t statusOf(const script::Answer& answer) {
   switch (answer.kind) {
-    case script::Answer::Kind::status:
+    case Kind::status:
       return answer.number;
-    case script::Answer::Kind::garbage:
+    case Kind::garbage:
       return TARN_GRPC_GARBAGE;
     default:
       return TARN_GRPC_TRANSPORT + answer.number;
@@ -94,7 +99,7 @@ std::uint32_t statusOf(const script::Answer& answer) {
 }  // namespace
 
 grpc::Status faultOf(const Taken& taken) {
-  if (taken.answer.kind != script::Answer::Kind::error) return grpc::Status::OK;
+  if (taken.answer.kind != Kind::error) return grpc::Status::OK;
   return grpc::Status(static_cast<grpc::StatusCode>(taken.answer.number), taken.reason);
 }
 
@@ -144,7 +149,7 @@ void Journal::accept(Taken& taken, const std::string& head, const std::string& s
   if (keep(taken.method->name, taken.kind == full, message)) {
     count(taken.kind, message.size());
     ++methods_[taken.method->name];
-    return lines_.add(head + settle(taken) + shown);
+    return lines_.add(head + settle(taken, message) + shown);
   }
   refuse(taken, notKept, {grpc::StatusCode::INTERNAL, "the request could not be kept"});
   count(notKept, message.size());
@@ -152,11 +157,15 @@ void Journal::accept(Taken& taken, const std::string& head, const std::string& s
 }
 
 /// Sets how a call is answered, and returns what its line says of it.
-std::string Journal::settle(Taken& taken) {
+std::string Journal::settle(Taken& taken, Bytes message) {
   const std::string& name = taken.method->name;
-  taken.answer.number = options_.status.at(name);
-  taken.answer.delay = std::chrono::milliseconds(options_.delay.at(name));
-  return noteOf(taken.answer);
+  const auto scripted = rules_.take(name, message);
+  taken.answer = scripted
+                     ? *scripted
+                     : script::Answer{.number = options_.status.at(name),
+                                      .delay = std::chrono::milliseconds(options_.delay.at(name))};
+  if (taken.answer.kind == Kind::error) taken.reason = "as scripted";
+  return scripted || taken.answer.delay.count() > 0 ? noteOf(taken.answer) : "";
 }
 
 grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
@@ -229,6 +238,8 @@ std::string Journal::totals() {
     std::snprintf(row, sizeof row, "\n  %-25s %ju", name.c_str(), std::uintmax_t{messages});
     text += row;
   }
+  const std::string report = rules_.report();
+  if (!report.empty()) text.append("\n\n").append(report);
   return text;
 }
 

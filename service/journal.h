@@ -36,8 +36,9 @@ grpc::Status faultOf(const Taken& taken);
 class Journal {
  public:
   /// All must outlive the journal.
-  Journal(const reader::Schema& schema, const Options& options, Output& lines)
-      : schema_(schema), options_(options), lines_(lines) {}
+  Journal(const reader::Schema& schema, const Options& options, script::Script& rules,
+          Output& lines)
+      : schema_(schema), options_(options), rules_(rules), lines_(lines) {}
 
   /// Opens the capture directory and the recording that are set; reports when one cannot be
   /// written.
@@ -59,7 +60,8 @@ class Journal {
   /// Takes a call of a stream that cannot be acted on.
   void takeFault(std::uint64_t sequence, const grpc::Status& fault);
 
-  /// The totals, as lines without the last line end. Every call is counted once.
+  /// The totals, of which every call is counted once, and the script's report, as lines without the
+  /// last line end.
   std::string totals();
 
  private:
@@ -75,10 +77,11 @@ class Journal {
   // These are called with the mutex held.
   void count(const char* kind, std::size_t bytes);
   bool keep(const std::string& method, bool isFull, reader::Bytes message);
-  std::string settle(Taken& taken);
+  std::string settle(Taken& taken, reader::Bytes message);
 
   const reader::Schema& schema_;
   const Options& options_;
+  script::Script& rules_;
   Output& lines_;
   shared::Recording recording_;
   std::mutex mutex_;  // held while a capture and its line are made: both have the same order

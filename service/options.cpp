@@ -105,6 +105,9 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
       return readByMethod(statusOption, optarg, schema, options.status);
     case 't':
       return readByMethod(delayOption, optarg, schema, options.delay);
+    case 'p':
+      options.script = optarg;
+      return true;
     case 'd':
       options.capture = optarg;
       return true;
@@ -152,6 +155,7 @@ const char* const usage =
     "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
     "  --delay MS           answer so many milliseconds late (0), up to 3600000\n"
     "  --delay METHOD=MS    the requests of this method; may be repeated\n"
+    "  --script FILE        answer by the rules in this file, JSON, where one fits\n"
     "  --capture DIR        keep every answered request as a file here, for tarn-inspect\n"
     "  --record FILE        record every request and its status in this file, for Wireshark\n"
     "  --record-mb N        the most megabytes of the recording (64); its oldest part is dropped\n"
@@ -161,24 +165,20 @@ const char* const usage =
     "  --help, --version\n"
     "\n"
     "A line shows time, method, bytes, encoding and the caller's sequence number. SIGINT or\n"
-    "SIGTERM ends the service and prints totals; SIGHUP prints them. Replaced certificate files\n"
-    "are used for new connections. It exits with 2 for invalid arguments, with 1 if it could not\n"
-    "serve or lost lines of output.\n";
+    "SIGTERM ends the service and prints totals, and what the script expected and what came;\n"
+    "SIGHUP prints them. Replaced certificate files are used for new connections. It exits with 2\n"
+    "for invalid arguments or a script with a fault, with 1 if it could not serve or lost lines\n"
+    "of output, with 3 if other requests came than the script expects.\n";
 
 std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema) {
-  static const option known[] = {{"listen", required_argument, nullptr, 'l'},
-                                 {"json", no_argument, nullptr, 'j'},
-                                 {"status", required_argument, nullptr, 's'},
-                                 {"delay", required_argument, nullptr, 't'},
-                                 {"capture", required_argument, nullptr, 'd'},
-                                 {"record", required_argument, nullptr, 'r'},
-                                 {"record-mb", required_argument, nullptr, 'm'},
-                                 {"cert", required_argument, nullptr, 'c'},
-                                 {"key", required_argument, nullptr, 'k'},
-                                 {"ca", required_argument, nullptr, 'a'},
-                                 {"help", no_argument, nullptr, 'h'},
-                                 {"version", no_argument, nullptr, 'v'},
-                                 {}};
+  static const option known[] = {
+      {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
+      {"status", required_argument, nullptr, 's'}, {"delay", required_argument, nullptr, 't'},
+      {"script", required_argument, nullptr, 'p'}, {"capture", required_argument, nullptr, 'd'},
+      {"record", required_argument, nullptr, 'r'}, {"record-mb", required_argument, nullptr, 'm'},
+      {"cert", required_argument, nullptr, 'c'},   {"key", required_argument, nullptr, 'k'},
+      {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
+      {"version", no_argument, nullptr, 'v'},      {}};
   Options options;
   for (int found = 0; (found = shared::nextOption(argc, argv, known)) != -1;) {
     if (!readOption(found, schema, options)) return std::nullopt;

@@ -25,6 +25,7 @@ struct Options {
   bool json = false;
   ByMethod status;
   ByMethod delay;  ///< in milliseconds
+  std::string script;
   std::string capture;
   std::string record;
   std::uint32_t recordMegabytes = shared::usualMegabytes;

@@ -128,9 +128,9 @@ bool cannotListen(const std::string& address, const std::string& reason) {
 
 }  // namespace
 
-bool serveUntilEnded(const reader::Schema& schema, const Options& options, const Signals& signals,
-                     Output& lines) {
-  Journal journal(schema, options, lines);
+bool serveUntilEnded(const reader::Schema& schema, const Options& options, script::Script& rules,
+                     const Signals& signals, Output& lines) {
+  Journal journal(schema, options, rules, lines);
   if (!journal.open()) return false;
   const Certificates certificates = readCertificates(options);
   if (const std::string fault = faultOf(options, certificates); !fault.empty()) {

@@ -23,7 +23,8 @@ done
 # shellcheck disable=SC2086
 configure -U 'TARN_*' $nothing -DCMAKE_INSTALL_PREFIX=/opt/tarn -DCMAKE_INSTALL_LIBDIR=/opt/lib \
   -DCMAKE_INSTALL_INCLUDEDIR=/opt/include || fail "is not configured where nothing is"
-for what in tarn_grpc:libflatbuffers tarn-inspect:libflatbuffers tarn-serve:libflatbuffers tarn-send:nlohmann-json3; do
+for what in tarn_grpc:libflatbuffers tarn-inspect:libflatbuffers tarn-serve:libflatbuffers tarn-send:nlohmann-json3 \
+  tarn_script:nlohmann-json3; do
   grep -q "Left out: ${what%:*}, which needs .*${what#*:}-dev" "$work/log" ||
     fail "does not say why ${what%:*} is left out"
 done
