@@ -91,11 +91,9 @@ def ended_with_us() -> List[str]:
 
 
 def folder_for_socket() -> tempfile.TemporaryDirectory[str]:
-    made = tempfile.TemporaryDirectory(prefix="mqc-")
-    if len(os.fsencode(made.name)) + len("/socket") <= LONGEST_PATH:
-        return made
-    made.cleanup()
-    return tempfile.TemporaryDirectory(prefix="mqc-", dir="/tmp")
+    usual = tempfile.gettempdir()
+    fits = len(os.fsencode(usual)) + len("/mqc-12345678/socket") <= LONGEST_PATH
+    return tempfile.TemporaryDirectory(prefix="mqc-", dir=usual if fits else "/tmp")
 
 
 def numbers_of(value: Any, path: str = "") -> Iterator[Tuple[str, Any]]:

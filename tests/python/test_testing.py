@@ -10,7 +10,7 @@ import tarn_mqc
 from tarn_mqc import RuleHead, RuleMac
 from tarn_mqc.testing import Service
 
-HEAD = 'import os, signal, pytest, tarn_mqc\npytest_plugins = ["tarn_mqc.testing"]\n'
+HEAD = 'import concurrent.futures, os, signal, pytest, tarn_mqc.testing\npytest_plugins = ["tarn_mqc.testing"]\n'
 
 
 @pytest.fixture
@@ -35,13 +35,17 @@ def test_answers_in_turn_and_requests_as_records(mqc_service, mqc_channel):
     mqc_service.expect("sendRuleMac", answers=[0, 5, "UNAVAILABLE", {"status": 6, "delay_ms": 1}, {"garbage": True}])
     mqc_service.answer("qos_group_port", answers=tarn_mqc.Status(7))
     mqc_service.answer("AddMqcSmoothMsg", answers={"drop": True})
+    mqc_service.answer("match_all_oper", answers="DATA_LOSS")
     assert mqc_service.requests == []
     statuses = [mqc_channel.sendRuleMac(f3=number) for number in range(5)]
     assert statuses == [0, 5, 1014, 6, 71]
     assert mqc_channel.qos_group_port(f0=1) == mqc_channel.qos_group_port(f0=2) == 7
+    assert mqc_channel.match_all_oper() == 1015
     call = mqc_channel.AddMqcSmoothMsg.submit()
-    *rules, one, two, dropped = mqc_service.wait_for(8)
+    *rules, one, two, _, dropped = mqc_service.wait_for(9)
     assert not mqc_channel.close() and call.result() == 1001
+    with pytest.raises(tarn_mqc.Error, match="closed"):
+        mqc_channel.sendRuleMac()
     assert [call.request for call in rules] == [RuleMac(f3=number) for number in range(5)]
     assert [call.status for call in rules] == statuses
     assert (one.method, two.request.f0) == ("qos_group_port", 2)
@@ -96,12 +100,27 @@ def test_what_is_wrong_with_a_service_fails_the_test(tmp_path, monkeypatch):
     service.start()
     service.process.kill()
     assert "ended with -9" in failure(service.__exit__, None, None, None)
+    with Service("--capture", str(tmp_path / "captures")) as service:
+        (tmp_path / "captures").mkdir()
+        service.expect("sendRuleMac", times=2)
+        with tarn_mqc.connect(service.target) as mqc:
+            (tmp_path / "captures").rename(tmp_path / "moved")
+            assert mqc.sendRuleMac() == 1013
+        assert re.search("(?m)^tarn-serve: .*captures", failure(service.stop))
+    with pytest.raises(ZeroDivisionError), Service() as service:
+        service.expect("sendRuleMac")
+        service.start()
+        process = service.process
+        raise ZeroDivisionError
+    assert process.returncode == -9
     for options, words in ((["--capture", "/nowhere"], "/nowhere"), (["--unknown"], "--unknown")):
         with Service(*options) as service:
             assert words in failure(service.start)
     monkeypatch.setenv("TARN_SERVE", "tarn-nothing")
     with Service() as service:
         assert "tarn-nothing is not there" in failure(service.start)
+    with Service() as service:
+        service.answer(answers=5)  # nobody calls, nothing is started
 
 
 EXPECTED = """
@@ -117,17 +136,24 @@ def test_without_a_call(mqc_service):
 
 def test_none_at_all(mqc_service, mqc_channel):
     mqc_service.expect("sendRuleMac", times=0)
+    mqc_service.expect("AddMqcSmoothMsg", at_most=0)
     mqc_channel.qos_group_port()
+
+def test_one_too_many(mqc_service, mqc_channel):
+    mqc_service.expect("qos_group_port", times=0)
+    mqc_service.expect("sendRuleMac", at_most=0)
+    mqc_channel.sendRuleMac()
 """
 
 
 def test_what_does_not_come_or_comes_too_often(run):
-    printed = run(EXPECTED, passed=7, errors=3)
-    assert printed.count("something else came than was expected") == 3
+    printed = run(EXPECTED, passed=8, errors=4)
+    assert printed.count("something else came than was expected") == 4
     assert printed.count('"f3": 38') == 4
     assert 'line 1: {"method": "sendRuleMac", "match": {"f3": 37}' in printed
     for came in 0, 4:
-        assert re.search(rf"sendRuleMac.*line 1.*\b1\b.*\b3\b.*\b{came}\b", printed), printed
+        assert re.search(rf"sendRuleMac.*line 1.*\b1\b.*\b3\b.*\b{came}: DIFFERS", printed), printed
+    assert re.search("sendRuleMac.*line 2.* 0, came 1: DIFFERS", printed)
 
 
 def test_a_request_that_is_waited_for(serve):
@@ -138,6 +164,7 @@ def test_a_request_that_is_waited_for(serve):
         assert failure(service.wait_for, 1, 0.05).startswith("1 requests were to arrive, 0 did")
         service.go_on()
         assert service.wait_for(1)[0].request.f3 == 37 and call.result() == 0
+    service.pause()  # and is ended all the same
 
 
 OWN = """
@@ -152,12 +179,14 @@ def mqc_target(status):
 
 def test_of_mine(mqc_target, mqc_channel, status):
     assert mqc_channel.sendRuleMac() == int(status)
+    assert mqc_channel._handle() == mqc_channel._handle()
     channels.append(mqc_channel)
 
 def test_closed():
     for channel in channels:
         with pytest.raises(tarn_mqc.Error, match="closed"):
             channel.sendRuleMac()
+    assert not tarn_mqc._channel.opened
 
 def test_without_a_call(mqc_channel):
     assert not mqc_channel.check
@@ -168,6 +197,27 @@ channels = []
 
 def test_a_target_of_ones_own(run):
     run(OWN, passed=4)
+
+
+LATE = """
+service = tarn_mqc.testing.Service()
+
+@pytest.fixture
+def mqc_target():
+    with service:
+        yield f"unix:{service.folder}/socket"
+
+def test_a_call_waits_for_the_service(mqc_channel):
+    call = mqc_channel.sendRuleMac.submit()
+    with pytest.raises(concurrent.futures.TimeoutError):
+        call.result(0.3)
+    service.start()
+    assert call.result() == 0
+"""
+
+
+def test_a_service_that_starts_late(run):
+    run(LATE, passed=1)
 
 
 ORDER = """
