@@ -324,11 +324,11 @@ class LateChannel(Channel):
 
     def _handle(self) -> Optional[int]:
         with self._lock:
-            if self._opt is None and not self._closed:
+            if super()._handle() is None:
                 channel = connect(self._target(), deadline=DEADLINE, wait_for_ready=True)
                 self._opt = channel._opt
                 opened.discard(channel)
-        return super()._handle()
+        return self._opt
 
     def _shut(self) -> int:
         return 0 if self._opt is None else super()._shut()

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs the examples that test a caller and a service with pytest, in a folder with what service.py needs.
+# Runs the examples that test a caller and a service with pytest, as docs/shell-and-python.md says.
 # usage: pytest_examples.sh SCHEMA_DIR
 # environment: PATH with flatc and tarn-serve; PYTHON, with pytest, grpc and tarn_mqc
 set -eu

@@ -44,8 +44,6 @@ def test_answers_in_turn_and_requests_as_records(mqc_service, mqc_channel):
     call = mqc_channel.AddMqcSmoothMsg.submit()
     *rules, one, two, _, dropped = mqc_service.wait_for(9)
     assert not mqc_channel.close() and call.result() == 1001
-    with pytest.raises(tarn_mqc.Error, match="closed"):
-        mqc_channel.sendRuleMac()
     assert [call.request for call in rules] == [RuleMac(f3=number) for number in range(5)]
     assert [call.status for call in rules] == statuses
     assert (one.method, two.request.f0) == ("qos_group_port", 2)
@@ -68,7 +66,7 @@ def test_what_a_rule_fits(mqc_service, mqc_channel, match, fields):
         assert mqc_channel.sendRuleMac(head=RuleHead(f0=1), f1=MAC, f3=37) == 5
 
 
-def test_a_rule_that_cannot_be_is_refused_where_it_stands(mqc_service):
+def test_a_rule_that_cannot_be_is_refused_where_it_stands(mqc_service, mqc_channel):
     for arguments, fields, kind, words in (
             (("sendRuleMax",), {}, ValueError, "no method is called sendRuleMax"),
             (("sendRuleMac",), {"f9": 1}, TypeError, "^RuleMac.f9: no such field"),
@@ -77,6 +75,9 @@ def test_a_rule_that_cannot_be_is_refused_where_it_stands(mqc_service):
             (("sendRuleMac",), {"times": 1, "at_most": 2}, TypeError, "times stands alone")):
         with pytest.raises(kind, match=words):
             mqc_service.expect(*arguments, **fields)
+    mqc_channel.close()
+    with pytest.raises(tarn_mqc.Error, match="closed"):
+        mqc_channel.sendRuleMac()  # does not start the service
     mqc_service.answer("sendRuleMac", answers=5)
     with pytest.raises(tarn_mqc.Error, match="not both"):
         mqc_service.script("rules")
