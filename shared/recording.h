@@ -53,7 +53,8 @@ class Recording {
   void inChild();
 
  private:
-  PacketText textOf(std::string_view kind, u64 sequence, std::string_view method) const;
+  PacketText& describe(PacketHead& head, std::string_view kind, u64 sequence,
+                       std::string_view method) const;
   bool prepare(const timespec& now, u64 size);
   int begin(const timespec& now);
   int admitMissing(const timespec& now);

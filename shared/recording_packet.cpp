@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 
 namespace shared {
 namespace {
@@ -16,36 +15,57 @@ void storeLittleEndian(u8* at, u32 value) {
   for (int i = 0; i < 4; ++i) at[i] = static_cast<u8>(value >> 8 * i);
 }
 
-char small(char letter) {
-  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
+void storeBigEndian(u8* at, u32 value) {
+  for (int i = 0; i < 4; ++i) at[i] = static_cast<u8>(value >> (24 - 8 * i));
+}
+
+/// Without a branch: methods' names have small and capital letters in turn.
+u8 small(char letter) {
+  const auto place = static_cast<u8>(letter - 'A');
+  return static_cast<u8>(letter + (place < 26) * ('a' - 'A'));
+}
+
+std::size_t writeName(const Dissector& dissector, u8* at) {
+  const auto& [method, suffix] = dissector;
+  const std::string_view prefix = method.empty() ? "data" : "mqc_";
+  u8* end = std::copy(prefix.begin(), prefix.end(), at);
+  end = std::transform(method.data(), method.data() + std::min(method.size(), longestName), end,
+                       small);
+  end = std::copy(suffix.begin(), suffix.end(), end);
+  return static_cast<std::size_t>(end - at);
 }
 
 }  // namespace
 
 PacketText& PacketText::add(std::string_view word) {
-  if (size_ > 0) text_[size_++] = ' ';
-  const std::size_t length = std::min(word.size(), longestName);
-  std::memcpy(text_.data() + size_, word.data(), length);
-  size_ += length;
+  separate();
+  end_ = std::copy_n(word.data(), std::min(word.size(), longestName), end_);
   return *this;
 }
 
 PacketText& PacketText::add(u64 number) {
-  char digits[20];
-  const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  return add({digits, static_cast<std::size_t>(end - digits)});
+  separate();
+  char* const at = reinterpret_cast<char*>(end_);
+  end_ += std::to_chars(at, at + 20, number).ptr - at;
+  return *this;
 }
 
-PacketHead::PacketHead(const timespec& time, std::string_view dissector, const PacketText& text)
-    : size_(packetHeadSize) {
+void PacketText::separate() {
+  *end_ = ' ';
+  if (end_ > begin_) ++end_;
+}
+
+PacketHead::PacketHead(const timespec& time, const Dissector& dissector)
+    : size_(packetHeadSize), text_(nullptr) {
   storeLittleEndian(bytes_.data(), static_cast<u32>(time.tv_sec));
   storeLittleEndian(bytes_.data() + 4, static_cast<u32>(time.tv_nsec));
-  addTag(tagDissector, dissector);
-  addTag(tagText, text.view());
-  addBigEndian(tagEnd);
+  endTag(tagDissector, writeName(dissector, inTag()));
+  text_ = PacketText(inTag());
 }
 
 bool PacketHead::complete(std::span<const u8> message) {
+  endTag(tagText, text_.size());
+  endTag(tagEnd, 0);
   const u32 length = size_ - packetHeadSize + static_cast<u32>(message.size());
   storeLittleEndian(bytes_.data() + 8, length);
   storeLittleEndian(bytes_.data() + 12, length);
@@ -55,25 +75,12 @@ bool PacketHead::complete(std::span<const u8> message) {
   return true;
 }
 
-void PacketHead::addTag(u32 tag, std::string_view text) {
-  const auto padded = static_cast<u32>((text.size() + 3) / 4 * 4);
-  addBigEndian(tag << 16 | padded);
-  if (padded > 0) std::memset(bytes_.data() + size_ + padded - 4, 0, 4);
-  std::memcpy(bytes_.data() + size_, text.data(), text.size());
-  size_ += padded;
-}
-
-void PacketHead::addBigEndian(u32 value) {
-  for (int shift = 24; shift >= 0; shift -= 8) bytes_[size_++] = static_cast<u8>(value >> shift);
-}
-
-DissectorName::DissectorName(std::string_view method, std::string_view suffix) {
-  const std::string_view prefix = "mqc_";
-  const std::size_t length = std::min(method.size(), longestName);
-  char* end = std::copy(prefix.begin(), prefix.end(), text_.data());
-  end = std::transform(method.data(), method.data() + length, end, small);
-  end = std::copy(suffix.begin(), suffix.end(), end);
-  size_ = static_cast<std::size_t>(end - text_.data());
+/// Its content is there already.
+void PacketHead::endTag(u32 tag, std::size_t size) {
+  const auto padded = static_cast<u32>((size + 3) / 4 * 4);
+  std::fill(inTag() + size, inTag() + padded, u8{0});
+  storeBigEndian(bytes_.data() + size_, tag << 16 | padded);
+  size_ += tagHeadSize + padded;
 }
 
 std::array<u8, 20> replyOf(u32 status) {

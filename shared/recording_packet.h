@@ -18,23 +18,39 @@ inline constexpr u32 longestPacket = 262'144;
 /// Characters of a name that are kept.
 inline constexpr std::size_t longestName = 63;
 
-/// A packet's line of text: words and decimal numbers with a space between them.
+/// A line of text in the making: words and decimal numbers with a space between them, at a place
+/// which has room for it. Of a word, as many characters as of a name are kept.
 class PacketText {
  public:
+  explicit PacketText(u8* at) : begin_(at), end_(at) {}
   PacketText& add(std::string_view word);
   PacketText& add(u64 number);
-  std::string_view view() const { return {text_.data(), size_}; }
+  std::size_t size() const { return static_cast<std::size_t>(end_ - begin_); }
 
  private:
-  std::array<char, 256> text_;
-  std::size_t size_ = 0;
+  void separate();
+
+  u8* begin_;
+  u8* end_;
 };
 
-/// What stands in front of a packet's message: time and lengths, dissector and text.
+/// Who shows a packet's message: the dissector of a method's messages, mqc_, the method in small
+/// letters and the suffix; without a method, the one for any bytes.
+struct Dissector {
+  std::string_view method = {};
+  std::string_view suffix = {};
+};
+
+/// A packet in the making, all but a message that has no room in it: time and lengths, dissector,
+/// text. The text is added by its user, before the packet is completed.
 class PacketHead {
  public:
-  PacketHead(const timespec& time, std::string_view dissector, const PacketText& text);
-  /// Completes the head for that message, and takes the message in if there is room.
+  PacketHead(const timespec& time, const Dissector& dissector);
+  PacketHead(const PacketHead&) = delete;
+  PacketHead& operator=(const PacketHead&) = delete;
+
+  PacketText& text() { return text_; }
+  /// Completes the packet for that message, and takes the message in if there is room.
   bool complete(std::span<const u8> message);
   /// The most bytes of a head.
   static constexpr u32 most = 512;
@@ -42,22 +58,14 @@ class PacketHead {
   std::span<const u8> bytes() const { return {bytes_.data(), size_}; }
 
  private:
-  void addTag(u32 tag, std::string_view text);
-  void addBigEndian(u32 value);
+  static constexpr u32 tagHeadSize = 4;
 
-  std::array<u8, most> bytes_;
+  u8* inTag() { return bytes_.data() + size_ + tagHeadSize; }
+  void endTag(u32 tag, std::size_t size);
+
+  std::array<u8, most> bytes_;  // not filled with zeros, which would take longer than all else
   u32 size_;
-};
-
-/// The dissector of a method's messages: mqc_, the method in small letters, the suffix.
-class DissectorName {
- public:
-  DissectorName(std::string_view method, std::string_view suffix);
-  operator std::string_view() const { return {text_.data(), size_}; }
-
- private:
-  std::array<char, 128> text_;
-  std::size_t size_ = 0;
+  PacketText text_;
 };
 
 /// What each file begins with.
