@@ -28,10 +28,10 @@ constexpr u32 partSize = longestPacket - PacketHead::most;
 /// "process 12 thread 34", made once: the number of a thread is a system call.
 std::string_view threadOf(u32 process) {
   if (thread.process != process) {
-    PacketText text(thread.text);
-    text.add("process").add(process).add("thread").add(static_cast<u32>(::gettid()));
+    const auto number = static_cast<u32>(::gettid());
+    const u8* const end = addText(thread.text, "process", process, "thread", number);
+    thread.size = static_cast<std::size_t>(end - thread.text);
     thread.process = process;
-    thread.size = text.size();
   }
   return {reinterpret_cast<const char*>(thread.text), thread.size};
 }
@@ -71,6 +71,7 @@ const char* reasonOf(int error) {
 }
 
 void complain(const char* path, int error) {
+  const NoCancellation around;
   reportAtOnce("%s: %s; until this changes, calls are missing in the recording", path,
                reasonOf(error));
 }
@@ -94,12 +95,6 @@ void Recording::inChild() {
   files_.inChild();
 }
 
-/// The text's words that every packet of a call has.
-PacketText& Recording::describe(PacketHead& head, std::string_view kind, u64 sequence,
-                                std::string_view method) const {
-  return head.text().add(kind).add(sequence).add(method).add(threadOf(process_));
-}
-
 u64 Recording::request(CallVariant variant, std::string_view method, std::span<const u8> message,
                        u32 size) {
   const Section section(mutex_);
@@ -112,7 +107,7 @@ u64 Recording::request(CallVariant variant, std::string_view method, std::span<c
 
   const bool isWhole = !message.empty() && message.size() <= partSize;
   PacketHead head(now, isWhole ? Dissector{method, "_request"} : noDissector);
-  describe(head, nameOf(variant), sequence, method).add("bytes").add(size);
+  head.setText(nameOf(variant), sequence, method, threadOf(process_), "bytes", size);
   return settle(now, appendRequest(now, head, sequence, method, message)) ? sequence : 0;
 }
 
@@ -123,7 +118,7 @@ int Recording::appendRequest(const timespec& now, PacketHead& head, u64 sequence
   int error = append(head, message.first(std::min<std::size_t>(partSize, message.size())));
   for (std::size_t from = partSize; error == 0 && from < message.size(); from += partSize) {
     PacketHead next(now, noDissector);
-    describe(next, "part", sequence, method).add("from").add(from);
+    next.setText("part", sequence, method, threadOf(process_), "from", from);
     error =
         append(next, message.subspan(from, std::min(message.size() - from, std::size_t{partSize})));
   }
@@ -138,7 +133,7 @@ void Recording::end(u64 sequence, std::string_view method, u32 status) {
   const timespec now = wallClock();
   if (!prepare(now, u64{2} * PacketHead::most)) return;
   PacketHead head(now, {method, "_response"});
-  describe(head, "end", sequence, method).add("status").add(status);
+  head.setText("end", sequence, method, threadOf(process_), "status", status);
   settle(now, append(head, replyOf(status)));
 }
 
@@ -147,9 +142,10 @@ bool Recording::prepare(const timespec& now, u64 size) {
   if (stopped_.tv_sec != 0 && isWithinPause(stopped_, now)) return miss(), false;
   u64 lost = 0;
   int error = files_.reserve(size, now.tv_sec, lost);
-  missing_.fetch_add(lost, std::memory_order_relaxed);
+  if (lost > 0) missing_.fetch_add(lost, std::memory_order_relaxed);
   if (error == 0 && files_.isNew()) error = begin(now);
-  if (error == 0) error = admitMissing(now);
+  const u64 missing = missing_.load(std::memory_order_relaxed);
+  if (error == 0 && missing > 0) error = admit(missing, now);
   return error == 0 || settle(now, error);
 }
 
@@ -157,18 +153,16 @@ int Recording::begin(const timespec& now) {
   char name[longestName];
   const std::size_t size = showIn(name, program_invocation_short_name);
   PacketHead head(now, noDissector);
-  head.text().add("begin").add(formatVersion).add("process").add(process_);
-  head.text().add("program").add({name, size});
+  const std::string_view program(name, size);
+  head.setText("begin", formatVersion, "process", process_, "program", program);
   head.complete({});
   const iovec parts[] = {part(recordingHead), part(head.bytes())};
   return files_.append(parts);
 }
 
-int Recording::admitMissing(const timespec& now) {
-  const u64 missing = missing_.load(std::memory_order_relaxed);
-  if (missing == 0) return 0;
+int Recording::admit(u64 missing, const timespec& now) {
   PacketHead head(now, noDissector);
-  head.text().add("missing").add(missing).add("process").add(process_);
+  head.setText("missing", missing, "process", process_);
   const int error = append(head, {});
   if (error == 0) missing_.fetch_sub(missing, std::memory_order_relaxed);
   return error;

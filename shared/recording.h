@@ -53,11 +53,9 @@ class Recording {
   void inChild();
 
  private:
-  PacketText& describe(PacketHead& head, std::string_view kind, u64 sequence,
-                       std::string_view method) const;
   bool prepare(const timespec& now, u64 size);
   int begin(const timespec& now);
-  int admitMissing(const timespec& now);
+  int admit(u64 missing, const timespec& now);
   int append(PacketHead& head, std::span<const u8> message);
   int appendRequest(const timespec& now, PacketHead& head, u64 sequence, std::string_view method,
                     std::span<const u8> message);

@@ -8,7 +8,6 @@ namespace {
 
 constexpr u32 tagEnd = 0;
 constexpr u32 tagDissector = 12;
-constexpr u32 tagText = 33;  // shown in the column of protocols
 constexpr u32 packetHeadSize = 16;
 
 void storeLittleEndian(u8* at, u32 value) {
@@ -19,53 +18,48 @@ void storeBigEndian(u8* at, u32 value) {
   for (int i = 0; i < 4; ++i) at[i] = static_cast<u8>(value >> (24 - 8 * i));
 }
 
-/// Without a branch: methods' names have small and capital letters in turn.
-u8 small(char letter) {
-  const auto place = static_cast<u8>(letter - 'A');
-  return static_cast<u8>(letter + (place < 26) * ('a' - 'A'));
+char small(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
 }
 
-std::size_t writeName(const Dissector& dissector, u8* at) {
+/// In small letters. As many as a name can have at once take a fraction of one after the other.
+u8* addSmall(u8* at, std::string_view name) {
+  std::array<char, longestName + 1> letters = {};
+  const std::size_t size = name.copy(letters.data(), longestName);
+  std::transform(letters.begin(), letters.end(), at, small);
+  return at + size;
+}
+
+u8* addName(u8* at, const Dissector& dissector) {
   const auto& [method, suffix] = dissector;
-  const std::string_view prefix = method.empty() ? "data" : "mqc_";
-  u8* end = std::copy(prefix.begin(), prefix.end(), at);
-  end = std::transform(method.data(), method.data() + std::min(method.size(), longestName), end,
-                       small);
-  end = std::copy(suffix.begin(), suffix.end(), end);
-  return static_cast<std::size_t>(end - at);
+  const std::string_view prefix = suffix.empty() ? "data" : "mqc_";
+  at = addSmall(std::copy(prefix.begin(), prefix.end(), at), method);
+  return std::copy(suffix.begin(), suffix.end(), at);
 }
 
 }  // namespace
 
-PacketText& PacketText::add(std::string_view word) {
-  separate();
-  end_ = std::copy_n(word.data(), std::min(word.size(), longestName), end_);
-  return *this;
+u8* addWord(u8* at, std::string_view word) {
+  at = std::copy_n(word.data(), std::min(word.size(), longestName), at);
+  *at = ' ';
+  return at + 1;
 }
 
-PacketText& PacketText::add(u64 number) {
-  separate();
-  char* const at = reinterpret_cast<char*>(end_);
-  end_ += std::to_chars(at, at + 20, number).ptr - at;
-  return *this;
+u8* addWord(u8* at, u64 number) {
+  char* const digits = reinterpret_cast<char*>(at);
+  char* const end = std::to_chars(digits, digits + 20, number).ptr;
+  *end = ' ';
+  return at + (end + 1 - digits);
 }
 
-void PacketText::separate() {
-  *end_ = ' ';
-  if (end_ > begin_) ++end_;
-}
-
-PacketHead::PacketHead(const timespec& time, const Dissector& dissector)
-    : size_(packetHeadSize), text_(nullptr) {
+PacketHead::PacketHead(const timespec& time, const Dissector& dissector) : size_(packetHeadSize) {
   storeLittleEndian(bytes_.data(), static_cast<u32>(time.tv_sec));
   storeLittleEndian(bytes_.data() + 4, static_cast<u32>(time.tv_nsec));
-  endTag(tagDissector, writeName(dissector, inTag()));
-  text_ = PacketText(inTag());
+  endTag(tagDissector, addName(inTag(), dissector));
 }
 
 bool PacketHead::complete(std::span<const u8> message) {
-  endTag(tagText, text_.size());
-  endTag(tagEnd, 0);
+  endTag(tagEnd, inTag());
   const u32 length = size_ - packetHeadSize + static_cast<u32>(message.size());
   storeLittleEndian(bytes_.data() + 8, length);
   storeLittleEndian(bytes_.data() + 12, length);
@@ -76,11 +70,11 @@ bool PacketHead::complete(std::span<const u8> message) {
 }
 
 /// Its content is there already.
-void PacketHead::endTag(u32 tag, std::size_t size) {
-  const auto padded = static_cast<u32>((size + 3) / 4 * 4);
-  std::fill(inTag() + size, inTag() + padded, u8{0});
-  storeBigEndian(bytes_.data() + size_, tag << 16 | padded);
-  size_ += tagHeadSize + padded;
+void PacketHead::endTag(u32 tag, u8* end) {
+  while ((end - inTag()) % 4 != 0) *end++ = 0;
+  const auto size = static_cast<u32>(end - inTag());
+  storeBigEndian(bytes_.data() + size_, tag << 16 | size);
+  size_ += tagHeadSize + size;
 }
 
 std::array<u8, 20> replyOf(u32 status) {

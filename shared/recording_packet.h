@@ -18,38 +18,39 @@ inline constexpr u32 longestPacket = 262'144;
 /// Characters of a name that are kept.
 inline constexpr std::size_t longestName = 63;
 
-/// A line of text in the making: words and decimal numbers with a space between them, at a place
-/// which has room for it. Of a word, as many characters as of a name are kept.
-class PacketText {
- public:
-  explicit PacketText(u8* at) : begin_(at), end_(at) {}
-  PacketText& add(std::string_view word);
-  PacketText& add(u64 number);
-  std::size_t size() const { return static_cast<std::size_t>(end_ - begin_); }
+/// Writes a word, of which as many characters as of a name are kept, or a decimal number, and a
+/// space; returns where the next one goes.
+u8* addWord(u8* at, std::string_view word);
+u8* addWord(u8* at, u64 number);
 
- private:
-  void separate();
-
-  u8* begin_;
-  u8* end_;
-};
+/// Writes a line of text, words and numbers with a space between them, and one byte more; returns
+/// the text's end.
+template <class... Words>
+u8* addText(u8* at, const Words&... words) {
+  ((at = addWord(at, words)), ...);
+  return at - 1;
+}
 
 /// Who shows a packet's message: the dissector of a method's messages, mqc_, the method in small
-/// letters and the suffix; without a method, the one for any bytes.
+/// letters and the suffix; without a suffix, the one for any bytes.
 struct Dissector {
   std::string_view method = {};
   std::string_view suffix = {};
 };
 
 /// A packet in the making, all but a message that has no room in it: time and lengths, dissector,
-/// text. The text is added by its user, before the packet is completed.
+/// text.
 class PacketHead {
  public:
   PacketHead(const timespec& time, const Dissector& dissector);
   PacketHead(const PacketHead&) = delete;
   PacketHead& operator=(const PacketHead&) = delete;
 
-  PacketText& text() { return text_; }
+  /// Once, before the packet is completed.
+  template <class... Words>
+  void setText(const Words&... words) {
+    endTag(tagText, addText(inTag(), words...));
+  }
   /// Completes the packet for that message, and takes the message in if there is room.
   bool complete(std::span<const u8> message);
   /// The most bytes of a head.
@@ -59,13 +60,13 @@ class PacketHead {
 
  private:
   static constexpr u32 tagHeadSize = 4;
+  static constexpr u32 tagText = 33;  // shown in the column of protocols
 
   u8* inTag() { return bytes_.data() + size_ + tagHeadSize; }
-  void endTag(u32 tag, std::size_t size);
+  void endTag(u32 tag, u8* end);
 
   std::array<u8, most> bytes_;  // not filled with zeros, which would take longer than all else
   u32 size_;
-  PacketText text_;
 };
 
 /// What each file begins with.
