@@ -5,15 +5,14 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <thread>
 
+#include "record/child.h"
 #include "record/reading.h"
 #include "recording_writes.h"
 #include "shared/report.h"
@@ -78,18 +77,6 @@ class RecordingTest : public testing::Test {
     for (int i = 0; call() == 0; ++i, ::usleep(1000)) ASSERT_LT(i, 60'000);
   }
   fs::path former(int number) const { return path_.string() + "-" + std::to_string(number); }
-  /// In a child made by fork, whose status says whether what it expects came about.
-  static void inChild(const std::function<void()>& run) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      run();
-      std::_Exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-  }
-
   const fs::path folder_ = fs::temp_directory_path() / ("recording-" + std::to_string(::getpid()));
   const fs::path path_ = folder_ / "calls";
   std::optional<Recording> recording_;
