@@ -87,6 +87,11 @@ int Recording::setUp(std::string_view path, u64 bytes) {
   return files_.setUp(path, bytes);
 }
 
+void Recording::close() {
+  const Section section(mutex_);
+  if (section.isEntered()) files_.close();
+}
+
 void Recording::inChild() {
   mutex_ = PTHREAD_MUTEX_INITIALIZER;  // another thread of the parent may have held it
   process_ = static_cast<u32>(::getpid());

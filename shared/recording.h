@@ -48,6 +48,8 @@ class Recording {
   /// Counts a call that could not be recorded.
   void miss() { missing_.fetch_add(1, std::memory_order_relaxed); }
 
+  /// Leaves the file. A call that is recorded later gets a new one.
+  void close();
   /// In a child made by fork, before any other function: its recording is one of its own. Sequence
   /// numbers go on: the end of a call of the parent's is not that of another one.
   void inChild();

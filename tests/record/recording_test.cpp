@@ -254,6 +254,11 @@ TEST_F(RecordingTest, OneFileIsWrittenByOneProcess) {
   const fs::path own = path_.string() + "." + std::to_string(::getpid());
   EXPECT_EQ(packetsOf(own).back().kind(), "oneway");
   EXPECT_EQ(packetsOf(path_).size(), 3u);
+
+  recording_->close();
+  begin(megabyte);
+  call();
+  EXPECT_EQ(packetsOf(former(1)).size(), 3u);
 }
 
 TEST_F(RecordingTest, AChildHasItsOwn) {
