@@ -47,7 +47,9 @@ TESTS_OF = [
       for name in ("recording", "recording_files", "recording_packet", "section")],
     ("shared/start_recording.*", ["platform_test"]),
     ("shared/status_text.*", ["setup_test"]),
-    ("record/*", ["record_test", "Record.Programs"]),
+    ("record/pending.*", ["record_test", "recording_test"]),
+    *[(f"record/{name}.*", ["record_test", "Record.Programs"]) for name in ("platform", "settings")],
+    ("record/*", ["record_test"]),
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
     *[(f"platform/grpc/{name}.*", ["stream_test", "life_test", "grpc_test", "stats_test"])

@@ -131,6 +131,8 @@ int RecordingFiles::makeWay() {
   for (int number = former; number > 0; --number) {
     nameFormer(from_, path_, number - 1);
     nameFormer(to_, path_, number);
+    // Of a file that replaces another, ext4 writes all bytes to the disk first.
+    if (number == former && ::access(from_, F_OK) == 0) ::unlink(to_);
     if (::rename(from_, to_) != 0 && errno != ENOENT) return errno;
   }
   return 0;

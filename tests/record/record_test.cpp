@@ -46,6 +46,16 @@ class RecordTest : public testing::Test {
   static fs::path ownRecording() {
     return std::getenv("TARN_RECORD") + ("." + std::to_string(::getpid()));
   }
+  /// So many bytes more than there are in use.
+  static void limitMemory(rlim_t more) {
+    rlimit limit = {};
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    EXPECT_EQ(::getrlimit(RLIMIT_AS, &limit), 0);
+    const rlim_t used = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+    limit.rlim_cur = more < limit.rlim_max - used ? used + more : limit.rlim_max;
+    EXPECT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
+  }
   /// On a thread of the platform.
   static void runCallback(const AsyncCallCtx& ctx, u32 status) {
     std::thread([&] { ctx.cb(status, ctx.userData); }).join();
@@ -176,6 +186,10 @@ TEST_F(RecordTest, RecordsWhatHasNoCompactEncoding) {
   Bytes full(desc.fullSize());
   desc.packFull(full.data(), &request_);
   EXPECT_EQ(call(&request_, &desc).message, full);
+  desc.packFull = [](u8*, const void*) { return 1u; };
+  EXPECT_EQ(call(&request_, &desc).last(), "0");
+  desc.fullSize = nullptr;
+  EXPECT_EQ(call(&request_, &desc).last(), "0");
 
   std::vector<u8> buffer(100'000, 7);
   const MQC_BrkBatchMsg batch = {.f3_len = static_cast<u32>(buffer.size()), .f3 = buffer.data()};
@@ -186,25 +200,35 @@ TEST_F(RecordTest, RecordsWhatHasNoCompactEncoding) {
     return 20'000'000u;
   };
   EXPECT_EQ(call(&request_, &desc).last(), "20000000");
+  desc.pack = [](PackBuf* cursor, const void*) {  // refuses it
+    EXPECT_EQ(cursor, nullptr);
+    return 0u;
+  };
+  EXPECT_EQ(call(&request_, &desc).last(), "0");
+  desc.pack = [](PackBuf* cursor, const void*) {
+    if (cursor != nullptr) *cursor->buf = 9;
+    return 1u;
+  };
+  EXPECT_EQ(call(&request_, &desc).message, Bytes{9});
 }
 
-TEST_F(RecordTest, LeavesErrnoAloneWhereThereIsNoMemory) {
+TEST_F(RecordTest, GivesMemoryBackAndLeavesErrnoAloneWhereThereIsNone) {
   std::vector<u8> buffer(12'000'000);
   const MQC_BrkBatchMsg batch = {.f3_len = static_cast<u32>(buffer.size()), .f3 = buffer.data()};
   inChild([&] {
-    rlimit limit = {};
-    rlim_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    EXPECT_EQ(::getrlimit(RLIMIT_AS, &limit), 0);
-    limit.rlim_cur = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + buffer.size() / 2;
-    EXPECT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
-    errno = 77;
-    EXPECT_EQ(MqcFesIntf_ProcMqcBatchMsg(&batch, nullptr), 0u);
-    EXPECT_EQ(errno, 77);
-    limit.rlim_cur = limit.rlim_max;
-    EXPECT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
-    EXPECT_EQ(packetsOf(ownRecording()).at(1).kind(), "sync");
-    fs::remove(ownRecording());
+    // Room for one message, three times, then for none.
+    for (const std::size_t calls : {3, 1}) {
+      limitMemory(calls == 3 ? buffer.size() * 3 / 2 : buffer.size() / 2);
+      for (std::size_t i = 0; i < calls; ++i) {
+        errno = 77;
+        EXPECT_EQ(MqcFesIntf_ProcMqcBatchMsg(&batch, nullptr), 0u);
+        EXPECT_EQ(errno, 77);
+      }
+      limitMemory(RLIM_INFINITY);
+      const std::vector<Packet> packets = packetsOf(ownRecording());
+      EXPECT_EQ(packets.end()[-2].kind() == "part", calls == 3 || EMULATED);
+    }
+    for (const char* const former : {"", "-1", "-2", "-3"}) fs::remove(ownRecording() += former);
   });
 }
 
