@@ -28,7 +28,6 @@ Pending* PendingCalls::add(std::string_view method, const AsyncCallCtx& ctx) {
   if (call == nullptr) return nullptr;
   call->callback = ctx.cb;
   call->userData = ctx.userData;
-  call->sequence = 0;
   call->id = ++tickets_ << placeBits | placeOf(call->id);
   call->isRefused = false;
   call->methodSize = static_cast<u8>(method.copy(call->method.data(), call->method.size()));
@@ -65,6 +64,7 @@ void PendingCalls::inChild() {
 }
 
 Pending* PendingCalls::find(u64 id) {
+  if (ticketOf(id) == 0) return nullptr;
   Pending* const call = blocks_[placeOf(id) / blockSize] + placeOf(id) % blockSize;
   return call->id == id ? call : nullptr;
 }

@@ -38,7 +38,8 @@ class PendingCalls {
   /// The platform has refused the call of that id. Returns false if it has ended all the same;
   /// otherwise this is its end, whether the callback still runs or not.
   bool refuse(u64 id);
-  /// In a child made by fork. The parent's calls stay, as a platform may run their callbacks here.
+  /// In a child made by fork. The parent's calls stay, as a platform may run their callbacks here;
+  /// of the refused ones, from now on, any 65,536.
   void inChild();
 
  private:
