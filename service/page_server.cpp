@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 
 #include "service/loopback_address.h"
 
@@ -124,8 +125,12 @@ PageServer::PageServer(const RecentCalls& calls) : http_(std::make_unique<Http>(
 PageServer::~PageServer() = default;
 
 void PageServer::serve(int socket, std::chrono::milliseconds patience) {
-  Connection connection(socket, Clock::now() + patience);
-  http_->serve(connection);
+  try {
+    Connection connection(socket, Clock::now() + patience);
+    http_->serve(connection);
+  } catch (const std::exception&) {
+    // Short of memory: the browser asks again.
+  }
 }
 
 }  // namespace service

@@ -47,12 +47,14 @@ serve() {
   address=$(sed -n 's/^listening on //p' "$1")
 }
 
-# end SIGNAL: ends the last service that was started; its status in $status
+# end SIGNAL: ends the process in $service, the last one that was started; its status in $status
 end() {
+  local process left=()
   status=0
   kill "-$1" "$service"
   wait "$service" 2>/dev/null || status=$?
-  unset 'services[-1]'
+  for process in "${services[@]}"; do [ "$process" = "$service" ] || left+=("$process"); done
+  services=("${left[@]}")
 }
 
 # refused STATUS WORDS PROGRAM ARGUMENT...: that status, one line with the words on stderr, nothing on stdout

@@ -2,8 +2,8 @@
 
 usage: watch_test.py get URL STATUS   whether the page is answered so
        watch_test.py http URL         what is answered over HTTP, and to whom
-       watch_test.py peers URL N      N idle connections; at SIGUSR1 others, whose answers are not read and whose requests
-                                      do not end, and once more; waits
+       watch_test.py idle URL N       N connections without a request, and waits
+       watch_test.py stall URL N      N whose answers are not read, N whose requests do not end, and waits
        watch_test.py poll URL         asks for calls until SIGUSR1, then says how many there are
        watch_test.py browser URL TARGET BROWSER TARN_SEND PID
                                       what a browser shows of calls to the target, until it ends the service
@@ -17,6 +17,7 @@ import signal
 import socket
 import subprocess
 import sys
+import time
 from urllib.parse import urlsplit
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
@@ -31,21 +32,25 @@ def place(url):
     return urlsplit(url).hostname, urlsplit(url).port
 
 
-def answer(url, path="/", method="GET", headers=(), body=None):
+def answer(url, path="/", method="GET", headers=()):
     """Status, headers and body; of the headers that are passed, a Host replaces the usual one."""
     connection = http.client.HTTPConnection(*place(url), timeout=60)
     connection.putrequest(method, path, skip_host=any(name == "Host" for name, _ in headers), skip_accept_encoding=True)
     for name, value in headers:
         connection.putheader(name, value)
-    if body is not None:
-        connection.putheader("Content-Length", str(len(body)))
-    connection.endheaders(body)
+    connection.endheaders()
     got = connection.getresponse()
     return got.status, dict(got.getheaders()), got.read().decode()
 
 
 def get(url, status):
-    expect(answer(url)[0], int(status), "the page")
+    """Tries again where too many others wait, as a browser does."""
+    for _ in range(200):
+        try:
+            return expect(answer(url)[0], int(status), "the page")
+        except ConnectionError:
+            time.sleep(0.1)
+    sys.exit("the page is not answered")
 
 
 def raw(url, request):
@@ -82,7 +87,7 @@ def http_answers(url):
     expect(b" 403 " in raw(url, b"GET / HTTP/1.0\r\n\r\n"), True, "no host")
 
     for method in ("HEAD", "POST", "PUT", "DELETE", "OPTIONS", "PATCH"):
-        expect(answer(url, method=method, body=b"x=1" if method[0] == "P" else None)[0], 405, method)
+        expect(answer(url, method=method, headers=[("Content-Length", "0")])[0], 405, method)
     for path, expected in (("/calls", 400), ("/calls?after=", 400), ("/calls?after=-1", 400), ("/calls?after=1x", 400),
                            ("/calls?after=18446744073709551616", 400), ("/calls?after=18446744073709551615", 200),
                            ("/call?number=x", 400), ("/call?number=0", 404), ("/call?number=1", 404),
@@ -95,26 +100,27 @@ def http_answers(url):
     get(url, 200)
 
 
-def when_told():
-    signal.sigwait({signal.SIGUSR1})
-
-
-def peers(url, number):
+def connect_with(url, number, *requests):
+    """Connects as often with each request, and waits."""
     hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
     resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
-    idle = [socket.create_connection(place(url)) for _ in range(int(number))]
-    print(len(idle), "peers are idle", flush=True)
-    for word in ("stalled", "again"):
-        when_told()
-        for request in (b"GET /calls?after=0 HTTP/1.1\r\nHost: localhost\r\n\r\n", b"GET / HT"):
-            for _ in range(4):
-                peer = socket.socket()
-                peer.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
-                peer.connect(place(url))
-                peer.sendall(request)
-                idle.append(peer)
-        print(word, flush=True)
-    when_told()
+    peers = []
+    for request in int(number) * requests:
+        peer = socket.socket()
+        peer.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
+        peer.connect(place(url))
+        peer.sendall(request)
+        peers.append(peer)
+    print(len(peers), "peers are there", flush=True)
+    signal.pause()
+
+
+def idle(url, number):
+    connect_with(url, number, b"")
+
+
+def stall(url, number):
+    connect_with(url, number, b"GET /calls?after=0 HTTP/1.1\r\nHost: localhost\r\n\r\n", b"GET / HT")
 
 
 def changes(url, after):
@@ -167,8 +173,8 @@ def call_oddly(target):
 
 def check_rows(page, send, target):
     page.wait(WORDS, "live 0 calls since.")
-    expect(page.run("getComputedStyle(document.getElementById('rows'), '::after').content").startswith('"Nothing'), True,
-           "words in place of calls")
+    instead = page.run("getComputedStyle(document.getElementById('rows'), '::after').content")
+    expect(instead.startswith('"Nothing'), True, "words in place of calls")
     # A call is there while it is under way, and others meanwhile; then its caller goes away.
     late = send("qos_group_port")
     page.wait(cells(0), "1|qos_group_port|sync|compact|22|under way")
@@ -195,8 +201,8 @@ def check_chosen(page):
     expect(page.run(lit), "01 02 03 04 05 06", "bytes of a field")
     page.run("document.body.dispatchEvent(new KeyboardEvent('keydown', {key: 'ArrowUp', bubbles: true}))")
     page.wait(HEADING, "Call 3: sendRuleMac: damaged, or not a MQC_RuleMac: +15: the offset to head points outside")
-    place_of_damage = "document.querySelector('#chosen .fault')"
-    expect(page.run(f"{place_of_damage}.textContent.trim() + ' behind ' + {place_of_damage}.previousSibling.textContent"),
+    fault = "document.querySelector('#chosen .fault')"
+    expect(page.run(f"{fault}.textContent.trim() + ' behind ' + {fault}.previousSibling.textContent"),
            "30 behind  0C 00 00 00 25 ", "the place of the damage")
     page.run(f"{SHOWN}[0].click()")
     page.wait(HEADING, "Call 4: its request is not kept.")
@@ -242,4 +248,5 @@ def browser(url, target, program, tarn_send, service):
 
 
 signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGUSR1})
-{"get": get, "http": http_answers, "peers": peers, "poll": poll, "browser": browser}[sys.argv[1]](*sys.argv[2:])
+scenarios = {"get": get, "http": http_answers, "idle": idle, "stall": stall, "poll": poll, "browser": browser}
+scenarios[sys.argv[1]](*sys.argv[2:])

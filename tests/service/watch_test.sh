@@ -45,39 +45,34 @@ end TERM
 capture_all
 requests "${first[@]:0:methods}" >compacts
 watched --page 127.0.0.1:0
-start peers "${watch[@]}" peers "$url" 1000
-await "idle peers" grep -q '1000 peers are idle' peers
+start idle "${watch[@]}" idle "$url" 1000
+await "idle peers" grep -q 'peers are there' idle
 "${watch[@]}" get "$url" 200 || fail "no page behind idle peers"
 call "$address" --keep-going --file compacts >answers
 [ "$(grep -c ' 0$' answers)" -eq "$methods" ] || fail "beside idle peers: $(cat answers)"
 for _ in $(seq 20); do call "$address" --keep-going --file compacts >/dev/null; done # as long an answer as there is
-stalling=$service
-kill -USR1 "$stalling"
-await "stalled peers" grep -q stalled peers
+start stalled "${watch[@]}" stall "$url" 20
+await "stalled peers" grep -q 'peers are there' stalled
 [ "$(call "$address" sendRuleMac)" = 'sendRuleMac 0' ] || fail "beside stalled peers no call is answered"
 "${watch[@]}" get "$url" 200 || fail "no page behind stalled peers"
-kill -USR1 "$stalling"
-await "more stalled peers" grep -q again peers
+start again "${watch[@]}" stall "$url" 4
+await "stalled peers" grep -q 'peers are there' again
 service=$serving
 end TERM
 [ "$status" -eq 0 ] && grep -q "^$methods of $methods methods called" out || fail "stalled peers: status $status"
-service=$stalling
-end KILL
 
 # Where descriptors are short, neither side's peers take all of them from the other.
 program=$tarn_serve
 limited() { ulimit -n 64 && exec "$program" "$@"; }
 tarn_serve=limited watched --page 127.0.0.1:0
-start peers "${watch[@]}" peers "$url" 100
-await "idle peers" grep -q 'peers are idle' peers
-idle=$service
+start idle "${watch[@]}" idle "$url" 100
+start stalled "${watch[@]}" stall "$url" 50
 start silent "${peer[@]}" silent "$address" 100
+await "idle peers" grep -q 'peers are there' idle
+await "stalled peers" grep -q 'peers are there' stalled
 await "silent peers" grep -q silent silent
 [ "$(call "$address" sendRuleMac)" = 'sendRuleMac 0' ] || fail "short of descriptors, a call is not answered"
 "${watch[@]}" get "$url" 200 || fail "short of descriptors, there is no page"
-end KILL
-service=$idle
-end KILL
 service=$serving
 end TERM
 [ "$status" -eq 0 ] || fail "short of descriptors: status $status, $(cat out.err)"
@@ -88,9 +83,8 @@ start polls "${watch[@]}" poll "$url"
 await "a reader of the page" grep -q polling polls
 ASAN_OPTIONS=detect_leaks=0 "$tarn_send" --to "$address" --load --count 20000 sendRuleMac >load ||
   fail "calls of a flood failed: $(cat load)"
-kill -USR1 "$service"
-wait "$service" || fail "the page beside a flood: $(cat polls polls.err)"
-unset 'services[-1]'
+end USR1
+[ "$status" -eq 0 ] || fail "the page beside a flood: $(cat polls polls.err)"
 grep -q '^20000 calls, the latest 1000$' polls || fail "after a flood the page has $(tail -n 1 polls)"
 service=$serving
 end TERM
