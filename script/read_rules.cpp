@@ -156,7 +156,7 @@ class RuleListener : public methods::JsonListener {
 
 using Listener = RuleListener;
 
-const RuleListener::Key RuleListener::keys[] = {
+constinit const RuleListener::Key RuleListener::keys[] = {
     {Part::file, Part::none, "$schema", "a string", "string", ignore},
     {Part::file, Part::rules, "rules", "an array", "", nullptr},
     {Part::rule, Part::none, "comment", "a string", "string", ignore},
