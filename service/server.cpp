@@ -14,9 +14,13 @@ namespace {
 /// One call. The reactor owns itself until gRPC is done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
-  Call(Journal& journal, const reader::Schema::Method& method, std::string sequence,
-       OpenCalls& calls)
-      : journal_(journal), method_(method), sequence_(std::move(sequence)), calls_(calls) {
+  Call(Journal& journal, const reader::Schema::Method& method, shared::CallVariant variant,
+       std::string sequence, OpenCalls& calls)
+      : journal_(journal),
+        method_(method),
+        variant_(variant),
+        sequence_(std::move(sequence)),
+        calls_(calls) {
     StartRead(&message_);
   }
 
@@ -27,8 +31,8 @@ class Call final : public grpc::ServerGenericBidiReactor {
     }
     message_.Clear();  // a long one was in many slices
     std::uint32_t status = 0;
-    const grpc::Status taken = journal_.take(method_, shared::CallVariant::sync, sequence_,
-                                             {bytes.begin(), bytes.size()}, status);
+    const grpc::Status taken =
+        journal_.take(method_, variant_, sequence_, {bytes.begin(), bytes.size()}, status);
     if (!taken.ok()) return Finish(taken);
     const auto reply = mqc::reply(status);
     reply_ = grpc::ByteBuffer(&reply.BorrowSlice(), 1);
@@ -43,6 +47,7 @@ class Call final : public grpc::ServerGenericBidiReactor {
  private:
   Journal& journal_;
   const reader::Schema::Method& method_;
+  shared::CallVariant variant_;
   std::string sequence_;
   OpenCalls& calls_;
   grpc::ByteBuffer message_;
@@ -56,10 +61,17 @@ class Refusal final : public grpc::ServerGenericBidiReactor {
   void OnDone() override { delete this; }
 };
 
-std::string sequenceOf(const grpc::GenericCallbackServerContext& context) {
-  const auto found = context.client_metadata().find("mqc-sequence");
+/// What the caller states beside its request; empty: nothing.
+std::string stated(const grpc::GenericCallbackServerContext& context, const char* name) {
+  const auto found = context.client_metadata().find(name);
   if (found == context.client_metadata().end()) return "";
   return {found->second.data(), found->second.size()};
+}
+
+shared::CallVariant variantOf(const grpc::GenericCallbackServerContext& context) {
+  const std::string name = stated(context, "mqc-variant");
+  if (name == "async") return shared::CallVariant::async;
+  return name == "oneway" ? shared::CallVariant::oneway : shared::CallVariant::sync;
 }
 
 std::shared_ptr<grpc::ServerCredentials> credentials(const Certificates& certificates) {
@@ -100,7 +112,7 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
   if (entry == OpenCalls::Entry::tooMany) return new Refusal(journal_.takeTooMany(name));
   if (entry == OpenCalls::Entry::ending) return new Refusal(ending());
   if (method == nullptr) return streams_.open();
-  return new Call(journal_, *method, sequenceOf(*context), calls_);
+  return new Call(journal_, *method, variantOf(*context), stated(*context, "mqc-sequence"), calls_);
 }
 
 void Service::end(std::chrono::milliseconds patience) {
