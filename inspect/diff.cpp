@@ -17,6 +17,7 @@ struct Sequence {
   struct Entry {
     std::uint64_t number;
     std::uint64_t time;
+    std::string_view variant;
     std::optional<std::uint32_t> status;
   };
   std::vector<std::uint64_t> hashes;  // of their requests
@@ -36,15 +37,36 @@ struct Change {
 using Requests = std::unordered_map<std::uint64_t, Call>;  // by the calls' numbers
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
+/// A full message with zeros where the encoding leaves bytes unwritten; any other as it is.
+std::vector<std::uint8_t> closed(const Schema::Method* method, std::vector<std::uint8_t> bytes) {
+  const bool isFull = method != nullptr && bytes.size() >= 4 && reader::isFull(bytes);
+  std::vector<Item> items;
+  if (!isFull || reader::walk(*method, bytes, items)) return bytes;
+  for (const Item& item : items) {
+    if (item.kind != reader::Kind::gap) continue;
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(item.position), item.length, 0);
+  }
+  return bytes;
+}
+
+/// Of the request, which may not be recorded whole.
+std::uint64_t hashOf(const Schema& schema, Call& call) {
+  const auto bytes = closed(schema.method(call.method), std::move(call.message));
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  return std::hash<std::string_view>()(text) + call.size;
+}
+
+bool isAlike(const Entry& before, const Entry& after) {
+  return before.status == after.status && before.variant == after.variant;
+}
+
 Sequences read(Calls& calls) {
   Sequences sequences;
   for (Call call; calls.next(call);) {
     Sequence& sequence = sequences[call.method];
-    const std::string_view bytes(reinterpret_cast<const char*>(call.message.data()),
-                                 call.message.size());
-    sequence.hashes.push_back(std::hash<std::string_view>()(bytes));
+    sequence.hashes.push_back(hashOf(calls.schema(), call));
     const auto status = call.end ? std::optional(call.end->status) : std::nullopt;
-    sequence.entries.push_back({call.number, call.time, status});
+    sequence.entries.push_back({call.number, call.time, call.variant, status});
   }
   return sequences;
 }
@@ -69,7 +91,7 @@ void addChanges(const std::string& method, const Sequence& before, const Sequenc
     if (match.before == before.entries.size()) break;
     const Entry& was = before.entries[match.before];
     const Entry& is = after.entries[match.after];
-    if (was.status != is.status) changes.push_back({&method, &was, &is, true});
+    if (!isAlike(was, is)) changes.push_back({&method, &was, &is, true});
     next = {match.before + 1, match.after + 1};
   }
 }
@@ -159,12 +181,18 @@ class Writer {
                   std::to_string(change.before->number) + ", then call " +
                   std::to_string(change.after->number) + '\n');
     if (!change.isSame) writeFields(change);
-    if (change.before->status != change.after->status) {
-      output_.write("  status: " + text(*change.before) + ", then " + text(*change.after) + '\n');
-    }
+    const Entry& was = *change.before;
+    const Entry& is = *change.after;
+    if (was.variant != is.variant)
+      writeLine("variant", std::string(was.variant), std::string(is.variant));
+    if (was.status != is.status) writeLine("status", text(was), text(is));
   }
 
  private:
+  void writeLine(const char* name, const std::string& before, const std::string& after) {
+    output_.write("  " + difference(name, before, after) + '\n');
+  }
+
   static std::string text(const Entry& entry) {
     if (!entry.status) return "no end";
     return std::to_string(*entry.status) + ' ' + meaningOf(*entry.status);

@@ -66,6 +66,15 @@ std::string whyNot(const std::string& method, const std::string& path) {
   return why.empty() ? path + ": it is no number; an array takes an index" : why;
 }
 
+std::string unmet(const Condition& condition, const std::string& method) {
+  return std::string("--where '")
+      .append(condition.text)
+      .append("': no method of the recording has that number; ")
+      .append(method)
+      .append(": ")
+      .append(whyNot(method, condition.field));
+}
+
 }  // namespace
 
 std::optional<Time> readTime(std::string text) {
@@ -177,19 +186,18 @@ const Filter::Numbers& Filter::numbersOf(const std::string& method) {
   return place->second;
 }
 
-std::string Filter::fault() const {
-  if (numbers_.empty()) return "";
-  for (std::size_t i = 0; i < choice_.where.size(); ++i) {
-    const bool isKnown = std::any_of(numbers_.begin(), numbers_.end(),
-                                     [i](const auto& of) { return of.second[i].has_value(); });
-    if (isKnown) continue;
-    const std::string& method = numbers_.begin()->first;
-    return std::string("--where '")
-        .append(choice_.where[i].text)
-        .append("': no method of the recording has that number; ")
-        .append(method)
-        .append(": ")
-        .append(whyNot(method, choice_.where[i].field));
+std::string Filter::fault(const Names& methods) const {
+  std::vector<const Schema::Method*> chosen;
+  for (const std::string& name : methods) {
+    const bool isOfMethod = method_.empty() || name == method_;
+    const Schema::Method* const known = isOfMethod ? schema_.method(name) : nullptr;
+    if (known != nullptr) chosen.push_back(known);
+  }
+  for (const Condition& condition : choice_.where) {
+    const bool isKnown = std::any_of(chosen.begin(), chosen.end(), [&](const Schema::Method* of) {
+      return Number::find(*of, condition.field).has_value();
+    });
+    if (!isKnown && !chosen.empty()) return unmet(condition, chosen.front()->name);
   }
   return "";
 }

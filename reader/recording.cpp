@@ -147,6 +147,7 @@ PacketFile::PacketFile(PacketFile&& other) noexcept
       packets_(std::move(other.packets_)),
       damage_(std::move(other.damage_)),
       foreign_(other.foreign_),
+      firstForeign_(other.firstForeign_),
       read_(other.read_),
       file_(std::exchange(other.file_, -1)) {}
 
@@ -212,7 +213,7 @@ std::string PacketFile::rewind() {
 bool PacketFile::next(Packet& packet) {
   for (bool isOurs = false; packets_ != nullptr && read(packet, isOurs);) {
     if (isOurs) return true;
-    ++foreign_;
+    if (++foreign_ == 1) firstForeign_ = read_;
   }
   return false;
 }
@@ -233,6 +234,14 @@ bool PacketFile::read(Packet& packet, bool& isOurs) {
   }
   ++read_;
   return true;
+}
+
+std::string PacketFile::foreign() const {
+  if (foreign_ == 0) return "";
+  const std::string first = std::to_string(firstForeign_);
+  if (foreign_ == 1) return "packet " + first + " is of no recording, and left out";
+  return std::to_string(foreign_) +
+         " packets are of no recording, and left out; the first is packet " + first;
 }
 
 /// Reads the file once more for the place: to ask for it at each packet takes most of the time.
