@@ -28,13 +28,16 @@ for TARN_GRPC_STREAM in 0 1; do
     fail "stream $TARN_GRPC_STREAM: $(cat shown said)"
   for file in sent arrived again; do calls $file >$file.calls; done
   [ "$(wc -l <sent.calls)" -eq $((3 * methods)) ] || fail "$(wc -l <sent.calls) calls are recorded"
-  diff arrived.calls again.calls && "$inspect" --diff arrived again >shown || fail "made again, calls arrive as others"
+  diff arrived.calls again.calls || fail "made again, calls arrive as others"
   # Who sends a one-way message learns of no status but that of the sending.
   sed '/"sendRuleMac", "variant": "oneway"/s/"status": 5/"status": 0/' arrived.calls | diff sent.calls - ||
     fail "calls arrive as others than were sent"
-  ! "$inspect" --diff sent again >shown
-  tail -n +2 shown | diff - <(echo '  status: 0 success, then 5 the capture directory cannot be written'
-    echo "equal $((3 * methods - 1)), changed 1, dropped 0, added 0") || fail "what differs is shown otherwise"
+  if [ "$TARN_GRPC_STREAM" -eq 1 ]; then
+    "$inspect" --diff arrived again >shown || fail "made again, calls arrive as others: $(cat shown)"
+    ! "$inspect" --diff sent again >shown
+    tail -n +2 shown | diff - <(echo '  status: 0 success, then 5 the capture directory cannot be written'
+      echo "equal $((3 * methods - 1)), changed 1, dropped 0, added 0") || fail "what differs is shown otherwise"
+  fi
   rm sent arrived again
 done
 

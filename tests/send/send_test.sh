@@ -161,6 +161,7 @@ refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
 refuses 2 'f3\[1\]: 256: not a whole number from 0 to 255' ProcMqcBatchMsg '{"f3": [0, 256]}'
 refuses 2 'f3\[1\]: array, where a number is expected' ProcMqcBatchMsg '{"f3": [0, [1]]}'
 refuses 2 'sendRuleMc: no such method' --template sendRuleMc
+refuses 2 'f3=1 beside an option that sends nothing' --template sendRuleMac f3=1
 refuses 2 'stdin: parse error at column 1' sendRuleMac -
 refuses 2 'absent: No such file' --file absent
 refuses 2 'sendRuleMac beside --file' --file mixed sendRuleMac
