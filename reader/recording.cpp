@@ -193,7 +193,8 @@ std::string PacketFile::rewind() {
   damage_.clear();
   foreign_ = read_ = 0;
   ::lseek(file_, 0, SEEK_SET);
-  std::FILE* const stream = ::fdopen(::fcntl(file_, F_DUPFD_CLOEXEC, 0), "rb");
+  const int copy = ::fcntl(file_, F_DUPFD_CLOEXEC, 0);
+  std::FILE* const stream = copy < 0 ? nullptr : ::fdopen(copy, "rb");
   if (stream == nullptr) return error();
   buffer_.resize(pieceSize);
   std::setvbuf(stream, buffer_.data(), _IOFBF, buffer_.size());

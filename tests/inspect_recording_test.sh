@@ -50,6 +50,10 @@ says 1 'no such.*, in the list\|no recording' calls all/0001-*.compact.bin
 editcap -F nsecpcap -s 150 calls short
 "$inspect" --json --method sendRuleMac short | grep -q '"bytes": 89, .*"request": null' || fail "a packet that was cut"
 
+mapfile -t many < <(yes calls | head -n 40)
+(ulimit -n 40 && exec "$inspect" "${many[@]}" >shown 2>said) || true
+[ -s said ] && ! grep -v 'calls: Too many open files$' said || fail "too many files: $(sort -u said)"
+
 # Calls that failed, and one without an end.
 sed 's/end 16 sendRuleMac \([a-z0-9 ]*\)status 0/end 16 sendRuleMac \1status 5/' calls >failed
 editcap -F nsecpcap calls endless 3
