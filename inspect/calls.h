@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "inspect/forms.h"
+#include "inspect/annotate.h"
 #include "inspect/input.h"
 #include "inspect/options.h"
 #include "reader/filter.h"
@@ -20,7 +20,7 @@ using reader::second;
 class Calls {
  public:
   Calls(const Schema& schema, const Options& options)
-      : schema_(schema), filter_(schema, options.method, options.choice), calls_(recording_) {}
+      : schema_(schema), filter_(options.method, options.choice), calls_(recording_) {}
   Calls(const Calls&) = delete;
   Calls& operator=(const Calls&) = delete;
 

@@ -4,8 +4,6 @@
 #include <charconv>
 #include <ctime>
 
-#include "methods/fields.h"
-
 namespace reader {
 namespace {
 
@@ -56,23 +54,6 @@ bool readStatus(const std::string& text, Choice& choice) {
   if (error != std::errc{} || end != last) return false;
   choice.status = status;
   return true;
-}
-
-/// Why a method's request has no number of that path.
-std::string whyNot(const std::string& method, const std::string& path) {
-  const methods::Method* const table = methods::find(method);
-  methods::Field field = {};
-  std::string why = table != nullptr ? methods::findField(*table->request, path, field) : "";
-  return why.empty() ? path + ": it is no number; an array takes an index" : why;
-}
-
-std::string unmet(const Condition& condition, const std::string& method) {
-  return std::string("--where '")
-      .append(condition.text)
-      .append("': no method of the recording has that number; ")
-      .append(method)
-      .append(": ")
-      .append(whyNot(method, condition.field));
 }
 
 }  // namespace
@@ -175,29 +156,40 @@ bool Filter::doFieldsHold(const Call& call) {
 
 const Filter::Numbers& Filter::numbersOf(const std::string& method) {
   static const Numbers none;
-  const Schema::Method* const known = schema_.method(method);
+  const methods::Method* const known = methods::find(method);
   if (known == nullptr) return none;
-  const auto [place, isNew] = numbers_.try_emplace(known->name);
+  const auto [place, isNew] = numbers_.try_emplace(known);
   if (isNew) {
     for (const Condition& condition : choice_.where) {
-      place->second.push_back(Number::find(*known, condition.field));
+      Number number;
+      const bool isFound = Number::find(*known->request, condition.field, number).empty();
+      place->second.push_back(isFound ? std::optional(number) : std::nullopt);
     }
   }
   return place->second;
 }
 
-std::string Filter::fault(const Names& methods) const {
-  std::vector<const Schema::Method*> chosen;
-  for (const std::string& name : methods) {
+std::string Filter::fault(const Names& names) const {
+  std::vector<const methods::Method*> chosen;
+  for (const std::string& name : names) {
     const bool isOfMethod = method_.empty() || name == method_;
-    const Schema::Method* const known = isOfMethod ? schema_.method(name) : nullptr;
+    const methods::Method* const known = isOfMethod ? methods::find(name) : nullptr;
     if (known != nullptr) chosen.push_back(known);
   }
   for (const Condition& condition : choice_.where) {
-    const bool isKnown = std::any_of(chosen.begin(), chosen.end(), [&](const Schema::Method* of) {
-      return Number::find(*of, condition.field).has_value();
-    });
-    if (!isKnown && !chosen.empty()) return unmet(condition, chosen.front()->name);
+    Number number;
+    const auto whyNot = [&](const methods::Method* method) {
+      return Number::find(*method->request, condition.field, number);
+    };
+    const bool isKnown = std::any_of(chosen.begin(), chosen.end(),
+                                     [&](const auto* method) { return whyNot(method).empty(); });
+    if (isKnown || chosen.empty()) continue;
+    return std::string("--where '")
+        .append(condition.text)
+        .append("': no method of the recording has that number; ")
+        .append(chosen.front()->name)
+        .append(": ")
+        .append(whyNot(chosen.front()));
   }
   return "";
 }

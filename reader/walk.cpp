@@ -318,12 +318,6 @@ std::vector<const Item*> byPosition(const std::vector<Item>& items) {
   return sorted;
 }
 
-std::uint32_t number(const std::uint8_t* bytes, std::size_t width) {
-  std::uint32_t value = 0;
-  for (std::size_t byte = width; byte-- > 0;) value = value << 8 | bytes[byte];
-  return value;
-}
-
 std::string at(std::size_t position) {
   return '+' + hex(position, 2);
 }

@@ -13,7 +13,7 @@ using shared::report;
 class Replay : public Requests {
  public:
   explicit Replay(const ReplayOptions& options)
-      : options_(options), filter_(schema_, options.method, options.choice), calls_(recording_) {}
+      : options_(options), filter_(options.method, options.choice), calls_(recording_) {}
 
   /// Returns what keeps all of it from being read, or nothing.
   std::string open() {

@@ -213,9 +213,10 @@ class Recording(Sequence[RecordedCall]):
             if int(part.words[8]) == len(message):  # otherwise one before it is missing
                 message += part.message
         time, end = self._times[index], self._ends[index]
+        status = Status(self._statuses[index]) if end else None
         return RecordedCall(
             time, packet.process, int(packet.words[6]), int(packet.words[1]), packet.words[2], packet.words[0],
-            bytes(message), int(packet.words[8]), Status(self._statuses[index]) if end else None, end - time if end else None)
+            bytes(message), int(packet.words[8]), status, end - time if end else None)
 
     def __len__(self) -> int:
         return len(self._times)
