@@ -51,6 +51,7 @@ std::string takeIndex(std::string_view& path, const Slot& slot, std::optional<u3
 /// Takes "f9", "f9[2]" or "f9." off the path.
 std::string takeStep(const Table& table, std::string_view& path, Step& step) {
   const std::string_view name = take(path, ".[");
+  step.in = &table;
   step.slot = findSlot(table, name);
   if (step.slot == nullptr) return shown(name) + ": " + noSuchField(table, name);
   const std::string fault = path.starts_with('[') ? takeIndex(path, *step.slot, step.index) : "";

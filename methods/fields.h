@@ -40,6 +40,7 @@ const Slot* findSlot(const Table& table, std::string_view name);
 
 /// A part of a path: a slot, or one of its elements.
 struct Step {
+  const Table* in;
   const Slot* slot;
   std::optional<u32> index;  ///< less than the array's count; of a buffer, any
 

@@ -35,7 +35,7 @@ class Counting {
   using reference = const char&;
 
   struct Lines {
-    std::size_t& line;  // of the last character read
+    std::size_t* line;  // of the last character read
     bool hasEnded = false;
   };
 
@@ -43,7 +43,7 @@ class Counting {
 
   reference operator*() const { return *at_; }
   Counting& operator++() {
-    if (lines_->hasEnded) ++lines_->line;
+    if (lines_->hasEnded) ++*lines_->line;
     lines_->hasEnded = *at_++ == '\n';
     return *this;
   }
@@ -147,16 +147,18 @@ class Reader : public json::json_sax_t {
 }  // namespace
 
 std::string readJson(std::string_view text, JsonListener& listener, std::size_t* line) {
+  const bool namesLine = line == nullptr && text.find('\n') != std::string_view::npos;
   std::size_t own = 0;
-  Counting::Lines lines = {line != nullptr ? *line : own};
-  lines.line = 1;
+  if (line == nullptr) line = &own;
+  *line = 1;
   // The parser would take it for the text's end, whatever follows.
   const std::size_t zero = text.find('\0');
   if (zero != std::string_view::npos) {
-    lines.line += static_cast<std::size_t>(std::count(text.begin(), text.begin() + zero, '\n'));
+    *line += static_cast<std::size_t>(std::count(text.begin(), text.begin() + zero, '\n'));
     return "a zero byte at offset " + std::to_string(zero);
   }
-  Reader reader(line == nullptr && text.find('\n') != std::string_view::npos, listener);
+  Reader reader(namesLine, listener);
+  Counting::Lines lines = {line};
   const char* const end = text.data() + text.size();
   json::sax_parse(Counting(text.data(), lines), Counting(end, lines), &reader);
   return reader.fault();

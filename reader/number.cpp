@@ -31,9 +31,9 @@ std::size_t offsetOf(Words& words, std::size_t table, std::size_t entry) {
   return entry + 2 <= words.at(vtable, 2) ? words.at(vtable + entry, 2) : 0;
 }
 
-/// The place in a vtable of the slot's field.
-std::size_t entryOf(const methods::Table& table, const methods::Slot& slot) {
-  return 4 + 2 * static_cast<std::size_t>(&slot - table.slots.data());
+/// The place of a step's field in the vtable.
+std::size_t entryOf(const methods::Step& step) {
+  return 4 + 2 * static_cast<std::size_t>(step.slot - step.in->slots.data());
 }
 
 }  // namespace
@@ -43,14 +43,13 @@ std::string Number::find(const methods::Table& request, std::string_view path, N
   std::string fault = methods::findSteps(request, path, steps);
   if (!fault.empty()) return fault;
   number.steps_.clear();
-  const methods::Table* in = &request;
   for (const methods::Step& step : steps) {
     const std::size_t width = step.slot->table == nullptr ? step.slot->width : 0;
-    number.steps_.push_back({entryOf(*in, *step.slot), width, step.index});
-    in = step.slot->table;
+    number.steps_.push_back({entryOf(step), width, step.index});
   }
   const methods::Step& last = steps.back();
-  if (in == nullptr && (last.index || last.slot->kind == methods::Kind::scalar)) return "";
+  const bool isNumber = last.index || last.slot->kind == methods::Kind::scalar;
+  if (isNumber && last.slot->table == nullptr) return "";
   return std::string(path) + ": it is no number; an array takes an index";
 }
 

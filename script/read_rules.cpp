@@ -113,11 +113,11 @@ class RuleListener : public methods::JsonListener {
   /// A key of a part.
   struct Key {
     Part in;
+    Part part;  ///< that its value may be
     std::string_view name;
     const char* expected;
-    std::string_view type = "";  ///< of its value, unless that is a part
-    std::string (*take)(RuleListener&, const Leaf&) = nullptr;
-    Part part = Part::none;  ///< that its value may be
+    std::string_view type;  ///< of its value, unless that is a part
+    std::string (*take)(RuleListener&, const Leaf&);
   };
   static const Key keys[];
 
@@ -157,50 +157,49 @@ class RuleListener : public methods::JsonListener {
 using Listener = RuleListener;
 
 constinit const RuleListener::Key RuleListener::keys[] = {
-    {Part::file, "$schema", "a string", "string", ignore},
-    {Part::file, "rules", "an array", "", nullptr, Part::rules},
-    {Part::rule, "comment", "a string", "string", ignore},
-    {Part::rule, "method", "a string", "string",
+    {Part::file, Part::none, "$schema", "a string", "string", ignore},
+    {Part::file, Part::rules, "rules", "an array", "", nullptr},
+    {Part::rule, Part::none, "comment", "a string", "string", ignore},
+    {Part::rule, Part::none, "method", "a string", "string",
      [](Listener& l, const Leaf& leaf) { return l.takeMethod(leaf.text); }},
-    {Part::rule, "match", "an object", "", nullptr, Part::match},
-    {Part::rule, "answers", "an array", "", nullptr, Part::answers},
-    {Part::rule, "expect", "a number or an object", "number",
+    {Part::rule, Part::match, "match", "an object", "", nullptr},
+    {Part::rule, Part::answers, "answers", "an array", "", nullptr},
+    {Part::rule, Part::expect, "expect", "a number or an object", "number",
      [](Listener& l, const Leaf& leaf) {
        Expectation& expect = l.expectation();
        std::string fault = takeNumber(leaf, largestCount, expect.least);
        expect.most = expect.least;
        return fault;
-     },
-     Part::expect},
-    {Part::answer, "status", "a number", "number",
+     }},
+    {Part::answer, Part::none, "status", "a number", "number",
      [](Listener& l, const Leaf& leaf) { return l.takeStatus(leaf); }},
-    {Part::answer, "grpc", "a string", "string",
+    {Part::answer, Part::none, "grpc", "a string", "string",
      [](Listener& l, const Leaf& leaf) {
        std::string fault = takeCode(leaf.text, l.turn().answer.number);
        return fault.empty() ? l.takeKind(Answer::Kind::error) : fault;
      }},
-    {Part::answer, "drop", "true", "boolean",
+    {Part::answer, Part::none, "drop", "true", "boolean",
      [](Listener& l, const Leaf& leaf) {
        std::string fault = takeTrue(leaf);
        return fault.empty() ? l.takeKind(Answer::Kind::drop) : fault;
      }},
-    {Part::answer, "garbage", "true", "boolean",
+    {Part::answer, Part::none, "garbage", "true", "boolean",
      [](Listener& l, const Leaf& leaf) {
        std::string fault = takeTrue(leaf);
        return fault.empty() ? l.takeKind(Answer::Kind::garbage) : fault;
      }},
-    {Part::answer, "delay_ms", "a number", "number",
+    {Part::answer, Part::none, "delay_ms", "a number", "number",
      [](Listener& l, const Leaf& leaf) {
        l.hasDelay_ = true;
        return takeMilliseconds(leaf, l.turn().answer.delay);
      }},
-    {Part::answer, "for_ms", "a number", "number",
+    {Part::answer, Part::none, "for_ms", "a number", "number",
      [](Listener& l, const Leaf& leaf) { return l.takeTime(leaf); }},
-    {Part::expect, "at_least", "a number", "number",
+    {Part::expect, Part::none, "at_least", "a number", "number",
      [](Listener& l, const Leaf& leaf) {
        return takeNumber(leaf, largestCount, l.expectation().least);
      }},
-    {Part::expect, "at_most", "a number", "number",
+    {Part::expect, Part::none, "at_most", "a number", "number",
      [](Listener& l, const Leaf& leaf) {
        return takeNumber(leaf, largestCount, l.expectation().most);
      }},

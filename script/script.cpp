@@ -55,7 +55,7 @@ bool isAsExpected(const Rule& rule, const Progress& progress) {
 }
 
 std::string shown(const Expectation& expect) {
-  const std::string least = std::to_string(expect.least);
+  std::string least = std::to_string(expect.least);
   if (expect.least == expect.most) return least;
   if (expect.most == Expectation::any) return "at least " + least;
   const std::string most = std::to_string(expect.most);

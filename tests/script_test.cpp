@@ -39,7 +39,7 @@ struct Rules {
   }
 
   /// The answer as a text: "5", "grpc 14", "dropped", "garbage", with " +300" for its delay.
-  std::string take(std::string_view method, const Message& message, int now = 0) {
+  std::string take(std::string_view method, std::span<const u8> message, int now = 0) {
     const auto answer = script.take(method, message, beginning + milliseconds(now));
     if (!answer) return "nothing";
     const std::string number = std::to_string(answer->number);
@@ -144,20 +144,41 @@ TEST(Script, TheFirstRuleThatFitsCountsAndAnswers) {
 }
 
 TEST(Script, WhatAMessageLacksFitsNoRule) {
-  Rules rules(R"({"match": {"f3": 0}, "answers": [{"status": 1}]})");
-  const Message whole = ruleMac(0);
-  EXPECT_EQ(rules.take("sendRuleMac", whole), "1") << "an absent scalar is zero";
-  EXPECT_EQ(rules.take("sendRuleMac", {}), "nothing");
-  EXPECT_EQ(rules.take("sendRuleMac", Message(whole.begin(), whole.begin() + 6)), "nothing");
+  Rules absent(R"({"match": {"f3": 0}, "answers": [{"status": 1}]})");
+  EXPECT_EQ(absent.take("sendRuleMac", ruleMac(0)), "1") << "an absent scalar is zero";
   Rules buffer(
-      R"({"match": {"f3[1]": 9}, "method": "ProcMqcBatchMsg", "answers": [{"status": 1}]})");
-  u8 bytes[] = {8, 9};
+      R"({"match": {"f3[1]": 0}, "method": "ProcMqcBatchMsg", "answers": [{"status": 1}]})");
+  u8 bytes[] = {8, 0};
   for (const u32 length : {0u, 1u, 2u}) {
     MQC_BrkBatchMsg batch = {};
     batch.f3_len = length;
     batch.f3 = length == 0 ? nullptr : bytes;
     const Message message = encoded(*methods::find("ProcMqcBatchMsg"), &batch)[0];
     EXPECT_EQ(buffer.take("ProcMqcBatchMsg", message), length == 2 ? "1" : "nothing") << length;
+  }
+}
+
+TEST(Script, AFieldBehindTheVtableIsAbsent) {
+  Rules rules(R"({"match": {"f2": 0}, "answers": [{"status": 1}]})");
+  MQC_ClassifierTemplate record = {};
+  record.f2 = 5;
+  Message message = encoded(*methods::find("sendClassifierTemplate"), &record)[0];
+  EXPECT_EQ(rules.take("sendClassifierTemplate", message), "nothing");
+  constexpr std::size_t vtable = 4, sizeWithTwoFields = 8;
+  message[vtable] = sizeWithTwoFields;
+  EXPECT_EQ(rules.take("sendClassifierTemplate", message), "1");
+}
+
+TEST(Script, NothingBehindAMessageIsRead) {
+  Rules rules(R"({"match": {"f0": 287454020}, "answers": [{"status": 1}]})");
+  MQC_ClassifierTemplate record = {};
+  record.f0 = 287'454'020;
+  const u8 number[] = {0x44, 0x33, 0x22, 0x11};
+  const Message message = encoded(*methods::find("sendClassifierTemplate"), &record)[0];
+  const auto end = std::ranges::search(message, number).end() - message.begin();
+  for (std::ptrdiff_t size = 0; size <= std::ssize(message); ++size) {
+    const std::span<const u8> cut(message.data(), static_cast<std::size_t>(size));
+    EXPECT_EQ(rules.take("sendClassifierTemplate", cut), size < end ? "nothing" : "1") << size;
   }
 }
 
