@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "inspect/forms.h"
+#include "inspect/annotate.h"
 #include "inspect/input.h"
 #include "inspect/options.h"
 #include "reader/filter.h"

@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace record {
 
@@ -42,8 +43,10 @@ void Message::reserve(u32 size) {
     room_ = small_.data();
     return;
   }
+  const int error = errno;
   void* const mapped =
       ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  errno = error;
   if (mapped == MAP_FAILED) return;
   room_ = static_cast<u8*>(mapped);
   mapped_ = size;

@@ -44,7 +44,7 @@ u64 recordRequest(CallVariant variant, const MethodId& method, const IdlMsgDesc*
 
 /// Takes the place of the caller's callback.
 void onEnd(u32 status, void* data) {
-  const Pending call = state.pending.end(static_cast<Pending*>(data));
+  const Pending call = state.pending.end(reinterpret_cast<u64>(data));
   if (call.callback == nullptr) return;
   state.recording.end(call.sequence, call.methodName(), status);
   call.callback(status, call.userData);
@@ -55,11 +55,10 @@ u32 sendAsync(const MethodId& method, const IdlMsgDesc* desc, const void* req,
               const AsyncCallCtx& ctx, Send send) {
   Pending* const call = state.pending.add(method.methodName, ctx);
   if (call == nullptr) return state.recording.miss(), send(ctx);
-  const u64 ticket = call->ticket;
+  const u64 id = call->id;
   const u64 sequence = call->sequence = recordRequest(CallVariant::async, method, desc, req);
-  const u32 status = send({ctx.reqSize, onEnd, call});
-  if (status != 0) {
-    state.pending.refuse(call, ticket);
+  const u32 status = send({ctx.reqSize, onEnd, reinterpret_cast<void*>(id)});
+  if (status != 0 && state.pending.refuse(id)) {
     state.recording.end(sequence, method.methodName, status);
   }
   return status;

@@ -47,6 +47,11 @@ TESTS_OF = [
       for name in ("recording", "recording_files", "recording_packet", "section")],
     *[(pattern, ["script_test", "thread/script_test"])
       for pattern in ("script/*", "reader/number.*", "methods/json_text.*")],
+    ("shared/start_recording.*", ["platform_test"]),
+    ("shared/status_text.*", ["setup_test"]),
+    ("record/pending.*", ["record_test", "recording_test"]),
+    *[(f"record/{name}.*", ["record_test", "Record.Programs"]) for name in ("platform", "settings")],
+    ("record/*", ["record_test"]),
     ("platform/common/*", ["platform_test", "thread/platform_test"]),
     ("platform/loopback/*", ["platform_test", "thread/platform_test"]),
     *[(f"platform/grpc/{name}.*", ["stream_test", "life_test", "grpc_test", "stats_test"])
@@ -58,12 +63,15 @@ TESTS_OF = [
       for name in ("connection", "service_config", "settings", "target")],
     ("platform/grpc/*", ["setup_test", "edges_test", "grpc_test", "threads_test"]),
 ]
+# Tests that are scripts, and the targets that they need.
+SCRIPTS = {"SlotListErrors": [],
+           "Record.Programs": ["send_all", "caller", "linked_caller", "opener", "calls", "device"]}
 # Fast to build: nothing is optimized.
 CONFIGURE = ["cmake", "-G", "Ninja", "-S", ".", "-DCMAKE_C_COMPILER=clang",
              "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_BUILD_TYPE=None",
              "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_PROJECT_INCLUDE=cmake/mutants.cmake"]
 FOLDERS = {"plain": [], "thread": ["-DTARN_SANITIZE=thread", "-DTARN_GRPC=OFF"]}
-NOT_BUILT_HERE = re.compile(r"(docs|debian|bench|abi|examples|fuzz|inspect|reader/(?!number|bytes)|send|service|\.ci)/|.*\.md$|"
+NOT_BUILT_HERE = re.compile(r"(docs|debian|bench|abi|examples|fuzz|inspect|page|reader/(?!number|bytes)|send|service|\.ci)/|.*\.md$|"
                             r"scripts/(?!mutate)")
 # A template that no longer ends takes all memory.
 COMPILER = ["prlimit", "--as=6000000000", "--cpu=100", "cmake"]
@@ -94,8 +102,9 @@ def replacements(token):
     elif token == "!":
         yield ""
     elif re.fullmatch(r"0x[0-9A-Fa-f]+|\d+", token):
-        octal = len(token) > 1 and token.isdigit() and token[0] == "0"
-        yield f"0{int(token, 8) + 1:o}" if octal else str(int(token, 0) + 1)
+        octal = re.fullmatch(r"0[0-7]+", token)
+        decimal = token.isdigit()  # or a part of a number, such as 048 of 1'048'576
+        yield f"0{int(token, 8) + 1:o}" if octal else str(int(token, 10 if decimal else 16) + 1)
     elif token in SWAPS:
         yield SWAPS[token]
     elif token in WORDS:
@@ -146,14 +155,21 @@ def run(tree, *command, seconds=300):
                 os.killpg(process.pid, signal.SIGKILL)
 
 
+def builds(tree, folder, targets):
+    return not targets or run(tree, *COMPILER, "--build", folder, "-j1", "--target", *targets)
+
+
 def notices(tree, test):
-    if test == "SlotListErrors":
-        return None if run(tree, "ctest", "--test-dir", "plain", "-R", test) else test
+    if test in SCRIPTS:
+        if not builds(tree, "plain", SCRIPTS[test]):
+            return "compiler"
+        return None if run(tree, "ctest", "--test-dir", "plain", "--no-tests=error", "-R", test) else test
     folder, target = test.split("/") if "/" in test else ("plain", test)
-    if not run(tree, *COMPILER, "--build", folder, "--target", target, "-j1"):
+    if not builds(tree, folder, [target]):
         return "compiler"
     program = next((tree / folder / "tests").rglob(target))
-    return None if run(tree, program, "--gtest_fail_fast", seconds=SECONDS) else test
+    recorded = ("env", "TARN_RECORD=calls", program, "--gtest_fail_fast")
+    return None if run(tree, *recorded, seconds=SECONDS) else test
 
 
 def noticed_by(tree, tests):

@@ -15,26 +15,25 @@ namespace shared {
 namespace {
 
 constexpr u32 formatVersion = 1;
-constexpr std::string_view noDissector = "data";
+constexpr Dissector noDissector = {};
 constexpr std::int64_t pause = 100'000'000;  // nanoseconds between two attempts to go on
 constexpr u32 partSize = longestPacket - PacketHead::most;
 
 [[gnu::tls_model("initial-exec")]] constinit thread_local struct {
   u32 process;
   std::size_t size;
-  char text[40];
+  u8 text[40];
 } thread = {};
 
-/// "process 12 thread 34", made once: numbers take most of the time of a packet's making.
+/// "process 12 thread 34", made once: the number of a thread is a system call.
 std::string_view threadOf(u32 process) {
   if (thread.process != process) {
-    PacketText text;
-    text.add("process").add(process).add("thread").add(static_cast<u32>(::gettid()));
+    const auto number = static_cast<u32>(::gettid());
+    const u8* const end = addText(thread.text, "process", process, "thread", number);
+    thread.size = static_cast<std::size_t>(end - thread.text);
     thread.process = process;
-    thread.size = text.view().size();
-    std::copy_n(text.view().data(), thread.size, thread.text);
   }
-  return {thread.text, thread.size};
+  return {reinterpret_cast<const char*>(thread.text), thread.size};
 }
 
 timespec wallClock() {
@@ -50,6 +49,27 @@ bool isWithinPause(const timespec& since, const timespec& now) {
   return passed >= 0 && passed < pause;
 }
 
+/// Not in the user's language: its words come from a file, into memory from the heap.
+const char* reasonOf(int error) {
+  if (error == EEXIST) return "a file that is no recording is in the way";
+#if __GLIBC_PREREQ(2, 32)
+  if (const char* const reason = ::strerrordesc_np(error)) return reason;
+#endif
+  return "it cannot be written";
+}
+
+void complain(const char* path, int error) {
+  const NoCancellation around;
+  reportAtOnce("%s: %s; until this changes, calls are missing in the recording", path,
+               reasonOf(error));
+}
+
+iovec part(std::span<const u8> bytes) {
+  return {const_cast<u8*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace
+
 std::string_view nameOf(CallVariant variant) {
   switch (variant) {
     case CallVariant::sync:
@@ -62,29 +82,14 @@ std::string_view nameOf(CallVariant variant) {
   return "oneway";
 }
 
-/// Not in the user's language: its words come from a file, into memory from the heap.
-const char* reasonOf(int error) {
-  if (error == EEXIST) return "a file that is no recording is in the way";
-#if __GLIBC_PREREQ(2, 32)
-  if (const char* const reason = ::strerrordesc_np(error)) return reason;
-#endif
-  return "it cannot be written";
-}
-
-void complain(const char* path, int error) {
-  reportAtOnce("%s: %s; until this changes, calls are missing in the recording", path,
-               reasonOf(error));
-}
-
-iovec part(std::span<const u8> bytes) {
-  return {const_cast<u8*>(bytes.data()), bytes.size()};
-}
-
-}  // namespace
-
 int Recording::setUp(std::string_view path, u64 bytes) {
   process_ = static_cast<u32>(::getpid());
   return files_.setUp(path, bytes);
+}
+
+void Recording::close() {
+  const Section section(mutex_);
+  if (section.isEntered()) files_.close();
 }
 
 void Recording::inChild() {
@@ -93,10 +98,6 @@ void Recording::inChild() {
   missing_ = 0;
   stopped_ = {};
   files_.inChild();
-}
-
-PacketText Recording::textOf(std::string_view kind, u64 sequence, std::string_view method) const {
-  return PacketText().add(kind).add(sequence).add(method).add(threadOf(process_));
 }
 
 u64 Recording::request(CallVariant variant, std::string_view method, std::span<const u8> message,
@@ -110,9 +111,8 @@ u64 Recording::request(CallVariant variant, std::string_view method, std::span<c
   if (!prepare(now, message.size() + heads)) return 0;
 
   const bool isWhole = !message.empty() && message.size() <= partSize;
-  const DissectorName dissector(method, "_request");
-  PacketHead head(now, isWhole ? dissector : noDissector,
-                  textOf(nameOf(variant), sequence, method).add("bytes").add(size));
+  PacketHead head(now, isWhole ? Dissector{method, "_request"} : noDissector);
+  head.setText(nameOf(variant), sequence, method, threadOf(process_), "bytes", size);
   return settle(now, appendRequest(now, head, sequence, method, message)) ? sequence : 0;
 }
 
@@ -122,7 +122,8 @@ int Recording::appendRequest(const timespec& now, PacketHead& head, u64 sequence
   const u64 start = files_.size();
   int error = append(head, message.first(std::min<std::size_t>(partSize, message.size())));
   for (std::size_t from = partSize; error == 0 && from < message.size(); from += partSize) {
-    PacketHead next(now, noDissector, textOf("part", sequence, method).add("from").add(from));
+    PacketHead next(now, noDissector);
+    next.setText("part", sequence, method, threadOf(process_), "from", from);
     error =
         append(next, message.subspan(from, std::min(message.size() - from, std::size_t{partSize})));
   }
@@ -136,8 +137,8 @@ void Recording::end(u64 sequence, std::string_view method, u32 status) {
   if (!section.isEntered()) return miss();
   const timespec now = wallClock();
   if (!prepare(now, u64{2} * PacketHead::most)) return;
-  PacketHead head(now, DissectorName(method, "_response"),
-                  textOf("end", sequence, method).add("status").add(status));
+  PacketHead head(now, {method, "_response"});
+  head.setText("end", sequence, method, threadOf(process_), "status", status);
   settle(now, append(head, replyOf(status)));
 }
 
@@ -146,28 +147,27 @@ bool Recording::prepare(const timespec& now, u64 size) {
   if (stopped_.tv_sec != 0 && isWithinPause(stopped_, now)) return miss(), false;
   u64 lost = 0;
   int error = files_.reserve(size, now.tv_sec, lost);
-  missing_.fetch_add(lost, std::memory_order_relaxed);
+  if (lost > 0) missing_.fetch_add(lost, std::memory_order_relaxed);
   if (error == 0 && files_.isNew()) error = begin(now);
-  if (error == 0) error = admitMissing(now);
+  const u64 missing = missing_.load(std::memory_order_relaxed);
+  if (error == 0 && missing > 0) error = admit(missing, now);
   return error == 0 || settle(now, error);
 }
 
 int Recording::begin(const timespec& now) {
   char name[longestName];
   const std::size_t size = showIn(name, program_invocation_short_name);
-  PacketText text;
-  text.add("begin").add(formatVersion).add("process").add(process_).add("program");
-  PacketHead head(now, noDissector, text.add({name, size}));
+  PacketHead head(now, noDissector);
+  const std::string_view program(name, size);
+  head.setText("begin", formatVersion, "process", process_, "program", program);
   head.complete({});
   const iovec parts[] = {part(recordingHead), part(head.bytes())};
   return files_.append(parts);
 }
 
-int Recording::admitMissing(const timespec& now) {
-  const u64 missing = missing_.load(std::memory_order_relaxed);
-  if (missing == 0) return 0;
-  PacketText text;
-  PacketHead head(now, noDissector, text.add("missing").add(missing).add("process").add(process_));
+int Recording::admit(u64 missing, const timespec& now) {
+  PacketHead head(now, noDissector);
+  head.setText("missing", missing, "process", process_);
   const int error = append(head, {});
   if (error == 0) missing_.fetch_sub(missing, std::memory_order_relaxed);
   return error;

@@ -16,6 +16,8 @@
 namespace shared {
 
 enum class CallVariant { sync, async, oneway };
+/// A variant as recordings name it.
+std::string_view nameOf(CallVariant variant);
 
 /**
  * A recording, which any thread may write to at any time, even in a signal handler. Failures are
@@ -48,15 +50,16 @@ class Recording {
   /// Counts a call that could not be recorded.
   void miss() { missing_.fetch_add(1, std::memory_order_relaxed); }
 
+  /// Leaves the file. A call that is recorded later gets a new one.
+  void close();
   /// In a child made by fork, before any other function: its recording is one of its own. Sequence
   /// numbers go on: the end of a call of the parent's is not that of another one.
   void inChild();
 
  private:
-  PacketText textOf(std::string_view kind, u64 sequence, std::string_view method) const;
   bool prepare(const timespec& now, u64 size);
   int begin(const timespec& now);
-  int admitMissing(const timespec& now);
+  int admit(u64 missing, const timespec& now);
   int append(PacketHead& head, std::span<const u8> message);
   int appendRequest(const timespec& now, PacketHead& head, u64 sequence, std::string_view method,
                     std::span<const u8> message);

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <cstdio>
 
 #include "shared/recording_packet.h"
+#include "shared/section.h"
 
 namespace shared {
 namespace {
@@ -52,11 +54,11 @@ int mayMove(const char* path) {
 }
 
 /// At a place, which a pipe or socket refuses: the program may have closed the file, and opened one
-/// of its own under the number. pwritev takes a tenth longer.
+/// of its own under the number. pwritev takes a tenth longer. The C library's functions are
+/// cancellation points: to forbid cancellation around each would take as long as a clock's reading.
 ssize_t writeOnce(int file, std::span<const iovec> parts, u64 place) {
-  const auto at = static_cast<off_t>(place);
-  if (parts.size() == 1) return ::pwrite(file, parts[0].iov_base, parts[0].iov_len, at);
-  return ::pwritev(file, parts.data(), static_cast<int>(parts.size()), at);
+  if (parts.size() > 1) return ::syscall(SYS_pwritev, file, parts.data(), parts.size(), place, 0L);
+  return ::syscall(SYS_pwrite64, file, parts[0].iov_base, parts[0].iov_len, place);
 }
 
 /// The file under a high number.
@@ -105,6 +107,7 @@ int RecordingFiles::reserve(u64 size, time_t now, u64& lost) {
 }
 
 int RecordingFiles::open() {
+  const NoCancellation around;
   const int error = replace();
   if (error != EWOULDBLOCK || hasOwnName_) return error;
   takeOwnName();
@@ -128,6 +131,8 @@ int RecordingFiles::makeWay() {
   for (int number = former; number > 0; --number) {
     nameFormer(from_, path_, number - 1);
     nameFormer(to_, path_, number);
+    // Of a file that replaces another, ext4 writes all bytes to the disk first.
+    if (number == former && ::access(from_, F_OK) == 0) ::unlink(to_);
     if (::rename(from_, to_) != 0 && errno != ENOENT) return errno;
   }
   return 0;
@@ -205,6 +210,7 @@ void RecordingFiles::cutTo(u64 size) {
 
 /// Only the recording's own file, as the number may be another's.
 void RecordingFiles::close() {
+  const NoCancellation around;
   struct stat open = {};
   if (file_ >= 0 && ::fstat(file_, &open) == 0 && isOurs(open)) ::close(file_);
   file_ = -1;

@@ -26,6 +26,8 @@ class RecordingFiles {
   int setUp(std::string_view path, u64 bytes);
   /// In a child made by fork: leaves the parent's file alone, takes FILE.<process>.
   void inChild();
+  /// Leaves the present file.
+  void close();
 
   /// Makes sure that so many bytes have room in the present file, with a new one if need be. Once a
   /// second, looks whether the file is still there; adds what has gone with it, in writes, to lost.
@@ -55,7 +57,6 @@ class RecordingFiles {
   int makeWay();
   void look(time_t now, u64& lost);
   void readLimit();
-  void close();
   bool isOurs(const struct stat& file) const;
 
   char path_[PATH_MAX] = {};

@@ -2,50 +2,64 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 
 namespace shared {
 namespace {
 
 constexpr u32 tagEnd = 0;
 constexpr u32 tagDissector = 12;
-constexpr u32 tagText = 33;  // shown in the column of protocols
 constexpr u32 packetHeadSize = 16;
 
 void storeLittleEndian(u8* at, u32 value) {
   for (int i = 0; i < 4; ++i) at[i] = static_cast<u8>(value >> 8 * i);
 }
 
+void storeBigEndian(u8* at, u32 value) {
+  for (int i = 0; i < 4; ++i) at[i] = static_cast<u8>(value >> (24 - 8 * i));
+}
+
 char small(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
 }
 
+/// In small letters. As many as a name can have at once take a fraction of one after the other.
+u8* addSmall(u8* at, std::string_view name) {
+  std::array<char, longestName + 1> letters = {};
+  const std::size_t size = name.copy(letters.data(), longestName);
+  std::transform(letters.begin(), letters.end(), at, small);
+  return at + size;
+}
+
+u8* addName(u8* at, const Dissector& dissector) {
+  const auto& [method, suffix] = dissector;
+  const std::string_view prefix = suffix.empty() ? "data" : "mqc_";
+  at = addSmall(std::copy(prefix.begin(), prefix.end(), at), method);
+  return std::copy(suffix.begin(), suffix.end(), at);
+}
+
 }  // namespace
 
-PacketText& PacketText::add(std::string_view word) {
-  if (size_ > 0) text_[size_++] = ' ';
-  const std::size_t length = std::min(word.size(), longestName);
-  std::memcpy(text_.data() + size_, word.data(), length);
-  size_ += length;
-  return *this;
+u8* addWord(u8* at, std::string_view word) {
+  at = std::copy_n(word.data(), std::min(word.size(), longestName), at);
+  *at = ' ';
+  return at + 1;
 }
 
-PacketText& PacketText::add(u64 number) {
-  char digits[20];
-  const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  return add({digits, static_cast<std::size_t>(end - digits)});
+u8* addWord(u8* at, u64 number) {
+  char* const digits = reinterpret_cast<char*>(at);
+  char* const end = std::to_chars(digits, digits + 20, number).ptr;
+  *end = ' ';
+  return at + (end + 1 - digits);
 }
 
-PacketHead::PacketHead(const timespec& time, std::string_view dissector, const PacketText& text)
-    : size_(packetHeadSize) {
+PacketHead::PacketHead(const timespec& time, const Dissector& dissector) : size_(packetHeadSize) {
   storeLittleEndian(bytes_.data(), static_cast<u32>(time.tv_sec));
   storeLittleEndian(bytes_.data() + 4, static_cast<u32>(time.tv_nsec));
-  addTag(tagDissector, dissector);
-  addTag(tagText, text.view());
-  addBigEndian(tagEnd);
+  endTag(tagDissector, addName(inTag(), dissector));
 }
 
 bool PacketHead::complete(std::span<const u8> message) {
+  endTag(tagEnd, inTag());
   const u32 length = size_ - packetHeadSize + static_cast<u32>(message.size());
   storeLittleEndian(bytes_.data() + 8, length);
   storeLittleEndian(bytes_.data() + 12, length);
@@ -55,25 +69,12 @@ bool PacketHead::complete(std::span<const u8> message) {
   return true;
 }
 
-void PacketHead::addTag(u32 tag, std::string_view text) {
-  const auto padded = static_cast<u32>((text.size() + 3) / 4 * 4);
-  addBigEndian(tag << 16 | padded);
-  if (padded > 0) std::memset(bytes_.data() + size_ + padded - 4, 0, 4);
-  std::memcpy(bytes_.data() + size_, text.data(), text.size());
-  size_ += padded;
-}
-
-void PacketHead::addBigEndian(u32 value) {
-  for (int shift = 24; shift >= 0; shift -= 8) bytes_[size_++] = static_cast<u8>(value >> shift);
-}
-
-DissectorName::DissectorName(std::string_view method, std::string_view suffix) {
-  const std::string_view prefix = "mqc_";
-  const std::size_t length = std::min(method.size(), longestName);
-  char* end = std::copy(prefix.begin(), prefix.end(), text_.data());
-  end = std::transform(method.data(), method.data() + length, end, small);
-  end = std::copy(suffix.begin(), suffix.end(), end);
-  size_ = static_cast<std::size_t>(end - text_.data());
+/// Its content is there already.
+void PacketHead::endTag(u32 tag, u8* end) {
+  while ((end - inTag()) % 4 != 0) *end++ = 0;
+  const auto size = static_cast<u32>(end - inTag());
+  storeBigEndian(bytes_.data() + size_, tag << 16 | size);
+  size_ += tagHeadSize + size;
 }
 
 std::array<u8, 20> replyOf(u32 status) {

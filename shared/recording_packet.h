@@ -18,23 +18,40 @@ inline constexpr u32 longestPacket = 262'144;
 /// Characters of a name that are kept.
 inline constexpr std::size_t longestName = 63;
 
-/// A packet's line of text: words and decimal numbers with a space between them.
-class PacketText {
- public:
-  PacketText& add(std::string_view word);
-  PacketText& add(u64 number);
-  std::string_view view() const { return {text_.data(), size_}; }
+/// Writes a word, of which as many characters as of a name are kept, or a decimal number, and a
+/// space; returns where the next one goes.
+u8* addWord(u8* at, std::string_view word);
+u8* addWord(u8* at, u64 number);
 
- private:
-  std::array<char, 256> text_;
-  std::size_t size_ = 0;
+/// Writes a line of text, words and numbers with a space between them, and one byte more; returns
+/// the text's end.
+template <class... Words>
+u8* addText(u8* at, const Words&... words) {
+  ((at = addWord(at, words)), ...);
+  return at - 1;
+}
+
+/// Who shows a packet's message: the dissector of a method's messages, mqc_, the method in small
+/// letters and the suffix; without a suffix, the one for any bytes.
+struct Dissector {
+  std::string_view method = {};
+  std::string_view suffix = {};
 };
 
-/// What stands in front of a packet's message: time and lengths, dissector and text.
+/// A packet in the making, all but a message that has no room in it: time and lengths, dissector,
+/// text.
 class PacketHead {
  public:
-  PacketHead(const timespec& time, std::string_view dissector, const PacketText& text);
-  /// Completes the head for that message, and takes the message in if there is room.
+  PacketHead(const timespec& time, const Dissector& dissector);
+  PacketHead(const PacketHead&) = delete;
+  PacketHead& operator=(const PacketHead&) = delete;
+
+  /// Once, before the packet is completed.
+  template <class... Words>
+  void setText(const Words&... words) {
+    endTag(tagText, addText(inTag(), words...));
+  }
+  /// Completes the packet for that message, and takes the message in if there is room.
   bool complete(std::span<const u8> message);
   /// The most bytes of a head.
   static constexpr u32 most = 512;
@@ -42,22 +59,14 @@ class PacketHead {
   std::span<const u8> bytes() const { return {bytes_.data(), size_}; }
 
  private:
-  void addTag(u32 tag, std::string_view text);
-  void addBigEndian(u32 value);
+  static constexpr u32 tagHeadSize = 4;
+  static constexpr u32 tagText = 33;  // shown in the column of protocols
 
-  std::array<u8, most> bytes_;
+  u8* inTag() { return bytes_.data() + size_ + tagHeadSize; }
+  void endTag(u32 tag, u8* end);
+
+  std::array<u8, most> bytes_;  // not filled with zeros, which would take longer than all else
   u32 size_;
-};
-
-/// The dissector of a method's messages: mqc_, the method in small letters, the suffix.
-class DissectorName {
- public:
-  DissectorName(std::string_view method, std::string_view suffix);
-  operator std::string_view() const { return {text_.data(), size_}; }
-
- private:
-  std::array<char, 128> text_;
-  std::size_t size_ = 0;
 };
 
 /// What each file begins with.

@@ -15,18 +15,24 @@ Section::Section(pthread_mutex_t& mutex) : mutex_(mutex), error_(errno), isEnter
   if (!isEntered_) return;
   isInside = true;
   std::atomic_signal_fence(std::memory_order_seq_cst);
-  ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
   ::pthread_mutex_lock(&mutex_);
 }
 
 Section::~Section() {
   if (isEntered_) {
     ::pthread_mutex_unlock(&mutex_);
-    ::pthread_setcancelstate(cancelState_, nullptr);
     std::atomic_signal_fence(std::memory_order_seq_cst);
     isInside = false;
   }
   errno = error_;
+}
+
+NoCancellation::NoCancellation() {
+  ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_);
+}
+
+NoCancellation::~NoCancellation() {
+  ::pthread_setcancelstate(before_, nullptr);
 }
 
 }  // namespace shared

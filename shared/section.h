@@ -5,9 +5,9 @@
 
 namespace shared {
 
-/// What stands between a caller and a platform does its own work in sections: under the lock,
-/// without cancellation, and errno stays what it was. A section is not entered where a signal
-/// handler has interrupted one of its thread: it would wait for itself. Sections are not nested.
+/// What stands between a caller and a platform does its own work in sections: under the lock, and
+/// errno stays what it was. A section is not entered where a signal handler has interrupted one of
+/// its thread: it would wait for itself. Sections are not nested. No thread may be cancelled in one.
 class Section {
  public:
   explicit Section(pthread_mutex_t& mutex);
@@ -20,7 +20,18 @@ class Section {
   pthread_mutex_t& mutex_;
   const int error_;
   const bool isEntered_;
-  int cancelState_ = 0;
+};
+
+/// Around functions that are cancellation points: meanwhile the thread is not cancelled.
+class NoCancellation {
+ public:
+  NoCancellation();
+  NoCancellation(const NoCancellation&) = delete;
+  NoCancellation& operator=(const NoCancellation&) = delete;
+  ~NoCancellation();
+
+ private:
+  int before_ = PTHREAD_CANCEL_ENABLE;
 };
 
 }  // namespace shared

@@ -17,6 +17,11 @@ block() { awk -v open="^\`\`\`$2\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} o
   diff - <(cd "$source/examples" && cat caller_test.c scripted_test.c refused_once.json) ||
   { echo "docs/testing.md shows other examples than those of examples/" >&2; exit 1; }
 
+# shown by the guide, and in the example that is run
+sed -n '/^@pytest.fixture/,/ == status$/p' "$source/docs/shell-and-python.md" | cmp -s - \
+  <(sed -n '/^@pytest.fixture/,/ == status$/p' "$source/examples/test_service.py") ||
+  { echo "docs/shell-and-python.md shows another test than examples/test_service.py" >&2; exit 1; }
+
 ! grep -nE '@[A-Z]+@' "$source"/*.md "$source"/docs/*.md ||
   { echo "a placeholder is left in the documents" >&2; exit 1; }
 ! grep -nE '[0-9]+ (methods|(asynchronous )?calls|functions|exports)' "$source"/README.md "$source"/docs/architecture.md ||

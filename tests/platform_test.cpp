@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "platform.h"
+#include "recording_writes.h"
 #include "system_open.h"
 #include "tarn/bounded_memory.h"
 #include "tarn/rpc.h"
@@ -34,8 +35,8 @@ extern "C" ssize_t write(int file, const void* bytes, size_t size) {
   return syscall(SYS_write, file, bytes, taken);
 }
 
-extern "C" ssize_t pwrite(int file, const void* bytes, size_t size, off_t) {
-  return write(file, bytes, size);  // to what is appended to
+ssize_t writeToRecording(int file, const Bytes& bytes) {
+  return write(file, bytes.data(), bytes.size());
 }
 
 // An existing file belongs to somebody else.

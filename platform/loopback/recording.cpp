@@ -7,11 +7,11 @@
 namespace loopback {
 
 Recording::~Recording() {
-  if (isStarted) calls.inChild();  // leaves the file
+  calls.close();
 }
 
 bool Recording::start() noexcept {
-  return isStarted = shared::startRecording(calls, path.c_str(), shared::usualMegabytes);
+  return shared::startRecording(calls, path.c_str(), shared::usualMegabytes);
 }
 
 RecordedCall::RecordedCall(std::shared_ptr<Recording> recording,

@@ -23,7 +23,6 @@ struct Recording {
 
   const std::string path;
   shared::Recording calls;
-  bool isStarted = false;
 };
 
 /// A call in a recording, or in none.

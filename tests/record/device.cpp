@@ -37,6 +37,7 @@ u32 RPC_IdlSyncCallNoOutStub(void* handle, const void* req, u32 reqSize, const M
 u32 RPC_IdlAsyncCallNoOutStub(void* handle, const void* req, const MethodId* method,
                               const IdlMsgDesc* desc, const AsyncCallCtx* ctx) {
   const u32 status = keep({handle, req, ctx->reqSize, method, desc});
+  if (device.answer != 0) ctx->cb(device.answer, ctx->userData);
   const std::lock_guard lock(mutex);
   device.contexts.push_back(*ctx);
   return status;

@@ -19,6 +19,7 @@ struct Device {
   std::vector<Call> calls;
   std::vector<AsyncCallCtx> contexts;  // of asynchronous calls
   u32 status = 0;
+  u32 answer = 0;  // not 0: given to callbacks before an asynchronous call returns
 };
 
 extern "C" MQC_API Device* theDevice();

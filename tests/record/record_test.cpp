@@ -1,6 +1,7 @@
 // The recorder between the library and a device's platform: calls arrive unchanged, and are in the
 // recording.
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -10,6 +11,7 @@
 #include <thread>
 
 #include "device.h"
+#include "record/child.h"
 #include "record/reading.h"
 #include "tarn/rpc.h"
 
@@ -39,6 +41,20 @@ class RecordTest : public testing::Test {
     packets.erase(packets.begin(), packets.begin() + static_cast<std::ptrdiff_t>(known));
     known += packets.size();
     return packets;
+  }
+  /// A child's.
+  static fs::path ownRecording() {
+    return std::getenv("TARN_RECORD") + ("." + std::to_string(::getpid()));
+  }
+  /// So many bytes more than there are in use.
+  static void limitMemory(rlim_t more) {
+    rlimit limit = {};
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    EXPECT_EQ(::getrlimit(RLIMIT_AS, &limit), 0);
+    const rlim_t used = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+    limit.rlim_cur = more < limit.rlim_max - used ? used + more : limit.rlim_max;
+    EXPECT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
   }
   /// On a thread of the platform.
   static void runCallback(const AsyncCallCtx& ctx, u32 status) {
@@ -109,18 +125,49 @@ TEST_F(RecordTest, EachCallbackRunsOnce) {
     if (i % 2 == 0) device_.contexts[i].cb(static_cast<u32>(i), device_.contexts[i].userData);
   }
   EXPECT_EQ(news().size(), 2 + 999u + 499u);
-  // Also of the call that the platform had refused.
+  // Again, of the even ones, whose memory other calls have now; also of the call that was refused.
   for (std::size_t i = 0; i < seen.size(); ++i) {
-    if (i % 2 == 0 && i > 0) continue;
-    for (const u32 status : {static_cast<u32>(i), 99u}) {
-      device_.contexts[i].cb(status, device_.contexts[i].userData);
-    }
+    const u32 status = i % 2 == 0 && i > 0 ? 98 : static_cast<u32>(i);
+    device_.contexts[i].cb(status, device_.contexts[i].userData);
+    device_.contexts[i].cb(99, device_.contexts[i].userData);
   }
   for (std::size_t i = 0; i < seen.size(); ++i) {
     EXPECT_EQ(seen[i].times, 1u) << i;
     EXPECT_EQ(seen[i].status, i);
   }
-  EXPECT_EQ(news().size(), 1 + 500u);
+  EXPECT_EQ(news().size(), 500u);
+}
+
+TEST_F(RecordTest, ACallEndsOnceAlsoIfItIsRefusedAndCalledBack) {
+  Seen seen;
+  device_.status = 7;
+  device_.answer = 5;
+  EXPECT_EQ(MqcFesIntf_sendRuleMac_async(&request_, see, &seen, nullptr), 7u);
+  EXPECT_EQ(seen.times, 1u);
+  const std::vector<Packet> packets = news();
+  ASSERT_EQ(packets.size(), 2u);
+  EXPECT_EQ(packets[1].last(), "5");
+}
+
+TEST_F(RecordTest, AChildMayRunItsParentsCallbacks) {
+  std::vector<Seen> seen(3);
+  const auto call = [&](int i) {
+    EXPECT_EQ(MqcFesIntf_sendRuleMac_async(&request_, see, &seen[i], nullptr), 0u);
+  };
+  const auto end = [&](int i) { device_.contexts.at(i).cb(0, device_.contexts.at(i).userData); };
+  call(0);
+  call(1);
+  end(1);
+  inChild([&] {
+    call(2);
+    for (int i = 0; i < 3; ++i) end(i);
+    for (const Seen& one : seen) EXPECT_EQ(one.times, 1u);
+    EXPECT_EQ(packetsOf(ownRecording()).size(), 4u);
+    fs::remove(ownRecording());
+  });
+  end(0);
+  EXPECT_EQ(seen[0].times, 1u);
+  EXPECT_EQ(news().size(), 4u);
 }
 
 TEST_F(RecordTest, RecordsWhatHasNoCompactEncoding) {
@@ -139,6 +186,10 @@ TEST_F(RecordTest, RecordsWhatHasNoCompactEncoding) {
   Bytes full(desc.fullSize());
   desc.packFull(full.data(), &request_);
   EXPECT_EQ(call(&request_, &desc).message, full);
+  desc.packFull = [](u8*, const void*) { return 1u; };
+  EXPECT_EQ(call(&request_, &desc).last(), "0");
+  desc.fullSize = nullptr;
+  EXPECT_EQ(call(&request_, &desc).last(), "0");
 
   std::vector<u8> buffer(100'000, 7);
   const MQC_BrkBatchMsg batch = {.f3_len = static_cast<u32>(buffer.size()), .f3 = buffer.data()};
@@ -149,6 +200,36 @@ TEST_F(RecordTest, RecordsWhatHasNoCompactEncoding) {
     return 20'000'000u;
   };
   EXPECT_EQ(call(&request_, &desc).last(), "20000000");
+  desc.pack = [](PackBuf* cursor, const void*) {  // refuses it
+    EXPECT_EQ(cursor, nullptr);
+    return 0u;
+  };
+  EXPECT_EQ(call(&request_, &desc).last(), "0");
+  desc.pack = [](PackBuf* cursor, const void*) {
+    if (cursor != nullptr) *cursor->buf = 9;
+    return 1u;
+  };
+  EXPECT_EQ(call(&request_, &desc).message, Bytes{9});
+}
+
+TEST_F(RecordTest, GivesMemoryBackAndLeavesErrnoAloneWhereThereIsNone) {
+  std::vector<u8> buffer(12'000'000);
+  const MQC_BrkBatchMsg batch = {.f3_len = static_cast<u32>(buffer.size()), .f3 = buffer.data()};
+  inChild([&] {
+    // Room for one message, three times, then for none.
+    for (const std::size_t calls : {3, 1}) {
+      limitMemory(calls == 3 ? buffer.size() * 3 / 2 : buffer.size() / 2);
+      for (std::size_t i = 0; i < calls; ++i) {
+        errno = 77;
+        EXPECT_EQ(MqcFesIntf_ProcMqcBatchMsg(&batch, nullptr), 0u);
+        EXPECT_EQ(errno, 77);
+      }
+      limitMemory(RLIM_INFINITY);
+      const std::vector<Packet> packets = packetsOf(ownRecording());
+      EXPECT_EQ(packets.end()[-2].kind() == "part", calls == 3 || EMULATED);
+    }
+    for (const char* const former : {"", "-1", "-2", "-3"}) fs::remove(ownRecording() += former);
+  });
 }
 
 TEST_F(RecordTest, LeavesOtherInterfacesAlone) {

@@ -5,17 +5,16 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <thread>
 
+#include "record/child.h"
 #include "record/reading.h"
+#include "recording_writes.h"
 #include "shared/report.h"
 
 extern "C" const char* __tsan_default_options() {
@@ -34,31 +33,18 @@ static struct {
   std::function<void()> then;   // once, in the middle of a write to the recording
 } writing;
 
-static ssize_t append(int file, const Bytes& bytes) {
+ssize_t writeToRecording(int file, const Bytes& bytes) {
   if (writing.then) std::exchange(writing.then, nullptr)();
   const std::size_t size = std::min(bytes.size(), writing.room);
   writing.room -= writing.room == SIZE_MAX ? 0 : size;
   if (size == 0) return errno = ENOSPC, -1;
-  return ::syscall(SYS_pwrite64, file, bytes.data(), size, 0);  // appends all the same
-}
-
-extern "C" ssize_t pwritev(int file, const iovec* parts, int count, off_t) {
-  Bytes bytes;
-  for (int i = 0; i < count; ++i) {
-    const u8* const from = static_cast<const u8*>(parts[i].iov_base);
-    bytes.insert(bytes.end(), from, from + parts[i].iov_len);
-  }
-  return append(file, bytes);
-}
-
-extern "C" ssize_t pwrite(int file, const void* from, std::size_t size, off_t) {
-  return append(file, {static_cast<const u8*>(from), static_cast<const u8*>(from) + size});
+  return systemCall()(SYS_pwrite64, file, bytes.data(), size, 0L);  // appends all the same
 }
 
 extern "C" ssize_t write(int file, const void* from, std::size_t size) {
   if (file != STDERR_FILENO) return ::syscall(SYS_write, file, from, size);
-  const auto* const bytes = static_cast<const char*>(from);
-  writing.heard.append(bytes, size);
+  ::pthread_testcancel();  // as the C library's does
+  writing.heard.append(static_cast<const char*>(from), size);
   return static_cast<ssize_t>(size);
 }
 
@@ -91,18 +77,6 @@ class RecordingTest : public testing::Test {
     for (int i = 0; call() == 0; ++i, ::usleep(1000)) ASSERT_LT(i, 60'000);
   }
   fs::path former(int number) const { return path_.string() + "-" + std::to_string(number); }
-  /// In a child made by fork, whose status says whether what it expects came about.
-  static void inChild(const std::function<void()>& run) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      run();
-      std::_Exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-  }
-
   const fs::path folder_ = fs::temp_directory_path() / ("recording-" + std::to_string(::getpid()));
   const fs::path path_ = folder_ / "calls";
   std::optional<Recording> recording_;
@@ -280,6 +254,11 @@ TEST_F(RecordingTest, OneFileIsWrittenByOneProcess) {
   const fs::path own = path_.string() + "." + std::to_string(::getpid());
   EXPECT_EQ(packetsOf(own).back().kind(), "oneway");
   EXPECT_EQ(packetsOf(path_).size(), 3u);
+
+  recording_->close();
+  begin(megabyte);
+  call();
+  EXPECT_EQ(packetsOf(former(1)).size(), 3u);
 }
 
 TEST_F(RecordingTest, AChildHasItsOwn) {
@@ -306,7 +285,20 @@ TEST_F(RecordingTest, AChildHasItsOwn) {
   EXPECT_EQ(packetsOf(path_).size(), 5u);
 }
 
-TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
+TEST_F(RecordingTest, IsNoCancellationPoint) {
+  begin(0);  // opens and closes a file for each packet
+  std::thread cancelled([&] {
+    ::pthread_cancel(::pthread_self());
+    EXPECT_NE(call(), 0u);
+    writing.room = 0;
+    EXPECT_EQ(call(), 0u);
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+  });
+  cancelled.join();
+  EXPECT_NE(writing.heard.find("No space"), std::string::npos);
+}
+
+TEST_F(RecordingTest, SurvivesSignalsAndClosedDescriptors) {
   call();
   writing.then = [&] {
     EXPECT_EQ(call(), 0u);  // as in a signal's handler
@@ -316,14 +308,6 @@ TEST_F(RecordingTest, SurvivesSignalsCancellationAndClosedDescriptors) {
   EXPECT_NE(call(), 0u);
   EXPECT_EQ(errno, 77);
   EXPECT_EQ(packetsOf(path_).at(4).kind(), "missing");
-
-  std::thread cancelled([&] {
-    ::pthread_cancel(::pthread_self());
-    writing.then = [] { ::pthread_testcancel(); };
-    EXPECT_NE(call(), 0u);
-    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-  });
-  cancelled.join();
 
   for (int file = 3; file < 1024; ++file) ::close(file);  // as daemons do
   callUntilRecorded();
