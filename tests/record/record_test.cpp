@@ -151,16 +151,18 @@ TEST_F(RecordTest, ACallEndsOnceAlsoIfItIsRefusedAndCalledBack) {
 
 TEST_F(RecordTest, AChildMayRunItsParentsCallbacks) {
   std::vector<Seen> seen(3);
-  const auto call = [&](int i) {
+  const auto call = [&](std::size_t i) {
     EXPECT_EQ(MqcFesIntf_sendRuleMac_async(&request_, see, &seen[i], nullptr), 0u);
   };
-  const auto end = [&](int i) { device_.contexts.at(i).cb(0, device_.contexts.at(i).userData); };
+  const auto end = [&](std::size_t i) {
+    device_.contexts.at(i).cb(0, device_.contexts.at(i).userData);
+  };
   call(0);
   call(1);
   end(1);
   inChild([&] {
     call(2);
-    for (int i = 0; i < 3; ++i) end(i);
+    for (std::size_t i = 0; i < 3; ++i) end(i);
     for (const Seen& one : seen) EXPECT_EQ(one.times, 1u);
     EXPECT_EQ(packetsOf(ownRecording()).size(), 4u);
     fs::remove(ownRecording());
@@ -217,9 +219,9 @@ TEST_F(RecordTest, GivesMemoryBackAndLeavesErrnoAloneWhereThereIsNone) {
   const MQC_BrkBatchMsg batch = {.f3_len = static_cast<u32>(buffer.size()), .f3 = buffer.data()};
   inChild([&] {
     // Room for one message, three times, then for none.
-    for (const std::size_t calls : {3, 1}) {
+    for (const int calls : {3, 1}) {
       limitMemory(calls == 3 ? buffer.size() * 3 / 2 : buffer.size() / 2);
-      for (std::size_t i = 0; i < calls; ++i) {
+      for (int i = 0; i < calls; ++i) {
         errno = 77;
         EXPECT_EQ(MqcFesIntf_ProcMqcBatchMsg(&batch, nullptr), 0u);
         EXPECT_EQ(errno, 77);
