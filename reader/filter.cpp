@@ -169,20 +169,27 @@ const Filter::Numbers& Filter::numbersOf(const std::string& method) {
   return place->second;
 }
 
-std::string Filter::fault() const {
-  if (numbers_.empty()) return "";
-  for (std::size_t i = 0; i < choice_.where.size(); ++i) {
-    const bool isKnown = std::any_of(numbers_.begin(), numbers_.end(),
-                                     [i](const auto& of) { return of.second[i].has_value(); });
-    if (isKnown) continue;
-    const methods::Method& method = *numbers_.begin()->first;
-    Number none;
+std::string Filter::fault(const Names& names) const {
+  std::vector<const methods::Method*> chosen;
+  for (const std::string& name : names) {
+    const bool isOfMethod = method_.empty() || name == method_;
+    const methods::Method* const known = isOfMethod ? methods::find(name) : nullptr;
+    if (known != nullptr) chosen.push_back(known);
+  }
+  for (const Condition& condition : choice_.where) {
+    Number number;
+    const auto whyNot = [&](const methods::Method* method) {
+      return Number::find(*method->request, condition.field, number);
+    };
+    const bool isKnown = std::any_of(chosen.begin(), chosen.end(),
+                                     [&](const auto* method) { return whyNot(method).empty(); });
+    if (isKnown || chosen.empty()) continue;
     return std::string("--where '")
-        .append(choice_.where[i].text)
+        .append(condition.text)
         .append("': no method of the recording has that number; ")
-        .append(method.name)
+        .append(chosen.front()->name)
         .append(": ")
-        .append(Number::find(*method.request, choice_.where[i].field, none));
+        .append(whyNot(chosen.front()));
   }
   return "";
 }

@@ -65,8 +65,8 @@ class Filter {
   Filter(const std::string& method, const Choice& choice) : method_(method), choice_(choice) {}
   /// Whether the choice holds. To be asked for each call, in the recording's order.
   bool takes(const Call& call);
-  /// Why a condition could never hold: no method up to here has its field. Or nothing.
-  std::string fault() const;
+  /// Why a condition can never hold: none of the methods has its field. Or nothing.
+  std::string fault(const Names& names) const;
 
  private:
   using Numbers = std::vector<std::optional<Number>>;  // of each condition

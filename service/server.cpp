@@ -25,10 +25,11 @@ grpc::ByteBuffer replyOf(const script::Answer& answer) {
 /// One call. The reactor owns itself until gRPC is done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
-  Call(Journal& journal, const reader::Schema::Method& method, std::string sequence,
-       OpenCalls& calls, Delays& delays)
+  Call(Journal& journal, const reader::Schema::Method& method, shared::CallVariant variant,
+       std::string sequence, OpenCalls& calls, Delays& delays)
       : journal_(journal),
         method_(method),
+        variant_(variant),
         sequence_(std::move(sequence)),
         calls_(calls),
         delays_(delays) {
@@ -52,6 +53,7 @@ class Call final : public grpc::ServerGenericBidiReactor {
 
   Journal& journal_;
   const reader::Schema::Method& method_;
+  shared::CallVariant variant_;
   std::string sequence_;
   OpenCalls& calls_;
   Delays& delays_;
@@ -67,8 +69,7 @@ void Call::OnReadDone(bool ok) {
     return Finish(journal_.takeNothing(method_));
   }
   message_.Clear();  // a long one was in many slices
-  taken_ =
-      journal_.take(method_, shared::CallVariant::sync, sequence_, {bytes.begin(), bytes.size()});
+  taken_ = journal_.take(method_, variant_, sequence_, {bytes.begin(), bytes.size()});
   const auto when = timeOf(taken_.answer);
   if (!when) return answer();
   delays_.later(*when, this, [this] { answer(); });
@@ -94,10 +95,17 @@ class Refusal final : public grpc::ServerGenericBidiReactor {
   void OnDone() override { delete this; }
 };
 
-std::string sequenceOf(const grpc::GenericCallbackServerContext& context) {
-  const auto found = context.client_metadata().find("mqc-sequence");
+/// What the caller states beside its request; empty: nothing.
+std::string stated(const grpc::GenericCallbackServerContext& context, const char* name) {
+  const auto found = context.client_metadata().find(name);
   if (found == context.client_metadata().end()) return "";
   return {found->second.data(), found->second.size()};
+}
+
+shared::CallVariant variantOf(const grpc::GenericCallbackServerContext& context) {
+  const std::string name = stated(context, "mqc-variant");
+  if (name == "async") return shared::CallVariant::async;
+  return name == "oneway" ? shared::CallVariant::oneway : shared::CallVariant::sync;
 }
 
 std::shared_ptr<grpc::ServerCredentials> credentials(const Certificates& certificates) {
@@ -138,7 +146,8 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
   if (entry == OpenCalls::Entry::tooMany) return new Refusal(journal_.takeTooMany(name));
   if (entry == OpenCalls::Entry::ending) return new Refusal(ending());
   if (method == nullptr) return streams_.open();
-  return new Call(journal_, *method, sequenceOf(*context), calls_, delays_);
+  return new Call(journal_, *method, variantOf(*context), stated(*context, "mqc-sequence"), calls_,
+                  delays_);
 }
 
 void Service::end(std::chrono::milliseconds patience) {

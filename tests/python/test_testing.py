@@ -1,6 +1,9 @@
 """The fixtures for tests of callers and services: what they hold, what they refuse, and what they leave behind."""
+import contextlib
+import os
 import pathlib
 import re
+import signal
 import tempfile
 
 import pytest
@@ -162,7 +165,7 @@ def test_a_request_that_is_waited_for(serve):
     with tarn_mqc.connect(service.target) as mqc:
         service.pause()
         call = mqc.sendRuleMac.submit(f3=37)
-        assert failure(service.wait_for, 1, 0.05).startswith("1 requests were to arrive, 0 did")
+        assert failure(service.wait_for, 1, 0.05) == "requests that arrived in 0.05 s: 0, not 1"
         service.go_on()
         assert service.wait_for(1)[0].request.f3 == 37 and call.result() == 0
     service.pause()  # and is ended all the same
@@ -233,6 +236,12 @@ def test_calls_under_way_arrive_before_the_service_ends(run):
     run(ORDER, passed=1)
 
 
+def test_a_long_request_is_whole(mqc_service, mqc_channel):
+    request = tarn_mqc.BrkBatchMsg(f1=3, f3=bytes(17 << 20))
+    assert mqc_channel.ProcMqcBatchMsg(request) == 0
+    assert [call.request for call in mqc_service.requests] == [request]
+
+
 def test_two_services_and_long_paths(monkeypatch, tmp_path):
     deep = tmp_path / ("d" * 100)
     deep.mkdir()
@@ -263,5 +272,9 @@ def test_no_service_outlives_its_tests(pytester, tmp_path, monkeypatch, end, rem
     pytester.makepyfile(HEAD + ABANDONED.format(path=str(path), end=end))
     pytester.runpytest_subprocess("-p", "no:cacheprovider")
     pid, folder = path.read_text().split()
-    wait_until(lambda: not pathlib.Path("/proc", pid).exists())
+    try:
+        wait_until(lambda: not pathlib.Path("/proc", pid).exists())
+    finally:
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(int(pid), signal.SIGKILL)
     assert not removed or not pathlib.Path(folder).exists()
