@@ -59,9 +59,10 @@ void twoWrites(benchmark::State& state) {
   const int file = ::open(folder != nullptr ? folder : ".", O_TMPFILE | O_WRONLY | O_APPEND, 0600);
   if (file < 0) return state.SkipWithError("no file in TARN_RECORD_FOLDER");
   const std::array<u8, 193> bytes = {};
+  constexpr std::size_t sizes[] = {193, 132};
   off_t place = 0;
   for (auto _ : state) {
-    for (const std::size_t size : {193, 132}) place += ::pwrite(file, bytes.data(), size, place);
+    for (const std::size_t size : sizes) place += ::pwrite(file, bytes.data(), size, place);
     if (place > 16 * 1'048'576) place = ::ftruncate(file, 0);
   }
   ::close(file);

@@ -25,9 +25,9 @@ void Delays::later(Clock::time_point when, const void* owner, Act act) {
 void Delays::hasten(const void* owner) {
   std::unique_lock lock(mutex_);
   for (;;) {
-    const auto first = owned_.lower_bound({owner, Place{}});
-    if (first == owned_.end() || first->first != owner) return;
-    const Act act = take(first->second);
+    const auto next = owned_.lower_bound({owner, Place{}});
+    if (next == owned_.end() || next->first != owner) return;
+    const Act act = take(next->second);
     lock.unlock();
     act();
     lock.lock();
@@ -52,9 +52,9 @@ Delays::Act Delays::take(const Place& place) {
 
 /// Waits until the first act's time, or for a change.
 void Delays::await(std::unique_lock<std::mutex>& lock) {
-  const auto first = waiting_.empty() ? never : waiting_.begin()->first.first;
-  if (first == never) return changed_.wait(lock);
-  changed_.wait_until(lock, first);
+  const auto next = waiting_.empty() ? never : waiting_.begin()->first.first;
+  if (next == never) return changed_.wait(lock);
+  changed_.wait_until(lock, next);
 }
 
 void Delays::run() {

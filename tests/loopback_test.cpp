@@ -65,7 +65,10 @@ void endInAFork() {
   hasBegun.wait(false);
   const bool isChild = forkForAMinute() == 0;
   set(mayReport);
-  if (isChild) return post(countCallback);
+  if (isChild) {
+    if (TarnLoopback_drain() != 0) _exit(6);
+    return post(countCallback);
+  }
   wait(nullptr);
 }
 
@@ -107,6 +110,7 @@ const struct {
      [] {
        post([](u32, void*) {
          if (forkForAMinute() != 0) return static_cast<void>(wait(nullptr));
+         if (TarnLoopback_drain() != TARN_STATUS_DEADLOCK) _exit(6);
          post([](u32, void*) {
            countCallback(0, nullptr);
            std::exit(0);

@@ -65,6 +65,8 @@ PATIENCE = 60.0
 LONGEST_PATH = 107
 #: tarn-serve's status when something else came than was expected.
 DIFFERS = 3
+#: A request of more than a quarter would be recorded without its bytes. The oldest requests make way.
+RECORDED_MB = "1024"
 RECORDING_HEAD = 24
 #: What of tarn-serve's output a failure shows.
 MOST_LINES, LONGEST_LINE = 100, 300
@@ -210,8 +212,8 @@ class Service:
         if self._started:
             return
         self._started = True
-        words = [program(), "--listen", f"unix:{self.folder}/socket", "--record", f"{self.folder}/calls", "--json",
-                 *self._script_options(), *self._options]
+        words = [program(), "--listen", f"unix:{self.folder}/socket", "--json", "--record", f"{self.folder}/calls",
+                 "--record-mb", RECORDED_MB, *self._script_options(), *self._options]
         with open(self.folder / "output", "wb") as output, open(self.folder / "errors", "wb") as errors:
             self.process = subprocess.Popen(ended_with_us() + words, stdin=subprocess.DEVNULL, stdout=output,
                                             stderr=errors)
@@ -232,7 +234,7 @@ class Service:
     @property
     def requests(self) -> List[RecordedCall]:
         """What has arrived, in that order: each with its method, its request as a record, and the status that it was
-        answered with, None before it is."""
+        answered with, None before it is. Of more than 768 MiB the oldest may be missing."""
         names = [self.folder / name for name in ("calls-3", "calls-2", "calls-1", "calls")]
         files = [name for name in names if name.exists() and name.stat().st_size >= RECORDING_HEAD]
         return recording(*files)[:] if files else []
@@ -240,7 +242,7 @@ class Service:
     def wait_for(self, count: int, timeout: float = PATIENCE) -> List[RecordedCall]:
         """Waits until that many requests have arrived, and returns what has; fails the test when they do not come."""
         if not soon(lambda: len(self.requests) >= count, timeout):
-            pytest.fail(f"{count} requests were to arrive, {len(self.requests)} did")
+            pytest.fail(f"requests that arrived in {timeout} s: {len(self.requests)}, not {count}")
         return self.requests
 
     def stop(self) -> None:

@@ -162,7 +162,7 @@ def test_a_request_that_is_waited_for(serve):
     with tarn_mqc.connect(service.target) as mqc:
         service.pause()
         call = mqc.sendRuleMac.submit(f3=37)
-        assert failure(service.wait_for, 1, 0.05).startswith("1 requests were to arrive, 0 did")
+        assert failure(service.wait_for, 1, 0.05) == "requests that arrived in 0.05 s: 0, not 1"
         service.go_on()
         assert service.wait_for(1)[0].request.f3 == 37 and call.result() == 0
     service.pause()  # and is ended all the same
@@ -231,6 +231,12 @@ def test(mqc_channel, mqc_service):
 
 def test_calls_under_way_arrive_before_the_service_ends(run):
     run(ORDER, passed=1)
+
+
+def test_a_long_request_is_whole(mqc_service, mqc_channel):
+    request = tarn_mqc.BrkBatchMsg(f1=3, f3=bytes(17 << 20))
+    assert mqc_channel.ProcMqcBatchMsg(request) == 0
+    assert [call.request for call in mqc_service.requests] == [request]
 
 
 def test_two_services_and_long_paths(monkeypatch, tmp_path):

@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -36,7 +35,9 @@ struct Packet {
 inline Bytes contents(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   EXPECT_TRUE(file) << path;
-  return {std::istreambuf_iterator<char>(file), {}};
+  Bytes bytes(file ? fs::file_size(path) : 0);
+  file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
 }
 
 /// Numbers of the recording, which lie in either order of bytes.

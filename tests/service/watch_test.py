@@ -4,6 +4,7 @@ usage: watch_test.py get URL STATUS   whether the page is answered so
        watch_test.py http URL         what is answered over HTTP, and to whom
        watch_test.py idle URL N       N connections without a request, and waits
        watch_test.py stall URL N      N whose answers are not read, N whose requests do not end, and waits
+       watch_test.py fill SOCKET N    N callers of gRPC that have begun, and waits
        watch_test.py poll URL         asks for calls until SIGUSR1, then says how many there are
        watch_test.py browser URL TARGET BROWSER TARN_SEND PID
                                       what a browser shows of calls to the target, until it ends the service
@@ -100,15 +101,15 @@ def http_answers(url):
     get(url, 200)
 
 
-def connect_with(url, number, *requests):
+def connect_with(family, address, number, *requests):
     """Connects as often with each request, and waits."""
     hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
     resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
     peers = []
     for request in int(number) * requests:
-        peer = socket.socket()
+        peer = socket.socket(family)
         peer.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
-        peer.connect(place(url))
+        peer.connect(address)
         peer.sendall(request)
         peers.append(peer)
     print(len(peers), "peers are there", flush=True)
@@ -116,11 +117,17 @@ def connect_with(url, number, *requests):
 
 
 def idle(url, number):
-    connect_with(url, number, b"")
+    connect_with(socket.AF_INET, place(url), number, b"")
 
 
 def stall(url, number):
-    connect_with(url, number, b"GET /calls?after=0 HTTP/1.1\r\nHost: localhost\r\n\r\n", b"GET / HT")
+    connect_with(socket.AF_INET, place(url), number,
+                 b"GET /calls?after=0 HTTP/1.1\r\nHost: localhost\r\n\r\n", b"GET / HT")
+
+
+def fill(path, number):
+    settings = bytes([0, 0, 0, 4, 0, 0, 0, 0, 0])
+    connect_with(socket.AF_UNIX, path, number, b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + settings)
 
 
 def changes(url, after):
@@ -248,5 +255,6 @@ def browser(url, target, program, tarn_send, service):
 
 
 signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGUSR1})
-scenarios = {"get": get, "http": http_answers, "idle": idle, "stall": stall, "poll": poll, "browser": browser}
+scenarios = {"get": get, "http": http_answers, "idle": idle, "stall": stall, "fill": fill, "poll": poll,
+             "browser": browser}
 scenarios[sys.argv[1]](*sys.argv[2:])

@@ -47,6 +47,7 @@ requests "${first[@]:0:methods}" >compacts
 watched --page 127.0.0.1:0
 start idle "${watch[@]}" idle "$url" 1000
 await "idle peers" grep -q 'peers are there' idle
+[ "$(find "/proc/$serving/fd" -mindepth 1 | wc -l)" -lt 100 ] || fail "idle peers of the page have many descriptors"
 "${watch[@]}" get "$url" 200 || fail "no page behind idle peers"
 call "$address" --keep-going --file compacts >answers
 [ "$(grep -c ' 0$' answers)" -eq "$methods" ] || fail "beside idle peers: $(cat answers)"
@@ -73,6 +74,9 @@ await "stalled peers" grep -q 'peers are there' stalled
 await "silent peers" grep -q silent silent
 [ "$(call "$address" sendRuleMac)" = 'sendRuleMac 0' ] || fail "short of descriptors, a call is not answered"
 "${watch[@]}" get "$url" 200 || fail "short of descriptors, there is no page"
+start full "${watch[@]}" fill "$work/socket" 60
+await "callers" grep -q 'peers are there' full
+"${watch[@]}" get "$url" 200 || fail "beside callers that have all descriptors of their own, there is no page"
 service=$serving
 end TERM
 [ "$status" -eq 0 ] || fail "short of descriptors: status $status, $(cat out.err)"
