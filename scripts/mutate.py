@@ -44,7 +44,8 @@ TESTS_OF = [
     *[(f"shared/{name}.*", ["platform_test", "thread/platform_test"])
       for name in ("capture", "encode", "printable", "report", "temporary_file")],
     *[(f"shared/{name}.*", ["recording_test"])
-      for name in ("recording", "recording_files", "recording_packet", "section")],
+      for name in ("recording", "recording_files", "recording_packet")],
+    ("shared/section.*", ["recording_test", "thread/record_test"]),
     ("shared/start_recording.*", ["platform_test"]),
     ("shared/status_text.*", ["setup_test"]),
     ("record/pending.*", ["record_test", "recording_test"]),
