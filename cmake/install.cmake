@@ -44,7 +44,7 @@ set(promises ${PROJECT_SOURCE_DIR}/platform/include/tarn)
 install(FILES ${promises}/bounded_memory.h ${promises}/log.h ${promises}/rpc.h ${promises}/status.h
         DESTINATION ${platform_header_dir} COMPONENT development)
 install(FILES schema/mqc_fes_intf.fbs schema/mqc_fes_intf_service.fbs schema/mqc_reply.fbs
-              schema/mqc_stream.fbs DESTINATION ${data_dir}/schema COMPONENT development)
+              schema/mqc_stream.fbs schema/mqc_script.schema.json DESTINATION ${data_dir}/schema COMPONENT development)
 install(FILES ${generated}/tarn_cli_mqc.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 install(FILES ${generated}/tarn_cli_mqc-config.cmake ${generated}/tarn_cli_mqc-config-version.cmake
         DESTINATION ${cmake_dir} COMPONENT development)

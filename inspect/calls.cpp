@@ -39,15 +39,23 @@ void show(Task task, Calls& calls, Output& output) {
   }
 }
 
+bool canChoose(const Calls& calls, const reader::Names& methods) {
+  const std::string why = calls.fault(methods);
+  if (!why.empty()) report("%s", why.c_str());
+  return why.empty();
+}
+
 int compare(const Schema& schema, const Options& options, Input& first) {
   Calls before(schema, options);
   Calls after(schema, options);
   if (!before.add(first) || !after.add(options.files[1])) return refused;
   if (!before.rewind() || !after.rewind()) return refused;
+  reader::Names methods = before.methods();
+  methods.insert(after.methods().begin(), after.methods().end());
+  if (!canChoose(before, methods)) return wrongArguments;
   Output output(options.output);
   const bool isDifferent = writeDifferences(before, after, output);
   const int status = std::max(before.finish(), after.finish());
-  if (status == wrongArguments) return status;
   return output.close() && !isDifferent ? status : refused;
 }
 
@@ -94,11 +102,6 @@ bool Calls::walk(const Call& call, Message& message) {
 }
 
 int Calls::finish() {
-  const std::string why = filter_.fault();
-  if (!why.empty()) {
-    report("%s", why.c_str());
-    return wrongArguments;
-  }
   for (const reader::PacketFile& file : recording_.files()) finish(file);
   if (calls_.missing() > 0) {
     report("%s could not be recorded", packets(calls_.missing()).c_str());
@@ -115,9 +118,7 @@ void Calls::finish(const reader::PacketFile& file) {
     refuse(file.path(), "damaged at " + file.damage());
     isDamaged_ = true;
   }
-  if (file.foreign() > 0) {
-    refuse(file.path(), packets(file.foreign()) + " of no recording left out");
-  }
+  if (!file.foreign().empty()) refuse(file.path(), file.foreign());
 }
 
 int showCalls(const Schema& schema, const Options& options, Input& first, std::size_t from) {
@@ -125,10 +126,10 @@ int showCalls(const Schema& schema, const Options& options, Input& first, std::s
   Calls calls(schema, options);
   const bool areFine = addAll(calls, options, first, from);
   if (!calls.rewind()) return refused;
+  if (!canChoose(calls, calls.methods())) return wrongArguments;
   Output output(options.output);
   show(options.task, calls, output);
   const int status = calls.finish();
-  if (status == wrongArguments) return status;
   return output.close() && areFine ? status : refused;
 }
 

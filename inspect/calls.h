@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "inspect/forms.h"
+#include "inspect/annotate.h"
 #include "inspect/input.h"
 #include "inspect/options.h"
 #include "reader/filter.h"
@@ -20,7 +20,7 @@ using reader::second;
 class Calls {
  public:
   Calls(const Schema& schema, const Options& options)
-      : schema_(schema), filter_(schema, options.method, options.choice), calls_(recording_) {}
+      : schema_(schema), filter_(options.method, options.choice), calls_(recording_) {}
   Calls(const Calls&) = delete;
   Calls& operator=(const Calls&) = delete;
 
@@ -30,6 +30,10 @@ class Calls {
   bool add(const std::string& path);
   /// Goes to the first call. False: it failed.
   bool rewind();
+  /// Why none of these methods' calls can be chosen, or nothing.
+  std::string fault(const reader::Names& methods) const { return filter_.fault(methods); }
+  /// The methods that are called; known behind rewind().
+  const reader::Names& methods() const { return calls_.methods(); }
   /// The next call, false behind the last one.
   bool next(Call& call);
   /// Walks the call's request. False where it is damaged or of no known method, which is reported

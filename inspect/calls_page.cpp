@@ -2,6 +2,7 @@
 
 #include "inspect/calls.h"
 #include "inspect/page.h"
+#include "page/section.h"
 #include "shared/printable.h"
 
 namespace inspect {
@@ -87,11 +88,11 @@ class CallsPage {
 }  // namespace
 
 void writeCallsPage(Calls& calls, shared::Output& output) {
-  output.write(pageStart(callsTemplate));
+  output.write(page::start(callsTemplate));
   CallsPage page(calls, output);
   for (Call call; calls.next(call);) page.add(call);
   output.write("<script type=\"application/json\" id=\"calls\">" + page.data() + "</script>\n");
-  output.write(pageEnd(callsTemplate));
+  output.write(page::end(callsTemplate));
 }
 
 }  // namespace inspect

@@ -12,41 +12,67 @@ namespace {
 constexpr std::size_t mostDetails = 1'000;  // calls whose fields are compared
 constexpr std::size_t mostFields = 32;      // of a call that are shown
 
-/// The calls of one method, in their order.
-struct Sequence {
-  struct Entry {
-    std::uint64_t number;
-    std::uint64_t time;
-    std::optional<std::uint32_t> status;
-  };
-  std::vector<std::uint64_t> hashes;  // of their requests
-  std::vector<Entry> entries;
+/// What is compared of a call.
+struct Entry {
+  std::uint64_t number;
+  std::uint64_t time;
+  std::uint64_t request;  // its hash
+  std::string_view variant;
+  std::optional<std::uint32_t> status;
 };
+using Sequence = std::vector<Entry>;  // of one method's calls, in their order
 using Sequences = std::map<std::string, Sequence>;
-using Entry = Sequence::Entry;
 
 /// Two calls that belong together, or one that has no other.
 struct Change {
   const std::string* method;
   const Entry* before;
   const Entry* after;
-  bool isSame;  // the request
+
+  bool isAlone() const { return before == nullptr || after == nullptr; }
+  bool hasOtherRequest() const { return !isAlone() && before->request != after->request; }
 };
 
 using Requests = std::unordered_map<std::uint64_t, Call>;  // by the calls' numbers
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
+/// A full message with zeros where the encoding leaves bytes unwritten; any other as it is.
+std::vector<std::uint8_t> closed(const Schema::Method* method, std::vector<std::uint8_t> bytes) {
+  const bool isFull = method != nullptr && bytes.size() >= 4 && reader::isFull(bytes);
+  std::vector<Item> items;
+  if (!isFull || reader::walk(*method, bytes, items)) return bytes;
+  for (const Item& item : items) {
+    if (item.kind != reader::Kind::gap) continue;
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(item.position), item.length, 0);
+  }
+  return bytes;
+}
+
+/// Of a request, which may not be recorded whole.
+std::uint64_t hashOf(const Schema& schema, Call& call) {
+  const auto bytes = closed(schema.method(call.method), std::move(call.message));
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  return std::hash<std::string_view>()(text) + call.size;
+}
+
 Sequences read(Calls& calls) {
   Sequences sequences;
   for (Call call; calls.next(call);) {
-    Sequence& sequence = sequences[call.method];
-    const std::string_view bytes(reinterpret_cast<const char*>(call.message.data()),
-                                 call.message.size());
-    sequence.hashes.push_back(std::hash<std::string_view>()(bytes));
     const auto status = call.end ? std::optional(call.end->status) : std::nullopt;
-    sequence.entries.push_back({call.number, call.time, status});
+    sequences[call.method].push_back(
+        {call.number, call.time, hashOf(calls.schema(), call), call.variant, status});
   }
   return sequences;
+}
+
+/// What calls are aligned by.
+std::vector<std::uint64_t> elementsOf(const Sequence& sequence) {
+  std::vector<std::uint64_t> elements;
+  elements.reserve(sequence.size());
+  for (const Entry& entry : sequence) {
+    elements.push_back(entry.request + 31 * std::hash<std::string_view>()(entry.variant));
+  }
+  return elements;
 }
 
 /// Adds the changes between two matches: calls in their order, as far as both have some.
@@ -54,22 +80,22 @@ void addBetween(const std::string& method, std::span<const Entry> before,
                 std::span<const Entry> after, std::vector<Change>& changes) {
   for (std::size_t i = 0; i < std::max(before.size(), after.size()); ++i) {
     changes.push_back({&method, i < before.size() ? &before[i] : nullptr,
-                       i < after.size() ? &after[i] : nullptr, false});
+                       i < after.size() ? &after[i] : nullptr});
   }
 }
 
 void addChanges(const std::string& method, const Sequence& before, const Sequence& after,
                 std::vector<Change>& changes) {
   Match next = {0, 0};
-  std::vector<Match> matches = align(before.hashes, after.hashes);
-  matches.push_back({before.entries.size(), after.entries.size()});
+  std::vector<Match> matches = align(elementsOf(before), elementsOf(after));
+  matches.push_back({before.size(), after.size()});
   for (const Match& match : matches) {
-    addBetween(method, std::span(before.entries).subspan(next.before, match.before - next.before),
-               std::span(after.entries).subspan(next.after, match.after - next.after), changes);
-    if (match.before == before.entries.size()) break;
-    const Entry& was = before.entries[match.before];
-    const Entry& is = after.entries[match.after];
-    if (was.status != is.status) changes.push_back({&method, &was, &is, true});
+    addBetween(method, std::span(before).subspan(next.before, match.before - next.before),
+               std::span(after).subspan(next.after, match.after - next.after), changes);
+    if (match.before == before.size()) break;
+    const Entry& was = before[match.before];
+    const Entry& is = after[match.after];
+    if (was.status != is.status) changes.push_back({&method, &was, &is});
     next = {match.before + 1, match.after + 1};
   }
 }
@@ -92,8 +118,7 @@ Requests readRequests(Calls& calls, const std::vector<Change>& changes,
                       const Entry* Change::*side) {
   Requests requests;
   for (const Change& change : changes) {
-    const bool isCompared = change.before != nullptr && change.after != nullptr && !change.isSame;
-    if (isCompared) requests.emplace((change.*side)->number, Call());
+    if (change.hasOtherRequest()) requests.emplace((change.*side)->number, Call());
     if (requests.size() == mostDetails) break;
   }
   if (requests.empty() || !calls.rewind()) return requests;
@@ -154,17 +179,23 @@ class Writer {
         requestsAfter_(readRequests(after, changes, &Change::after)) {}
 
   void write(const Change& change) {
-    if (change.before == nullptr || change.after == nullptr) return writeAlone(change);
+    if (change.isAlone()) return writeAlone(change);
     output_.write(shared::printable(*change.method) + ": call " +
                   std::to_string(change.before->number) + ", then call " +
                   std::to_string(change.after->number) + '\n');
-    if (!change.isSame) writeFields(change);
-    if (change.before->status != change.after->status) {
-      output_.write("  status: " + text(*change.before) + ", then " + text(*change.after) + '\n');
-    }
+    if (change.hasOtherRequest()) writeFields(change);
+    const Entry& was = *change.before;
+    const Entry& is = *change.after;
+    if (was.variant != is.variant)
+      writeLine("variant", std::string(was.variant), std::string(is.variant));
+    if (was.status != is.status) writeLine("status", text(was), text(is));
   }
 
  private:
+  void writeLine(const char* name, const std::string& before, const std::string& after) {
+    output_.write("  " + difference(name, before, after) + '\n');
+  }
+
   static std::string text(const Entry& entry) {
     if (!entry.status) return "no end";
     return std::to_string(*entry.status) + ' ' + meaningOf(*entry.status);
@@ -236,7 +267,7 @@ bool writeDifferences(Calls& before, Calls& after, shared::Output& output) {
   Writer writer(before, after, output, changes);
   for (const Change& change : changes) writer.write(change);
   std::size_t all = 0;
-  for (const auto& [method, sequence] : was) all += sequence.entries.size();
+  for (const auto& [method, sequence] : was) all += sequence.size();
   output.write(summary(changes, all));
   return !changes.empty();
 }

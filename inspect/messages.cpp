@@ -6,9 +6,10 @@
 #include <climits>
 #include <memory>
 
-#include "inspect/forms.h"
+#include "inspect/annotate.h"
 #include "inspect/page.h"
 #include "inspect/refuse.h"
+#include "page/section.h"
 #include "shared/output.h"
 #include "shared/printable.h"
 #include "shared/report.h"
@@ -119,13 +120,13 @@ int showMessages(const Schema& schema, const Options& options, Input& first, std
                                    : openAndTake(schema, options, options.files[i], message);
     if (!isTaken) continue;
     ++taken;
-    if (isPage && taken == 1) output.write(pageStart(pageTemplate));
+    if (isPage && taken == 1) output.write(page::start(pageTemplate));
     if (isPage)
       output.write(section(message, taken));
     else
       show(schema, options, message, output);
   }
-  if (isPage && taken > 0) output.write(pageEnd(pageTemplate));
+  if (isPage && taken > 0) output.write(page::end(pageTemplate));
   return output.close() && taken == options.files.size() ? 0 : refused;
 }
 

@@ -8,6 +8,7 @@ namespace methods {
 namespace {
 
 constexpr std::size_t longestShown = 60;
+constexpr char notArray[] = "it is no array";
 
 std::size_t changes(std::string_view from, std::string_view to) {
   std::vector<std::size_t> row(to.size() + 1);
@@ -31,32 +32,32 @@ std::string_view take(std::string_view& path, std::string_view ends) {
 }
 
 /// Takes "[2]" off the path.
-std::string takeIndex(std::string_view& path, Field& field) {
+std::string takeIndex(std::string_view& path, const Slot& slot, std::optional<u32>& index) {
   path.remove_prefix(1);
   const std::string_view digits = take(path, "]");
-  if (field.kind != Kind::vector && field.kind != Kind::tables) return "it is no array";
-  u32 index = 0;
+  if (slot.kind == Kind::scalar || slot.kind == Kind::table) return notArray;
+  u32 value = 0;
   const char* const end = digits.data() + digits.size();
-  const auto [rest, error] = std::from_chars(digits.data(), end, index);
+  const auto [rest, error] = std::from_chars(digits.data(), end, value);
   if (path.empty() || rest != end || error != std::errc{}) return "no index in brackets";
-  if (index >= field.count) {
-    return brackets(index) + ": the last element is " + brackets(field.count - 1);
+  if (slot.kind != Kind::buffer && value >= slot.count) {
+    return brackets(value) + ": the last element is " + brackets(slot.count - 1);
   }
   path.remove_prefix(1);
-  field = elementOf(field, index);
+  index = value;
   return "";
 }
 
 /// Takes "f9", "f9[2]" or "f9." off the path.
-std::string takeField(const Table& table, std::string_view& path, u32 base, Field& field) {
+std::string takeStep(const Table& table, std::string_view& path, Step& step) {
   const std::string_view name = take(path, ".[");
-  const Slot* const slot = findSlot(table, name);
-  if (slot == nullptr) return shown(name) + ": " + noSuchField(table, name);
-  field = fieldOf(*slot, base);
-  const std::string fault = path.starts_with('[') ? takeIndex(path, field) : "";
+  step.in = &table;
+  step.slot = findSlot(table, name);
+  if (step.slot == nullptr) return shown(name) + ": " + noSuchField(table, name);
+  const std::string fault = path.starts_with('[') ? takeIndex(path, *step.slot, step.index) : "";
   if (!fault.empty()) return std::string(name) + placed(fault);
   if (path.empty()) return "";
-  if (!path.starts_with('.') || field.kind != Kind::table) {
+  if (!path.starts_with('.') || !step.isTable()) {
     return std::string(name) + ": it has no " + std::string(path);
   }
   path.remove_prefix(1);
@@ -88,18 +89,39 @@ const Slot* findSlot(const Table& table, std::string_view name) {
   return found == table.slots.end() ? nullptr : &*found;
 }
 
-std::string findField(const Table& table, std::string_view path, Field& field) {
+std::string findSteps(const Table& table, std::string_view path, std::vector<Step>& steps) {
   const std::string_view whole = path;
   const Table* in = &table;
-  u32 base = 0;
+  steps.clear();
   do {
     const std::string_view before = whole.substr(0, whole.size() - path.size());
-    const std::string fault = takeField(*in, path, base, field);
+    const std::string fault = takeStep(*in, path, steps.emplace_back());
     if (!fault.empty()) return std::string(before) + fault;
-    in = field.table;
-    base = field.offset;
+    in = steps.back().slot->table;
   } while (!path.empty());
   return "";
+}
+
+std::string findField(const Table& table, std::string_view path, Field& field) {
+  std::vector<Step> steps;
+  std::string fault = findSteps(table, path, steps);
+  if (!fault.empty()) return fault;
+  u32 base = 0;
+  for (const Step& step : steps) {
+    field = fieldOf(*step.slot, base);
+    // A record has only the buffer's pointer.
+    if (step.index && field.kind == Kind::buffer) {
+      return std::string(path.substr(0, path.rfind('['))) + ": " + notArray;
+    }
+    if (step.index) field = elementOf(field, *step.index);
+    base = field.offset;
+  }
+  return "";
+}
+
+std::string notInRange(std::string_view value, u64 largest) {
+  return (value.empty() ? "nothing" : std::string(value)) + ": not a whole number from 0 to " +
+         std::to_string(largest);
 }
 
 std::string_view nearest(std::string_view name, const std::vector<std::string_view>& candidates) {

@@ -3,6 +3,7 @@
 
 // From a field's name to its place in a record.
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,9 +38,31 @@ std::string placed(const std::string& fault);
 /// The slot of that name, nullptr where there is none.
 const Slot* findSlot(const Table& table, std::string_view name);
 
+/// A part of a path: a slot, or one of its elements.
+struct Step {
+  const Table* in;
+  const Slot* slot;
+  std::optional<u32> index;  ///< less than the array's count; of a buffer, any
+
+  bool isTable() const {
+    return slot->kind == Kind::table || (slot->kind == Kind::tables && index);
+  }
+};
+
+/// Takes a path such as "f3", "head.f0" or "f9[2].f0" apart. It may end in an element of a buffer.
+/// @return what is wrong, with the place in the path, or nothing
+std::string findSteps(const Table& table, std::string_view path, std::vector<Step>& steps);
+
 /// Finds the field of a path such as "f3", "head.f0" or "f9[2].f0".
 /// @return what is wrong, with the place in the path, or nothing
 std::string findField(const Table& table, std::string_view path, Field& field);
+
+/// The largest number of width bytes, at most 4.
+constexpr u64 largestOf(u32 width) {
+  return (u64{1} << (8 * width)) - 1;
+}
+/// "VALUE: not a whole number from 0 to LARGEST"
+std::string notInRange(std::string_view value, u64 largest);
 
 /// The candidate that takes the fewest changed, added and removed characters to become the name.
 /// There is at least one.

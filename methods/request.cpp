@@ -7,10 +7,6 @@
 namespace methods {
 namespace {
 
-u64 largest(u32 width) {
-  return (u64{1} << (8 * width)) - 1;
-}
-
 /// A scalar in the host's byte order.
 void store(u8* at, u32 width, u64 value) {
   const auto put = [at](auto word) { std::memcpy(at, &word, sizeof word); };
@@ -48,7 +44,8 @@ bool readHex(std::string_view text, std::vector<u8>& bytes) {
 }  // namespace
 
 std::string Request::setNumber(const Field& field, u64 value) {
-  if (value > largest(field.width)) return notInRange(std::to_string(value), field);
+  if (value > largestOf(field.width))
+    return notInRange(std::to_string(value), largestOf(field.width));
   store(at(field), field.width, value);
   return "";
 }
@@ -65,10 +62,10 @@ std::string Request::setHex(const Field& field, std::string_view text) {
 
 std::string Request::setNumbers(const Field& field, const std::vector<u64>& values) {
   const auto large =
-      std::ranges::find_if(values, [&](u64 value) { return value > largest(field.width); });
+      std::ranges::find_if(values, [&](u64 value) { return value > largestOf(field.width); });
   if (large != values.end()) {
     return brackets(static_cast<std::size_t>(large - values.begin())) + ": " +
-           notInRange(std::to_string(*large), field);
+           notInRange(std::to_string(*large), largestOf(field.width));
   }
   if (takesHex(field)) {
     std::vector<u8> bytes(values.size());
@@ -99,11 +96,6 @@ std::string Request::setBuffer(const Field& field, const std::vector<u8>& bytes)
   store(at(field), sizeof(u32), bytes.size());
   std::memcpy(at(field) + field.size - sizeof copy, &copy, sizeof copy);
   return "";
-}
-
-std::string notInRange(std::string_view value, const Field& field) {
-  return (value.empty() ? "nothing" : std::string(value)) + ": not a whole number from 0 to " +
-         std::to_string(largest(field.width));
 }
 
 std::string tooLong(std::size_t count, const Field& field) {

@@ -48,8 +48,6 @@ class Request {
   std::vector<std::unique_ptr<u8[]>> buffers_;
 };
 
-/// "VALUE: not a whole number from 0 to 255", for a scalar or an element.
-std::string notInRange(std::string_view value, const Field& field);
 /// "700 elements: the array has 6"
 std::string tooLong(std::size_t count, const Field& field);
 

@@ -17,7 +17,8 @@ bool readNumber(std::string_view text, u64& value) {
 
 std::string setNumber(const Field& field, std::string_view text, Request& request) {
   u64 value = 0;
-  return readNumber(text, value) ? request.setNumber(field, value) : notInRange(text, field);
+  return readNumber(text, value) ? request.setNumber(field, value)
+                                 : notInRange(text, largestOf(field.width));
 }
 
 std::string setList(const Field& field, std::string_view text, Request& request) {
@@ -25,7 +26,7 @@ std::string setList(const Field& field, std::string_view text, Request& request)
   for (;;) {
     const std::string_view one = text.substr(0, text.find(','));
     if (!readNumber(one, values.emplace_back())) {
-      return brackets(values.size() - 1) + ": " + notInRange(one, field);
+      return brackets(values.size() - 1) + ": " + notInRange(one, largestOf(field.width));
     }
     if (one.size() == text.size()) return request.setNumbers(field, values);
     text.remove_prefix(one.size() + 1);

@@ -4,8 +4,6 @@
 #include <charconv>
 #include <ctime>
 
-#include "methods/fields.h"
-
 namespace reader {
 namespace {
 
@@ -56,14 +54,6 @@ bool readStatus(const std::string& text, Choice& choice) {
   if (error != std::errc{} || end != last) return false;
   choice.status = status;
   return true;
-}
-
-/// Why a method's request has no number of that path.
-std::string whyNot(const std::string& method, const std::string& path) {
-  const methods::Method* const table = methods::find(method);
-  methods::Field field = {};
-  std::string why = table != nullptr ? methods::findField(*table->request, path, field) : "";
-  return why.empty() ? path + ": it is no number; an array takes an index" : why;
 }
 
 }  // namespace
@@ -166,30 +156,40 @@ bool Filter::doFieldsHold(const Call& call) {
 
 const Filter::Numbers& Filter::numbersOf(const std::string& method) {
   static const Numbers none;
-  const Schema::Method* const known = schema_.method(method);
+  const methods::Method* const known = methods::find(method);
   if (known == nullptr) return none;
-  const auto [place, isNew] = numbers_.try_emplace(known->name);
+  const auto [place, isNew] = numbers_.try_emplace(known);
   if (isNew) {
     for (const Condition& condition : choice_.where) {
-      place->second.push_back(Number::find(*known, condition.field));
+      Number number;
+      const bool isFound = Number::find(*known->request, condition.field, number).empty();
+      place->second.push_back(isFound ? std::optional(number) : std::nullopt);
     }
   }
   return place->second;
 }
 
-std::string Filter::fault() const {
-  if (numbers_.empty()) return "";
-  for (std::size_t i = 0; i < choice_.where.size(); ++i) {
-    const bool isKnown = std::any_of(numbers_.begin(), numbers_.end(),
-                                     [i](const auto& of) { return of.second[i].has_value(); });
-    if (isKnown) continue;
-    const std::string& method = numbers_.begin()->first;
+std::string Filter::fault(const Names& names) const {
+  std::vector<const methods::Method*> chosen;
+  for (const std::string& name : names) {
+    const bool isOfMethod = method_.empty() || name == method_;
+    const methods::Method* const known = isOfMethod ? methods::find(name) : nullptr;
+    if (known != nullptr) chosen.push_back(known);
+  }
+  for (const Condition& condition : choice_.where) {
+    Number number;
+    const auto whyNot = [&](const methods::Method* method) {
+      return Number::find(*method->request, condition.field, number);
+    };
+    const bool isKnown = std::any_of(chosen.begin(), chosen.end(),
+                                     [&](const auto* method) { return whyNot(method).empty(); });
+    if (isKnown || chosen.empty()) continue;
     return std::string("--where '")
-        .append(choice_.where[i].text)
+        .append(condition.text)
         .append("': no method of the recording has that number; ")
-        .append(method)
+        .append(chosen.front()->name)
         .append(": ")
-        .append(whyNot(method, choice_.where[i].field));
+        .append(whyNot(chosen.front()));
   }
   return "";
 }

@@ -62,12 +62,11 @@ std::string readChoice(std::string_view option, const std::string& value, Choice
 class Filter {
  public:
   /// @param method of the calls; empty: of any
-  Filter(const Schema& schema, const std::string& method, const Choice& choice)
-      : schema_(schema), method_(method), choice_(choice) {}
+  Filter(const std::string& method, const Choice& choice) : method_(method), choice_(choice) {}
   /// Whether the choice holds. To be asked for each call, in the recording's order.
   bool takes(const Call& call);
-  /// Why a condition could never hold: no method up to here has its field. Or nothing.
-  std::string fault() const;
+  /// Why a condition can never hold: none of the methods has its field. Or nothing.
+  std::string fault(const Names& names) const;
 
  private:
   using Numbers = std::vector<std::optional<Number>>;  // of each condition
@@ -76,11 +75,10 @@ class Filter {
   bool doFieldsHold(const Call& call);
   const Numbers& numbersOf(const std::string& method);
 
-  const Schema& schema_;
   const std::string& method_;
   const Choice& choice_;
-  std::map<std::string, Numbers> numbers_;  // of each method that the schema knows
-  std::uint64_t day_ = 0;                   // that of the first call
+  std::map<const methods::Method*, Numbers> numbers_;
+  std::uint64_t day_ = 0;  // that of the first call
   bool hasDay_ = false;
 };
 

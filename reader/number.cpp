@@ -1,8 +1,6 @@
 #include "reader/number.h"
 
-#include <charconv>
-
-#include "reader/walk.h"
+#include "methods/fields.h"
 
 namespace reader {
 namespace {
@@ -33,50 +31,26 @@ std::size_t offsetOf(Words& words, std::size_t table, std::size_t entry) {
   return entry + 2 <= words.at(vtable, 2) ? words.at(vtable + entry, 2) : 0;
 }
 
-/// Takes "[INDEX]" from the end of a word; false where it is no index.
-bool takeIndex(std::string_view& word, std::optional<std::uint32_t>& index) {
-  const std::size_t open = word.find('[');
-  if (open == std::string_view::npos) return true;
-  const std::string_view digits = word.substr(open + 1);
-  std::uint32_t value = 0;
-  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), value);
-  if (error != std::errc{} || std::string_view(end, digits.end()) != "]") return false;
-  index = value;
-  word = word.substr(0, open);
-  return true;
+/// The place of a step's field in the vtable.
+std::size_t entryOf(const methods::Step& step) {
+  return 4 + 2 * static_cast<std::size_t>(step.slot - step.in->slots.data());
 }
 
 }  // namespace
 
-/// Goes from a table to that of the field, nullptr for that of a number.
-std::optional<Number::Step> Number::stepTo(const flatbuffers::StructDef*& in,
-                                           std::string_view word) {
-  Step step = {};
-  if (in == nullptr || !takeIndex(word, step.index)) return std::nullopt;
-  const flatbuffers::FieldDef* const field = in->fields.Lookup(std::string(word));
-  if (field == nullptr) return std::nullopt;
-  flatbuffers::Type type = field->value.type;
-  const bool isVector = type.base_type == flatbuffers::BASE_TYPE_VECTOR;
-  if (isVector != step.index.has_value()) return std::nullopt;
-  if (isVector) type = type.VectorType();
-  step.entry = field->value.offset;
-  step.width = flatbuffers::IsScalar(type.base_type) ? flatbuffers::SizeOf(type.base_type) : 0;
-  in = step.width == 0 ? type.struct_def : nullptr;
-  return step;
-}
-
-std::optional<Number> Number::find(const Schema::Method& method, std::string_view path) {
-  Number found;
-  const flatbuffers::StructDef* in = method.request;
-  for (bool isLast = false; !isLast;) {
-    const std::string_view word = path.substr(0, path.find('.'));
-    isLast = word.size() == path.size();
-    path.remove_prefix(isLast ? word.size() : word.size() + 1);
-    const auto step = stepTo(in, word);
-    if (!step) return std::nullopt;
-    found.steps_.push_back(*step);
+std::string Number::find(const methods::Table& request, std::string_view path, Number& number) {
+  std::vector<methods::Step> steps;
+  std::string fault = methods::findSteps(request, path, steps);
+  if (!fault.empty()) return fault;
+  number.steps_.clear();
+  for (const methods::Step& step : steps) {
+    const std::size_t width = step.slot->table == nullptr ? step.slot->width : 0;
+    number.steps_.push_back({entryOf(step), width, step.index});
   }
-  return in == nullptr ? std::optional(found) : std::nullopt;
+  const methods::Step& last = steps.back();
+  const bool isNumber = last.index || last.slot->kind == methods::Kind::scalar;
+  if (isNumber && last.slot->table == nullptr) return "";
+  return std::string(path) + ": it is no number; an array takes an index";
 }
 
 std::optional<std::uint32_t> Number::in(Bytes message) const {

@@ -2,21 +2,28 @@
 #define READER_NUMBER_H
 
 #include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
-#include "reader/schema.h"
+#include "methods/methods.h"
+#include "reader/bytes.h"
 
 namespace reader {
 
 /// A number in a method's requests, found without a walk of the message.
 class Number {
  public:
-  /// The number of a path such as f3, head.f0, f1[2] or f11[3].f0[1]; nothing where the method's
-  /// request has none of that name.
-  static std::optional<Number> find(const Schema::Method& method, std::string_view path);
+  /// Finds the number of a path such as f3, head.f0, f1[2] or f11[3].f0[1] in a method's request.
+  /// @return what is wrong, with the place in the path, or nothing
+  static std::string find(const methods::Table& request, std::string_view path, Number& number);
 
   /// Its value in a message, which may be damaged: nothing where the message does not have it. An
   /// absent scalar is 0.
   std::optional<std::uint32_t> in(Bytes message) const;
+
+  /// Bytes of it: 1, 2 or 4.
+  std::size_t width() const { return steps_.back().width; }
 
  private:
   struct Step {
@@ -24,7 +31,6 @@ class Number {
     std::size_t width;  // of the number, in bytes; 0 for a table
     std::optional<std::uint32_t> index;
   };
-  static std::optional<Step> stepTo(const flatbuffers::StructDef*& in, std::string_view word);
 
   std::vector<Step> steps_;
 };

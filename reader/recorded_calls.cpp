@@ -9,6 +9,7 @@ namespace {
 constexpr std::uint64_t nearPackets = 4'096;
 constexpr std::size_t mostBytes = std::size_t{65} << 20;  // of a message
 constexpr std::uint64_t nearBytes = mostBytes + mostBytes / 2;
+constexpr std::size_t mostMethods = 1'000;
 
 Call::End endOf(const Packet& packet) {
   return {packet.time, static_cast<std::uint32_t>(packet.number)};
@@ -41,6 +42,7 @@ void RecordedCalls::findFarEnds() {
     if (packet.kind == PacketKind::request) {
       ++here_.number;
       open_[key] = here_;
+      note(packet.method);
     } else if (packet.kind == PacketKind::end) {
       const auto found = open_.find(key);
       if (found == open_.end()) continue;
@@ -48,6 +50,10 @@ void RecordedCalls::findFarEnds() {
       open_.erase(found);
     }
   }
+}
+
+void RecordedCalls::note(std::string_view method) {
+  if (methods_.size() < mostMethods && !methods_.contains(method)) methods_.emplace(method);
 }
 
 bool RecordedCalls::next(Call& call) {

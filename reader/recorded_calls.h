@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <optional>
+#include <set>
 #include <unordered_map>
 
 #include "reader/recording.h"
@@ -32,6 +33,9 @@ struct Call {
   bool isWhole() const { return message.size() == size; }
 };
 
+/// Names of methods.
+using Names = std::set<std::string, std::less<>>;
+
 /// The calls of a recording, in the order of their requests. The recording is read twice: first for
 /// ends that are far from their requests. Takes memory for a few thousand calls, of
 /// 100 MB of requests at most, and 100 bytes for each more that runs at the same time or has no
@@ -45,6 +49,8 @@ class RecordedCalls {
   /// The next call, false behind the last one.
   bool next(Call& call);
 
+  /// The methods that it calls, 1,000 at most; all are known before the first call.
+  const Names& methods() const { return methods_; }
   /// Packets that could not be written, as the recording states, up to here.
   std::uint64_t missing() const { return missing_; }
   /// Ends whose requests the recording does not have, up to here.
@@ -73,6 +79,7 @@ class RecordedCalls {
   };
 
   void findFarEnds();
+  void note(std::string_view method);
   bool isReady(const Waiting& waiting) const;
   void take(const Packet& packet);
   void request(const Packet& packet);
@@ -86,6 +93,7 @@ class RecordedCalls {
   Open open_;
   std::unordered_map<std::uint64_t, Call::End> far_;  // by the call's number
   std::deque<Waiting> waiting_;
+  Names methods_;
   Place here_ = {};
   std::uint64_t missing_ = 0;
   std::uint64_t endsAlone_ = 0;

@@ -147,6 +147,7 @@ PacketFile::PacketFile(PacketFile&& other) noexcept
       packets_(std::move(other.packets_)),
       damage_(std::move(other.damage_)),
       foreign_(other.foreign_),
+      firstForeign_(other.firstForeign_),
       read_(other.read_),
       file_(std::exchange(other.file_, -1)) {}
 
@@ -192,7 +193,8 @@ std::string PacketFile::rewind() {
   damage_.clear();
   foreign_ = read_ = 0;
   ::lseek(file_, 0, SEEK_SET);
-  std::FILE* const stream = ::fdopen(::fcntl(file_, F_DUPFD_CLOEXEC, 0), "rb");
+  const int copy = ::fcntl(file_, F_DUPFD_CLOEXEC, 0);
+  std::FILE* const stream = copy < 0 ? nullptr : ::fdopen(copy, "rb");
   if (stream == nullptr) return error();
   buffer_.resize(pieceSize);
   std::setvbuf(stream, buffer_.data(), _IOFBF, buffer_.size());
@@ -212,7 +214,7 @@ std::string PacketFile::rewind() {
 bool PacketFile::next(Packet& packet) {
   for (bool isOurs = false; packets_ != nullptr && read(packet, isOurs);) {
     if (isOurs) return true;
-    ++foreign_;
+    if (++foreign_ == 1) firstForeign_ = read_;
   }
   return false;
 }
@@ -233,6 +235,14 @@ bool PacketFile::read(Packet& packet, bool& isOurs) {
   }
   ++read_;
   return true;
+}
+
+std::string PacketFile::foreign() const {
+  if (foreign_ == 0) return "";
+  const std::string first = std::to_string(firstForeign_);
+  if (foreign_ == 1) return "packet " + first + " is of no recording, and left out";
+  return std::to_string(foreign_) +
+         " packets are of no recording, and left out; the first is packet " + first;
 }
 
 /// Reads the file once more for the place: to ask for it at each packet takes most of the time.

@@ -66,8 +66,9 @@ class PacketFile {
   const std::string& path() const { return path_; }
   /// Where and how the file is damaged, known behind the last packet; empty: it is not.
   const std::string& damage() const { return damage_; }
-  /// Packets that are not of a recording, up to here.
-  std::uint64_t foreign() const { return foreign_; }
+  /// How many packets are not of a recording, up to here, and the first one's number in the file,
+  /// as words; empty: none.
+  std::string foreign() const;
 
  private:
   std::string spool(std::span<const std::uint8_t> start);
@@ -81,8 +82,9 @@ class PacketFile {
   std::vector<char> buffer_;  // of what is read through
   std::unique_ptr<pcap, Close> packets_;
   std::string damage_;
-  std::uint64_t foreign_ = 0;
-  std::uint64_t read_ = 0;  // packets
+  std::uint64_t foreign_ = 0;       // packets
+  std::uint64_t firstForeign_ = 0;  // its number
+  std::uint64_t read_ = 0;          // packets
   int file_ = -1;
 };
 

@@ -3,17 +3,15 @@
 
 #include <flatbuffers/idl.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace reader {
+#include "reader/bytes.h"
 
-using Bytes = std::span<const std::uint8_t>;
+namespace reader {
 
 /// Receives a text piece by piece: that of a large message is ten times as long.
 using Write = std::function<void(std::string_view)>;

@@ -3,7 +3,6 @@
 #include <flatbuffers/flatbuffers.h>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace reader {
 namespace {
@@ -37,10 +36,19 @@ std::optional<std::uint32_t> fixedCount(const FieldDef& field) {
   return static_cast<std::uint32_t>(std::stoul(count->constant));
 }
 
+/// In hexadecimal; printf() is slow for every item of a message.
+std::string hex(std::size_t value, std::size_t digits) {
+  std::string text;
+  for (; value > 0 || text.size() < digits; value /= 16) text += "0123456789ABCDEF"[value % 16];
+  std::reverse(text.begin(), text.end());
+  return text;
+}
+
 std::string scalarText(flatbuffers::BaseType type, std::uint32_t value) {
-  char hex[16] = "";
-  if (value > 9) std::snprintf(hex, sizeof hex, " (0x%X)", value);
-  return flatbuffers::kTypeNames[type] + (' ' + std::to_string(value)) + hex;
+  std::string text = flatbuffers::kTypeNames[type];
+  text.append(1, ' ').append(std::to_string(value));
+  if (value > 9) text.append(" (0x").append(hex(value, 1)).append(1, ')');
+  return text;
 }
 
 /// The walk's position: the table or field that it follows.
@@ -310,16 +318,8 @@ std::vector<const Item*> byPosition(const std::vector<Item>& items) {
   return sorted;
 }
 
-std::uint32_t number(const std::uint8_t* bytes, std::size_t width) {
-  std::uint32_t value = 0;
-  for (std::size_t byte = width; byte-- > 0;) value = value << 8 | bytes[byte];
-  return value;
-}
-
 std::string at(std::size_t position) {
-  char text[24];
-  std::snprintf(text, sizeof text, "+%02zX", position);
-  return text;
+  return '+' + hex(position, 2);
 }
 
 }  // namespace reader

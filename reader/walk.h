@@ -67,9 +67,6 @@ std::optional<Fault> walk(const Schema::Method& method, Bytes message, std::vect
 /// The items that have bytes, in the order of their bytes.
 std::vector<const Item*> byPosition(const std::vector<Item>& items);
 
-/// An unsigned number of width bytes, at most 4.
-std::uint32_t number(const std::uint8_t* bytes, std::size_t width);
-
 /// A position as it is displayed: "+2D".
 std::string at(std::size_t position);
 

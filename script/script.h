@@ -42,11 +42,17 @@ class Script {
   /// Takes a request without damage: the first rule that fits counts it.
   /// @return that rule's answer; nothing where no rule fits, or the one that does has no answers
   std::optional<Answer> take(std::string_view method, std::span<const std::uint8_t> message);
+  /// The same at a given time; times do not go back.
+  std::optional<Answer> take(std::string_view method, std::span<const std::uint8_t> message,
+                             std::chrono::steady_clock::time_point now);
+  /// Forgets what came: no rule has counted anything, each begins with its first answer.
+  void restart();
 
   /// Whether every rule has counted what it expects.
   bool isAsExpected() const;
   /// What each rule with an expectation expects and has counted, as lines without the last line
-  /// end; empty where no rule expects anything.
+  /// end; empty where no rule expects anything. Each line is complete in itself and, where the two
+  /// differ, ends with "DIFFERS".
   std::string report() const;
 
  private:

@@ -10,7 +10,7 @@ cd "$(dirname "$0")/.."
 [ "$(id -u)" -eq 0 ] || { echo "package.sh: runs as root, to make a root and enter it" >&2; exit 2; }
 foreign arm64
 need "${build_packages[@]}" "${grpc_packages[@]}" libgrpc++-dev:arm64 libssl-dev:arm64 libflatbuffers-dev:arm64 \
-  libpcap-dev:arm64 g++-aarch64-linux-gnu build-essential debhelper dh-python dpkg-dev git lintian man-db debootstrap util-linux
+  libpcap-dev:arm64 libcpp-httplib-dev:arm64 g++-aarch64-linux-gnu build-essential debhelper dh-python dpkg-dev git lintian man-db debootstrap util-linux
 
 out=$PWD/build/packages
 root=$out/root

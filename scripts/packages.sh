@@ -45,6 +45,6 @@ build_packages=(cmake ninja-build gcc g++ libc6-dev)
 # Of the delivery over gRPC and the programs; a build without them leaves them out. libprotobuf-dev has a
 # header that generated services include.
 grpc_packages=(libgrpc++-dev libssl-dev libflatbuffers-dev flatbuffers-compiler libpcap-dev libprotobuf-dev
-  nlohmann-json3-dev)
-test_packages=("${grpc_packages[@]}" binutils libgtest-dev python3-flatbuffers python3-grpcio python3-pytest openssl
-  tshark valgrind pkg-config chromium)
+  nlohmann-json3-dev libcpp-httplib-dev)
+test_packages=("${grpc_packages[@]}" binutils libgtest-dev python3-flatbuffers python3-grpcio python3-jsonschema
+  python3-pytest openssl tshark valgrind pkg-config chromium)

@@ -23,20 +23,22 @@ std::string lineOf(const Answer& answer) {
   return line.dump(-1, ' ', false, Handler::replace) + '\n';
 }
 
-void Calls::make(const Entry& entry) {
+void Calls::make(std::shared_ptr<const Entry> entry) {
+  const Entry& made = *entry;
   Call* call = nullptr;
   {
     const std::lock_guard lock(mutex_);
-    call = &calls_.emplace_back(Call{*this, entry, Clock::time_point(), false});
+    call = &calls_.emplace_back(Call{*this, *made.method, entry, Clock::time_point()});
     ++open_;
   }
-  u32 status = submit(*call);
+  u32 status = submit(made, *call);
   // The limit is one of calls that do not wait; from another, it is the service's own status.
-  if (entry.variant != Variant::sync && library_.isBusy(status)) {
+  if (made.variant != Variant::sync && library_.isBusy(status)) {
     library_.drain(static_cast<u32>(longest_.count()));
-    status = submit(*call);
+    status = submit(made, *call);
   }
-  if (entry.variant != Variant::async || status != 0) end(*call, status);
+  if (made.variant != Variant::async || status != 0) end(*call, status);
+  if (made.variant != Variant::async) calls_.pop_back();
 }
 
 std::deque<Answer> Calls::take() {
@@ -61,11 +63,11 @@ std::size_t Calls::open() {
   return open_;
 }
 
-u32 Calls::submit(Call& call) const {
-  const void* const request = call.entry.request.data();
-  const Exports& exports = library_.of(*call.entry.method);
+u32 Calls::submit(const Entry& entry, Call& call) const {
+  const void* const request = entry.request.data();
+  const Exports& exports = library_.of(*entry.method);
   call.begin = Clock::now();
-  switch (call.entry.variant) {
+  switch (entry.variant) {
     case Variant::async:
       return exports.async(request, onEnd, &call, nullptr);
     case Variant::oneway:
@@ -77,10 +79,10 @@ u32 Calls::submit(Call& call) const {
 
 void Calls::end(Call& call, u32 status) {
   const auto time = duration_cast<microseconds>(Clock::now() - call.begin);
-  Answer answer{&call.entry, status, library_.meaning(*call.entry.method, status), time};
+  std::string meaning = library_.meaning(call.method, status);
   const std::lock_guard lock(mutex_);
-  if (std::exchange(call.isAnswered, true)) return;
-  answers_.push_back(std::move(answer));
+  if (call.entry == nullptr) return;
+  answers_.push_back({std::move(call.entry), status, std::move(meaning), time});
   --open_;
   come_.notify_one();
 }

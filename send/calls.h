@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -20,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 
 /// The end of a call.
 struct Answer {
-  const Entry* entry;
+  std::shared_ptr<const Entry> entry;
   u32 status;
   std::string meaning;
   std::chrono::microseconds time;
@@ -38,8 +39,8 @@ class Calls {
       : library_(library), longest_(longest) {}
 
   /// Makes an entry's call; a synchronous one has been answered then. Waits where the platform has
-  /// too many under way.
-  void make(const Entry& entry);
+  /// too many under way. The entry is kept until its answer was taken.
+  void make(std::shared_ptr<const Entry> entry);
   /// The answers that have come since the last time.
   std::deque<Answer> take();
   /// The same, once there are some, or at that time.
@@ -52,12 +53,12 @@ class Calls {
  private:
   struct Call {
     Calls& calls;
-    const Entry& entry;
+    const methods::Method& method;
+    std::shared_ptr<const Entry> entry;  // nullptr: it has been answered
     Clock::time_point begin;
-    bool isAnswered;
   };
 
-  u32 submit(Call& call) const;
+  u32 submit(const Entry& entry, Call& call) const;
   void end(Call& call, u32 status);
   static void onEnd(u32 status, void* call);
 
@@ -65,7 +66,7 @@ class Calls {
   const std::chrono::milliseconds longest_;
   std::mutex mutex_;
   std::condition_variable come_;
-  std::deque<Call> calls_;
+  std::deque<Call> calls_;  // asynchronous ones that have ended as well: some end twice
   std::deque<Answer> answers_;
   std::size_t open_ = 0;
 };

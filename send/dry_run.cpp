@@ -14,45 +14,60 @@ bool writeOne(const Encoded& message, const std::string& path) {
   return output.close();
 }
 
-bool capture(shared::Capture& captures, const Encoded& message, const char* method) {
-  const std::span<const u8> none;
-  return captures.write(method, message.isFull ? none : message.bytes(),
-                        message.isFull ? message.bytes() : none) == TARN_STATUS_OK;
-}
+class DryRun {
+ public:
+  DryRun(const Library& library, const Options& options)
+      : library_(library),
+        options_(options),
+        isChecked_(options.replay.isChecked),
+        isWritten_(!isChecked_ || !options.output.empty()) {}
 
-/// Prints what differs from the recording; returns whether nothing does.
-bool check(const Library& library, const std::vector<Entry>& entries) {
-  shared::Output output("");
-  bool isSame = true;
-  for (const Entry& entry : entries) {
-    const std::string line = messageDifference(library, entry);
-    output.write(line);
-    isSame = isSame && line.empty();
+  bool run(Requests& requests) {
+    const bool toFolder = isWritten_ && options_.isSeveral();
+    if (toFolder && captures_.setDir(options_.output.c_str()) != TARN_STATUS_OK) return false;
+    bool isFine = true;
+    while (const auto entry = isFine ? requests.next() : nullptr) {
+      if (isChecked_) check(*entry);
+      isFine = !isWritten_ || write(*entry);
+    }
+    const bool isShown = !isChecked_ || differences_.close();
+    return isShown && isFine && isSame_;
   }
-  return output.close() && isSame;
-}
 
-bool writeAll(const Library& library, const Options& options, const std::vector<Entry>& entries) {
-  shared::Capture captures;
-  const bool toFolder = options.isSeveral();
-  if (toFolder && captures.setDir(options.output.c_str()) != TARN_STATUS_OK) return false;
-  for (const Entry& entry : entries) {
+ private:
+  /// Prints what differs from the recording.
+  void check(const Entry& entry) {
+    const std::string line = messageDifference(library_, entry);
+    differences_.write(line);
+    isSame_ = isSame_ && line.empty();
+  }
+
+  bool write(const Entry& entry) {
     Encoded message;
-    if (!encode(library, options.channel.full, entry, message)) return false;
-    const bool written = toFolder ? capture(captures, message, entry.method->name)
-                                  : writeOne(message, options.output);
-    if (!written) return false;
+    if (!encode(library_, options_.channel.full, entry, message)) return false;
+    return options_.isSeveral() ? capture(message, entry.method->name)
+                                : writeOne(message, options_.output);
   }
-  return true;
-}
+
+  bool capture(const Encoded& message, const char* method) {
+    const std::span<const u8> none;
+    return captures_.write(method, message.isFull ? none : message.bytes(),
+                           message.isFull ? message.bytes() : none) == TARN_STATUS_OK;
+  }
+
+  const Library& library_;
+  const Options& options_;
+  const bool isChecked_;
+  const bool isWritten_;
+  shared::Capture captures_;
+  shared::Output differences_{""};
+  bool isSame_ = true;
+};
 
 }  // namespace
 
-bool encodeAll(const Library& library, const Options& options, const std::vector<Entry>& entries) {
-  const bool isChecked = options.replay.isChecked;
-  const bool isSame = !isChecked || check(library, entries);
-  const bool isWritten = isChecked && options.output.empty();
-  return (isWritten || writeAll(library, options, entries)) && isSame;
+bool encodeAll(const Library& library, const Options& options, Requests& requests) {
+  return DryRun(library, options).run(requests);
 }
 
 }  // namespace send

@@ -9,7 +9,7 @@ namespace send {
 /// folder as captures are written. Of a replay that is checked, prints what differs, and writes the
 /// messages only where the options state a place.
 /// @return whether all was written and nothing differs; what failed has been reported
-bool encodeAll(const Library& library, const Options& options, const std::vector<Entry>& entries);
+bool encodeAll(const Library& library, const Options& options, Requests& requests);
 
 }  // namespace send
 

@@ -119,6 +119,11 @@ std::string readFirst(const std::string& word, Entry& entry) {
 
 }  // namespace
 
+std::shared_ptr<const Entry> ReadRequests::next() {
+  if (at_ == entries_.size()) return nullptr;
+  return std::make_shared<const Entry>(std::move(entries_[at_++]));
+}
+
 bool findVariant(std::string_view name, Variant& variant) {
   const auto found = std::ranges::find(variants, name);
   if (found != std::end(variants)) variant = static_cast<Variant>(found - std::begin(variants));

@@ -3,6 +3,7 @@
 
 // Requests to be sent: read and checked, before the first of them is sent.
 
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -33,6 +34,32 @@ struct Entry {
   Variant variant = Variant::sync;
   std::size_t line = 0;  ///< where it stands in its file, from 1
   std::optional<Recorded> recorded;
+};
+
+/// Requests to be sent, in their order, once.
+class Requests {
+ public:
+  Requests() = default;
+  Requests(const Requests&) = delete;
+  Requests& operator=(const Requests&) = delete;
+  virtual ~Requests() = default;
+
+  /// The next one, nullptr behind the last.
+  virtual std::shared_ptr<const Entry> next() = 0;
+  /// How many there are in all.
+  virtual std::size_t size() const = 0;
+};
+
+/// Requests that are in memory.
+class ReadRequests : public Requests {
+ public:
+  explicit ReadRequests(std::vector<Entry>&& entries) : entries_(std::move(entries)) {}
+  std::shared_ptr<const Entry> next() override;
+  std::size_t size() const override { return entries_.size(); }
+
+ private:
+  std::vector<Entry> entries_;
+  std::size_t at_ = 0;
 };
 
 /// Finds the variant of that name; returns whether there is one.

@@ -160,7 +160,7 @@ double LoadResult::rate() const {
 bool LoadResult::isSuccess() const {
   const bool allZero =
       std::ranges::all_of(statuses, [](const Status& status) { return status.status == 0; });
-  return allZero && otherStatuses == 0 && notStarted == 0 && neverEnded == 0;
+  return calls > 0 && allZero && otherStatuses == 0 && notStarted == 0 && neverEnded == 0;
 }
 
 LoadResult resultOf(const Load& load, const LoadPlan& plan,

@@ -34,7 +34,7 @@ struct LoadResult {
   u64 ended() const { return calls - neverEnded; }
   /// How many of them ended in a second.
   double rate() const;
-  /// Whether every call that was due returned 0.
+  /// Whether there were calls, and every one that was due returned 0.
   bool isSuccess() const;
 };
 

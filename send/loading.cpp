@@ -7,6 +7,7 @@
 #include "send/load_report.h"
 #include "send/sending.h"
 #include "shared/output.h"
+#include "shared/report.h"
 
 namespace send {
 namespace {
@@ -28,10 +29,18 @@ LoadCall callOf(const Exports& exports, const Entry& entry) {
           false};
 }
 
-std::vector<LoadCall> callsOf(const Library& library, const std::vector<Entry>& requests) {
+using Entries = std::vector<std::shared_ptr<const Entry>>;
+
+Entries readAll(Requests& requests) {
+  Entries entries;
+  while (auto entry = requests.next()) entries.push_back(std::move(entry));
+  return entries;
+}
+
+std::vector<LoadCall> callsOf(const Library& library, const Entries& entries) {
   std::vector<LoadCall> calls;
-  calls.reserve(requests.size());
-  for (const Entry& entry : requests) calls.push_back(callOf(library.of(*entry.method), entry));
+  calls.reserve(entries.size());
+  for (const auto& entry : entries) calls.push_back(callOf(library.of(*entry->method), *entry));
   return calls;
 }
 
@@ -48,23 +57,24 @@ u64 intervalOf(const LoadPlan& plan) {
 
 }  // namespace
 
-bool runLoad(const Library& library, const std::vector<Entry>& requests,
-             const LoadOptions& options) {
+bool runLoad(const Library& library, Requests& requests, const LoadOptions& options) {
   Output page(options.page);
   if (!options.page.empty() && !page.start()) return false;
   LoadPlan plan = options.plan();
   plan.patience = static_cast<u64>(longestCall().count()) * millisecond;
-  // Neither is ever destroyed: a callback may run while the process ends.
+  // None is ever destroyed: a callback may run while the process ends.
+  static auto& entries = *new Entries(readAll(requests));
   static auto& clock = *new MonotonicClock;
-  static auto& load = *new Load(plan, callsOf(library, requests), clock);
+  static auto& load = *new Load(plan, callsOf(library, entries), clock);
   Watch watch(load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);
   load.send();
   if (load.settle()) library.drain(static_cast<u32>(longestCall().count()));  // one-way messages
-  const auto meaning = [&](u32 status) { return library.meaning(*requests[0].method, status); };
+  const auto meaning = [&](u32 status) { return library.meaning(*entries[0]->method, status); };
   LoadResult result = resultOf(load, plan, meaning);
   result.samples = watch.finish();
   result.isInterrupted = watch.wasInterrupted();
 
+  if (result.calls == 0) shared::report("no call was started in so short a time");
   Output output("");
   output.write(options.isJson ? toText(loadJson(result)) + '\n' : loadText(result));
   if (!options.page.empty()) page.write(loadPage(result));

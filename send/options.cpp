@@ -46,9 +46,14 @@ bool findMethod(const std::string& name, Options& options) {
   return false;
 }
 
+bool refuseWord(const char* word) {
+  report("%s beside an option that sends nothing", word);
+  return false;
+}
+
 /// What stands behind the options: a method and its request, more recordings, or nothing.
 bool readRest(int count, char** rest, Options& options) {
-  if (options.task > Task::load) return true;
+  if (options.task > Task::load) return count == 0 || refuseWord(rest[0]);
   if (!options.replay.files.empty()) {
     options.replay.files.insert(options.replay.files.end(), rest, rest + count);
     return true;

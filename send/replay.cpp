@@ -10,39 +10,61 @@ namespace {
 
 using shared::report;
 
-class Replay {
+class Replay : public Requests {
  public:
-  Replay(const ReplayOptions& options, const reader::Schema& schema)
-      : options_(options),
-        schema_(schema),
-        filter_(schema, options.method, options.choice),
-        calls_(recording_) {}
+  explicit Replay(const ReplayOptions& options)
+      : options_(options), filter_(options.method, options.choice), calls_(recording_) {}
 
   /// Returns what keeps all of it from being read, or nothing.
   std::string open() {
+    std::string fault = schema_.load();
     for (const std::string& file : options_.files) {
-      std::string fault = recording_.add(file);
+      if (!fault.empty()) return fault;
+      fault = recording_.add(file);
       if (!fault.empty()) return fault.insert(0, file + ": ");
     }
-    return calls_.rewind();
+    if (fault.empty()) fault = calls_.rewind();
+    return fault.empty() ? filter_.fault(calls_.methods()) : fault;
   }
 
-  bool read(bool keepsGoing, std::vector<Entry>& entries) {
+  /// Reads all calls, reports what is not sound, and goes to the first call.
+  bool check(bool keepsGoing) {
     bool isSound = true;
-    for (reader::Call call; (isSound || keepsGoing) && calls_.next(call);) {
-      if (!filter_.takes(call)) continue;
-      Entry& entry = entries.emplace_back();
+    for (reader::Call call; (isSound || keepsGoing) && nextChosen(call);) {
+      Entry entry;
       const std::string fault = fill(call, entry);
-      if (fault.empty()) continue;
-      entries.pop_back();
-      refuse(call, fault);
-      isSound = false;
+      if (!fault.empty()) refuse(call, fault);
+      isSound = isSound && fault.empty();
+      size_ += fault.empty() ? 1 : 0;
     }
     if (!isSound && !keepsGoing) return false;
-    return reportFiles() && isChoiceSound() && isSound;
+    isSound = reportFiles() && isSound;
+    const std::string fault = calls_.rewind();
+    if (!fault.empty()) report("%s", fault.c_str());
+    return isSound && fault.empty();
   }
 
+  std::shared_ptr<const Entry> next() override {
+    // A recording that still grows may have more by now.
+    for (reader::Call call; made_ < size_ && nextChosen(call);) {
+      const auto entry = std::make_shared<Entry>();
+      if (!fill(call, *entry).empty()) continue;
+      ++made_;
+      return entry;
+    }
+    return nullptr;
+  }
+
+  std::size_t size() const override { return size_; }
+
  private:
+  bool nextChosen(reader::Call& call) {
+    while (calls_.next(call)) {
+      if (filter_.takes(call)) return true;
+    }
+    return false;
+  }
+
   std::string fill(reader::Call& call, Entry& entry) {
     entry.method = methods::find(call.method);
     const reader::Schema::Method* const method = schema_.method(call.method);
@@ -63,12 +85,6 @@ class Replay {
     return fault;
   }
 
-  bool isChoiceSound() const {
-    const std::string fault = filter_.fault();
-    if (!fault.empty()) report("%s", fault.c_str());
-    return fault.empty();
-  }
-
   void refuse(const reader::Call& call, const std::string& fault) const {
     const std::string name =
         options_.files.size() == 1 ? options_.files[0] : std::string("recordings");
@@ -80,6 +96,8 @@ class Replay {
   bool reportFiles() const {
     bool areSound = true;
     for (const reader::PacketFile& file : recording_.files()) {
+      const std::string foreign = file.foreign();
+      if (!foreign.empty()) report("%s: %s", file.path().c_str(), foreign.c_str());
       if (file.damage().empty()) continue;
       report("%s: damaged at %s", file.path().c_str(), file.damage().c_str());
       areSound = false;
@@ -92,23 +110,23 @@ class Replay {
   }
 
   const ReplayOptions& options_;
-  const reader::Schema& schema_;
+  reader::Schema schema_{-1};
   reader::Recording recording_;
   reader::Filter filter_;
   reader::RecordedCalls calls_;
   std::vector<reader::Item> items_;
+  std::size_t size_ = 0;  // calls that can be made
+  std::size_t made_ = 0;
 };
 
 }  // namespace
 
-bool readReplay(const ReplayOptions& options, bool keepsGoing, std::vector<Entry>& entries) {
-  static auto& schema = *new reader::Schema(-1);  // entries refer to it
-  std::string fault = schema.load();
-  Replay replay(options, schema);
-  if (fault.empty()) fault = replay.open();
-  if (fault.empty()) return replay.read(keepsGoing, entries);
-  report("%s", fault.c_str());
-  return false;
+std::unique_ptr<Requests> readReplay(const ReplayOptions& options, bool keepsGoing, bool& isSound) {
+  auto replay = std::make_unique<Replay>(options);
+  const std::string fault = replay->open();
+  if (!fault.empty()) report("%s", fault.c_str());
+  isSound = fault.empty() && replay->check(keepsGoing);
+  return isSound || (fault.empty() && keepsGoing) ? std::move(replay) : nullptr;
 }
 
 }  // namespace send

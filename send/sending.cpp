@@ -28,31 +28,31 @@ class Sending {
         isChecked_(options.replay.isChecked),
         pace_(options.replay.speed) {}
 
-  bool send(const std::vector<Entry>& entries) {
-    const std::size_t made = make(entries);
+  bool send(Requests& requests) {
+    const std::size_t made = make(requests);
     awaitAll();
     const std::size_t missing = calls_.open();
     if (missing > 0) {
       shared::report("%zu call%s not answered", missing, missing == 1 ? " was" : "s were");
     }
     if (options_.isSeveral()) {
-      shared::report("%zu of %zu requests sent%s%s", made, entries.size(),
+      shared::report("%zu of %zu requests sent%s%s", made, requests.size(),
                      counts_.empty() ? "" : ": ", sumOf(counts_).c_str());
     }
     if (isChecked_) {
       shared::report("%zu difference%s from what is recorded", wrong_, wrong_ == 1 ? "" : "s");
     }
-    return output_.close() && wrong_ == 0 && missing == 0 && made == entries.size();
+    return output_.close() && wrong_ == 0 && missing == 0 && made == requests.size();
   }
 
  private:
   /// Returns how many calls were made.
-  std::size_t make(const std::vector<Entry>& entries) {
+  std::size_t make(Requests& requests) {
     std::size_t made = 0;
-    for (const Entry& entry : entries) {
-      if (isChecked_) writeDifference(messageDifference(library_, entry));
-      if (!awaitTurn(entry)) break;
-      calls_.make(entry);
+    while (auto entry = requests.next()) {
+      if (isChecked_) writeDifference(messageDifference(library_, *entry));
+      if (!awaitTurn(*entry)) break;
+      calls_.make(std::move(entry));
       ++made;
       if (!print(calls_.take())) break;
     }
@@ -118,8 +118,8 @@ milliseconds longestCall() {
   return (stated > milliseconds(0) && stated <= longest ? stated : usual) + margin;
 }
 
-bool sendAll(const Library& library, const Options& options, const std::vector<Entry>& entries) {
-  return Sending(library, options).send(entries);
+bool sendAll(const Library& library, const Options& options, Requests& requests) {
+  return Sending(library, options).send(requests);
 }
 
 }  // namespace send

@@ -13,7 +13,7 @@ std::chrono::milliseconds longestCall();
 /// Sends the requests in their order, and prints each answer; of lines, a summary on stderr. After
 /// a call that did not return 0 none is made, unless the options say so.
 /// @return whether all calls were made and returned 0; what else has failed is reported
-bool sendAll(const Library& library, const Options& options, const std::vector<Entry>& entries);
+bool sendAll(const Library& library, const Options& options, Requests& requests);
 
 }  // namespace send
 

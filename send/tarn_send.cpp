@@ -1,6 +1,8 @@
 // tarn-send: sends requests of MqcFesIntf from the shell, through whichever platform it loads.
 
 #include <exception>
+#include <memory>
+#include <utility>
 
 #include "send/dry_run.h"
 #include "send/listing.h"
@@ -19,6 +21,7 @@ namespace {
 
 using send::Entry;
 using send::Options;
+using send::Requests;
 using send::Task;
 using shared::report;
 
@@ -42,7 +45,8 @@ std::string nameOfInput(const Options& options) {
   return options.file == "-" ? "stdin" : options.file;
 }
 
-std::string readRequests(const Options& options, std::vector<Entry>& entries) {
+/// Reads the request of the command line, or lines.
+std::string readEntries(const Options& options, std::vector<Entry>& entries) {
   if (options.file.empty()) {
     entries.push_back({nullptr, {}, options.variant, 0, {}});
     return send::readOne(*options.method, options.words, entries.back());
@@ -53,36 +57,42 @@ std::string readRequests(const Options& options, std::vector<Entry>& entries) {
   return send::readLines(text, nameOfInput(options), options.variant, entries);
 }
 
-/// Returns whether all requests are sound; which are not has been reported.
-bool readEntries(const Options& options, std::vector<Entry>& entries) {
-  const bool isReplay = !options.replay.files.empty();
-  const bool areSound = isReplay ? send::readReplay(options.replay, options.keepGoing, entries)
-                                 : isSound(readRequests(options, entries));
-  const bool mayBeEmpty = !isReplay && options.task != Task::load;
-  if (!areSound || mayBeEmpty || !entries.empty()) return areSound;
+/// The requests that can be sent, of which those that cannot have been reported; nullptr where none
+/// should be.
+std::unique_ptr<Requests> readRequests(const Options& options, bool& areSound) {
+  if (!options.replay.files.empty()) {
+    return send::readReplay(options.replay, options.keepGoing, areSound);
+  }
+  std::vector<Entry> entries;
+  areSound = isSound(readEntries(options, entries));
+  return areSound ? std::make_unique<send::ReadRequests>(std::move(entries)) : nullptr;
+}
+
+/// Whether there is something to do.
+bool isEnough(const Options& options, const Requests& requests) {
+  const bool mayBeEmpty = options.replay.files.empty() && options.task != Task::load;
+  if (mayBeEmpty || requests.size() > 0) return true;
   report("%s: no request to send", nameOfInput(options).c_str());
   return false;
 }
 
 /// Does with the requests what the options ask for.
-bool handle(const send::Library& library, const Options& options,
-            const std::vector<Entry>& entries) {
-  if (options.task == Task::dryRun) return send::encodeAll(library, options, entries);
-  if (options.task == Task::load) return send::runLoad(library, entries, options.load);
-  return send::sendAll(library, options, entries);
+bool handle(const send::Library& library, const Options& options, Requests& requests) {
+  if (options.task == Task::dryRun) return send::encodeAll(library, options, requests);
+  if (options.task == Task::load) return send::runLoad(library, requests, options.load);
+  return send::sendAll(library, options, requests);
 }
 
 int run(const Options& options) {
   // Never destroyed, as callbacks may run while the process ends.
-  static auto& entries = *new std::vector<Entry>;
   static auto& library = *new send::Library;
-  const bool areSound = readEntries(options, entries);
-  const bool mayGoOn = options.keepGoing && !options.replay.files.empty() && !entries.empty();
-  if (!areSound && !mayGoOn) return wrongArguments;
+  bool areSound = false;
+  const std::unique_ptr<Requests> requests = readRequests(options, areSound);
+  if (requests == nullptr || !isEnough(options, *requests)) return wrongArguments;
   if (options.task == Task::load) send::holdSignals();  // before the platform may start threads
   if (!isSound(library.load(options.platform, options.library))) return failed;
   if (options.task != Task::dryRun && !isSound(library.set(options.channel))) return wrongArguments;
-  return handle(library, options, entries) && areSound ? 0 : failed;
+  return handle(library, options, *requests) && areSound ? 0 : failed;
 }
 
 }  // namespace

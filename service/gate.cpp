@@ -28,13 +28,15 @@ constexpr milliseconds graceTime{100};
 constexpr std::chrono::minutes reportTime{1};
 
 /// Raises the limit of descriptors to the hard one and returns the first not meant for
-/// connections.
-int ceilingOfDescriptors() {
+/// connections, or, of the reserve, for those that may have half of it.
+int ceilingOfDescriptors(bool ofReserve) {
   rlimit limit{};
   ::getrlimit(RLIMIT_NOFILE, &limit);
   const rlimit raised{limit.rlim_max, limit.rlim_max};
   const rlim_t all = ::setrlimit(RLIMIT_NOFILE, &raised) == 0 ? raised.rlim_cur : limit.rlim_cur;
-  return static_cast<int>(std::min(all - std::min(reserve, all / 4), mostConnections));
+  const rlim_t reserved = std::min(reserve, all / 4);
+  const rlim_t ceiling = std::min(all - reserved, mostConnections);
+  return static_cast<int>(ofReserve ? ceiling + reserved / 2 : ceiling);
 }
 
 /// The lowest descriptor that is free: all below are in use.
@@ -71,8 +73,11 @@ bool isShortage(int error) {
 
 }  // namespace
 
-Gate::Gate(const std::vector<int>& listeners, std::function<void(int)> admit)
-    : listeners_(listeners), admit_(std::move(admit)), ceiling_(ceilingOfDescriptors()) {}
+Gate::Gate(const std::vector<int>& listeners, std::function<void(int)> admit, Room room)
+    : listeners_(listeners),
+      admit_(std::move(admit)),
+      room_(room),
+      ceiling_(ceilingOfDescriptors(room.ofReserve)) {}
 
 Gate::~Gate() {
   for (const Silent& silent : silent_) ::close(silent.socket);
@@ -113,15 +118,19 @@ void Gate::hearAll() {
   silent_.erase(std::remove_if(silent_.begin(), silent_.end(), settled), silent_.end());
 }
 
+bool Gate::hasPlace() const {
+  const int lowest = lowestFree(listeners_.front());
+  return lowest >= 0 && lowest < ceiling_ && silent_.size() < room_.silent;
+}
+
 /// Returns whether the next connection has a place.
 bool Gate::makePlace() {
-  for (;;) {
-    const int lowest = lowestFree(listeners_.front());
-    if (lowest >= 0 && lowest < ceiling_) return true;
+  while (!hasPlace()) {
     if (silent_.empty() || Clock::now() - silent_.front().since < graceTime) return false;
     settle(silent_.front(), true);
     silent_.pop_front();
   }
+  return true;
 }
 
 /// Accepts waiting connections as long as there are places.
@@ -149,7 +158,7 @@ bool Gate::accept(int listener) {
 /// A shortage is reported once, and again only after a while without one.
 void Gate::pause(const char* reason) {
   const Clock::time_point now = Clock::now();
-  if (now > reportedUntil_) shared::report("no connection is accepted: %s", reason);
+  if (now > reportedUntil_) shared::report("no %s is accepted: %s", room_.what, reason);
   reportedUntil_ = now + reportTime;
   pausedUntil_ = now + pauseTime;
 }

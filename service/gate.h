@@ -2,6 +2,8 @@
 #define SERVICE_GATE_H
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <initializer_list>
@@ -9,13 +11,21 @@
 
 namespace service {
 
+/// What a gate's connections may take.
+struct Room {
+  const char* what = "connection";  ///< what reports call one
+  std::size_t silent = SIZE_MAX;    ///< how many may be silent at a time
+  bool ofReserve = false;           ///< whether they may have half of the reserved descriptors
+};
+
 /// Accepts connections, and admits those whose peer has sent its first bytes: in HTTP/2 and TLS the
-/// caller sends first. Some descriptors are reserved for other uses: when they run short, the peer
-/// that was silent longest is disconnected; without a silent one, others wait for a place.
+/// caller sends first. Some descriptors are reserved for other uses: when the others, or the places
+/// for silent peers, run short, the peer that was silent longest is disconnected; without a silent
+/// one, others wait for a place.
 class Gate {
  public:
   /// The sockets listen and must outlive the gate. admit takes over a connection's socket.
-  Gate(const std::vector<int>& listeners, std::function<void(int socket)> admit);
+  Gate(const std::vector<int>& listeners, std::function<void(int socket)> admit, Room room = {});
   ~Gate();
   Gate(const Gate&) = delete;
   Gate& operator=(const Gate&) = delete;
@@ -34,12 +44,14 @@ class Gate {
 
   bool settle(const Silent& silent, bool mustGo);
   void hearAll();
+  bool hasPlace() const;
   bool makePlace();
   bool accept(int listener);
   void pause(const char* reason);
 
   const std::vector<int>& listeners_;
   std::function<void(int)> admit_;
+  Room room_;
   int ceiling_;                // descriptors from here on are not for connections
   std::deque<Silent> silent_;  // the oldest first
   Clock::time_point pausedUntil_{};

@@ -8,21 +8,23 @@
 
 #include "reader/walk.h"
 #include "service/mqc_service.h"
+#include "shared/grpc_codes.h"
 #include "shared/printable.h"
 #include "shared/report.h"
+#include "tarn/grpc.h"
 
 namespace service {
 namespace {
 
 using reader::Bytes;
+using Kind = script::Answer::Kind;
 
 static_assert(mqc::maxMessageBytes == reader::maxMessageBytes);
 
 // Its line of JSON is five times as long, and nobody reads that.
 constexpr std::size_t longestShown = 65536;
-
-/// The status that callers have of an error, less its code.
-constexpr std::uint32_t refused = 1000;
+/// Of a method that there is not, as the page shows it, in bytes.
+constexpr std::size_t longestPath = 200;
 
 const char compact[] = "compact";
 const char full[] = "full";
@@ -67,7 +69,41 @@ std::string shown(const reader::Schema& schema, const reader::Schema::Method& me
   return message.size() <= longestShown ? schema.json(method, message) : "(too long to be shown)";
 }
 
+/// What a line says of an answer that is not the usual one.
+std::string noteOf(const script::Answer& answer) {
+  std::string note = " -> ";
+  if (answer.kind == Kind::status) note += std::to_string(answer.number);
+  if (answer.kind == Kind::error) note += shared::grpcCodes[answer.number];
+  if (answer.kind == Kind::drop) note += "dropped";
+  if (answer.kind == Kind::garbage) note += "garbage";
+  if (answer.delay.count() > 0) note += " +" + std::to_string(answer.delay.count()) + " ms";
+  return note;
+}
+
+void refuse(Taken& taken, const char* kind, const grpc::Status& fault) {
+  taken.kind = kind;
+  taken.answer = {.kind = Kind::error, .number = static_cast<std::uint32_t>(fault.error_code())};
+  taken.reason = fault.error_message();
+}
+
+/// The status that the caller gets.
+std::uint32_t statusOf(const script::Answer& answer) {
+  switch (answer.kind) {
+    case Kind::status:
+      return answer.number;
+    case Kind::garbage:
+      return TARN_GRPC_GARBAGE;
+    default:
+      return TARN_GRPC_TRANSPORT + answer.number;
+  }
+}
+
 }  // namespace
+
+grpc::Status faultOf(const Taken& taken) {
+  if (taken.answer.kind != Kind::error) return grpc::Status::OK;
+  return grpc::Status(static_cast<grpc::StatusCode>(taken.answer.number), taken.reason);
+}
 
 bool Journal::open() {
   const Options& set = options_;
@@ -76,44 +112,93 @@ bool Journal::open() {
          shared::startRecording(recording_, set.record.c_str(), set.recordMegabytes);
 }
 
-grpc::Status Journal::take(const reader::Schema::Method& method, shared::CallVariant variant,
-                           const std::string& sequence, Bytes message, std::uint32_t& status) {
-  if (options_.record.empty()) return answer(method, sequence, message, status);
+Taken Journal::take(const reader::Schema::Method& method, shared::CallVariant variant,
+                    const std::string& sequence, Bytes message) {
+  Taken taken;
+  taken.method = &method;
+  taken.since = std::chrono::steady_clock::now();
   const auto size = static_cast<std::uint32_t>(message.size());
-  const std::uint64_t recorded = recording_.request(variant, method.name, message, size);
-  grpc::Status taken = answer(method, sequence, message, status);
-  recording_.end(recorded, method.name,
-                 taken.ok() ? status : refused + static_cast<std::uint32_t>(taken.error_code()));
+  if (!options_.record.empty()) {
+    taken.recorded = recording_.request(variant, method.name, message, size);
+  }
+  judge(taken, sequence, message);
+  if (recent_ != nullptr) show(taken, variant, message);
   return taken;
 }
 
-grpc::Status Journal::answer(const reader::Schema::Method& method, const std::string& sequence,
-                             Bytes message, std::uint32_t& status) {
-  const std::string& name = method.name;
+void Journal::ended(const Taken& taken, bool isAnswered) {
+  const std::uint32_t status = statusOf(taken.answer);
+  if (isAnswered) recording_.end(taken.recorded, taken.method->name, status);
+  if (recent_ == nullptr) return;
+  recent_->end(taken.shown, taken.method, isAnswered ? std::optional(status) : std::nullopt);
+}
+
+void Journal::show(Taken& taken, shared::CallVariant variant, Bytes message) {
+  RecentCall call;
+  call.method = taken.method;
+  call.variant = shared::nameOf(variant);
+  call.kind = taken.kind;
+  call.size = message.size();
+  call.since = taken.since;
+  taken.shown = recent_->add(std::move(call), message);
+}
+
+/// A call that ends as it arrives, without a message.
+void Journal::showRefused(const reader::Schema::Method* method, const std::string& path,
+                          const char* kind, grpc::StatusCode code) {
+  if (recent_ == nullptr) return;
+  RecentCall call;
+  call.method = method;
+  call.path = shared::printable(path.substr(0, longestPath));
+  call.kind = kind;
+  call.since = std::chrono::steady_clock::now();
+  const std::uint64_t number = recent_->add(std::move(call));
+  recent_->end(number, method, TARN_GRPC_TRANSPORT + static_cast<std::uint32_t>(code));
+}
+
+void Journal::judge(Taken& taken, const std::string& sequence, Bytes message) {
+  const std::string& name = taken.method->name;
   const std::size_t size = message.size();
   std::vector<reader::Item> items;
-  if (const auto fault = reader::walk(method, message, items)) {
+  if (const auto fault = reader::walk(*taken.method, message, items)) {
+    refuse(taken, damaged, mqc::damaged());
     const std::lock_guard lock(mutex_);
     count(damaged, size);
-    lines_.add(lineFor(name, size, damaged, sequence) + ' ' + reader::at(fault->position) + ": " +
-               fault->words);
-    return mqc::damaged();
+    return lines_.add(lineFor(name, size, damaged, sequence) + ' ' + reader::at(fault->position) +
+                      ": " + fault->words);
   }
-  const bool isFull = reader::isFull(message);
-  std::string line = lineFor(name, size, isFull ? full : compact, sequence);
-  if (options_.json) line.append(1, ' ').append(shown(schema_, method, message));
-  const auto own = options_.statusOf.find(name);
-  status = own != options_.statusOf.end() ? own->second : options_.status;
+  taken.kind = reader::isFull(message) ? full : compact;
+  const std::string head = lineFor(name, size, taken.kind, sequence);
+  accept(taken, head, options_.json ? ' ' + shown(schema_, *taken.method, message) : "", message);
+}
+
+void Journal::accept(Taken& taken, const std::string& head, const std::string& shown,
+                     Bytes message) {
   const std::lock_guard lock(mutex_);
-  const bool kept = keep(name, isFull, message);
-  count(!kept ? notKept : isFull ? full : compact, size);
-  lines_.add(kept ? line : line + ' ' + notKept);
-  if (!kept) return grpc::Status(grpc::StatusCode::INTERNAL, "the request could not be kept");
-  ++methods_[name];
-  return grpc::Status::OK;
+  if (keep(taken.method->name, taken.kind == full, message)) {
+    count(taken.kind, message.size());
+    ++methods_[taken.method->name];
+    return lines_.add(head + settle(taken, message) + shown);
+  }
+  refuse(taken, notKept, {grpc::StatusCode::INTERNAL, "the request could not be kept"});
+  count(notKept, message.size());
+  lines_.add(head + shown + ' ' + notKept);
+}
+
+/// Sets how a call is answered, and returns what its line says of it.
+std::string Journal::settle(Taken& taken, Bytes message) {
+  const std::string& name = taken.method->name;
+  const auto scripted = rules_.take(name, message);
+  taken.answer = scripted
+                     ? *scripted
+                     : script::Answer{.number = options_.status.at(name),
+                                      .delay = std::chrono::milliseconds(options_.delay.at(name))};
+  if (taken.answer.kind == Kind::error) taken.reason = "as scripted";
+  return scripted || taken.answer.delay.count() > 0 ? noteOf(taken.answer) : "";
 }
 
 grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
+  showRefused(&method, "", missing, grpc::StatusCode::INVALID_ARGUMENT);
   const std::lock_guard lock(mutex_);
   count(missing, 0);
   lines_.add(timeOfDay() + ' ' + method.name + ": no complete message arrived");
@@ -121,6 +206,7 @@ grpc::Status Journal::takeNothing(const reader::Schema::Method& method) {
 }
 
 grpc::Status Journal::takeTooMany(const std::string& method) {
+  showRefused(schema_.method(method), "stream", missing, grpc::StatusCode::RESOURCE_EXHAUSTED);
   const std::lock_guard lock(mutex_);
   count(missing, 0);
   lines_.add(timeOfDay() + ' ' + method + ": too many calls are open");
@@ -128,6 +214,7 @@ grpc::Status Journal::takeTooMany(const std::string& method) {
 }
 
 grpc::Status Journal::takeUnknown(const std::string& path) {
+  showRefused(nullptr, path, unknown, grpc::StatusCode::UNIMPLEMENTED);
   const std::lock_guard lock(mutex_);
   count(unknown, 0);
   lines_.add(timeOfDay() + ' ' + shared::printable(path) + ": no such method");
@@ -135,6 +222,7 @@ grpc::Status Journal::takeUnknown(const std::string& path) {
 }
 
 void Journal::takeFault(std::uint64_t sequence, const grpc::Status& fault) {
+  showRefused(nullptr, "stream", damaged, fault.error_code());
   const std::lock_guard lock(mutex_);
   count(damaged, 0);
   lines_.add(timeOfDay() + " stream #" + std::to_string(sequence) + ": " + fault.error_message());
@@ -183,6 +271,8 @@ std::string Journal::totals() {
     std::snprintf(row, sizeof row, "\n  %-25s %ju", name.c_str(), std::uintmax_t{messages});
     text += row;
   }
+  const std::string report = rules_.report();
+  if (!report.empty()) text.append("\n\n").append(report);
   return text;
 }
 

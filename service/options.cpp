@@ -1,9 +1,7 @@
 #include "service/options.h"
 
-#include <arpa/inet.h>
-
-#include <charconv>
-
+#include "service/loopback_address.h"
+#include "service/number.h"
 #include "shared/arguments.h"
 #include "shared/report.h"
 
@@ -12,29 +10,32 @@ namespace {
 
 using shared::report;
 
-bool readNumber(const std::string& text, std::uint32_t& number) {
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc{} && rest == end && !text.empty();
-}
+/// In milliseconds.
+constexpr std::uint32_t longestDelay = 3'600'000;
 
-// N, or METHOD=N
-bool readStatus(const std::string& text, const reader::Schema& schema, Options& options) {
+/// An option with a number for all methods, or METHOD=NUMBER.
+struct MethodOption {
+  const char* name;
+  std::uint32_t most;
+  const char* range;
+};
+
+constexpr MethodOption statusOption = {"status", UINT32_MAX, "32-bit number"};
+constexpr MethodOption delayOption = {"delay", longestDelay, "number from 0 to 3600000"};
+
+bool readByMethod(const MethodOption& option, const std::string& text, const reader::Schema& schema,
+                  ByMethod& numbers) {
   const std::size_t equals = text.find('=');
   const bool forAll = equals == std::string::npos;
   const std::string method = forAll ? "" : text.substr(0, equals);
-  std::uint32_t status = 0;
-  if (!readNumber(forAll ? text : text.substr(equals + 1), status)) {
-    report("--status %s: not a 32-bit number", text.c_str());
+  std::uint32_t number = 0;
+  if (!readNumber(forAll ? text : text.substr(equals + 1), number) || number > option.most) {
+    report("--%s %s: not a %s", option.name, text.c_str(), option.range);
     return false;
   }
-  if (forAll) {
-    options.status = status;
-    return true;
-  }
-  options.statusOf[method] = status;
-  if (schema.method(method) != nullptr) return true;
-  report("--status %s: no method is called %s", text.c_str(), method.c_str());
+  (forAll ? numbers.others : numbers.own[method]) = number;
+  if (forAll || schema.method(method) != nullptr) return true;
+  report("--%s %s: no method is called %s", option.name, text.c_str(), method.c_str());
   return false;
 }
 
@@ -47,26 +48,25 @@ bool readMegabytes(const std::string& text, Options& options) {
   return false;
 }
 
-bool isLoopback(const std::string& host) {
-  in_addr address{};
-  return host == "localhost" || host == "[::1]" ||
-         (inet_pton(AF_INET, host.c_str(), &address) == 1 && host.rfind("127.", 0) == 0);
-}
-
 bool checkListen(const Options& options) {
   const std::string& listen = options.listen;
   if (listen.rfind("unix:", 0) == 0 && listen.size() > 5) return true;
-  const std::size_t colon = listen.rfind(':');
-  std::uint32_t port = 0;
-  if (colon == std::string::npos || colon == 0 || !readNumber(listen.substr(colon + 1), port) ||
-      port > UINT16_MAX) {
+  const auto address = readHostAndPort(listen);
+  if (!address) {
     report("--listen %s: neither unix:PATH nor HOST:PORT", listen.c_str());
     return false;
   }
   // Callers on other machines need a certificate.
-  if (isLoopback(listen.substr(0, colon)) || !options.ca.empty()) return true;
+  if (isLoopback(address->host) || !options.ca.empty()) return true;
   report("--listen %s: not a loopback address: that requires --cert, --key and --ca",
          listen.c_str());
+  return false;
+}
+
+bool checkPage(const std::string& page) {
+  const auto address = readHostAndPort(page);
+  if (page.empty() || (address && isLoopback(address->host))) return true;
+  report("--page %s: not HOST:PORT of a loopback address", page.c_str());
   return false;
 }
 
@@ -81,7 +81,7 @@ bool checkTogether(const Options& options) {
     report("--cert and --key require each other, and --ca both");
     return false;
   }
-  return checkListen(options);
+  return checkListen(options) && checkPage(options.page);
 }
 
 bool readOption(int option, const reader::Schema& schema, Options& options) {
@@ -93,7 +93,12 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
       options.json = true;
       return true;
     case 's':
-      return readStatus(optarg, schema, options);
+      return readByMethod(statusOption, optarg, schema, options.status);
+    case 't':
+      return readByMethod(delayOption, optarg, schema, options.delay);
+    case 'p':
+      options.script = optarg;
+      return true;
     case 'd':
       options.capture = optarg;
       return true;
@@ -102,6 +107,9 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
       return true;
     case 'm':
       return readMegabytes(optarg, options);
+    case 'w':
+      options.page = optarg;
+      return true;
     case 'c':
       options.cert = optarg;
       return true;
@@ -124,6 +132,11 @@ bool readOption(int option, const reader::Schema& schema, Options& options) {
 
 }  // namespace
 
+std::uint32_t ByMethod::at(const std::string& method) const {
+  const auto found = own.find(method);
+  return found != own.end() ? found->second : others;
+}
+
 const char* const usage =
     "usage: tarn-serve --listen ADDRESS [OPTION]...\n"
     "Serves MqcFesIntf over gRPC: answers every request and prints a line for it.\n"
@@ -134,27 +147,41 @@ const char* const usage =
     "  --json               also print the requests themselves, up to 64 KiB each\n"
     "  --status N           answer every request with the status N (0)\n"
     "  --status METHOD=N    answer the requests of this method with N; may be repeated\n"
+    "  --delay MS           answer so many milliseconds late (0), up to 3600000\n"
+    "  --delay METHOD=MS    the requests of this method; may be repeated\n"
+    "  --script FILE        answer by the rules in this file, JSON, where one fits\n"
     "  --capture DIR        keep every answered request as a file here, for tarn-inspect\n"
     "  --record FILE        record every request and its status in this file, for Wireshark\n"
     "  --record-mb N        the most megabytes of the recording (64); its oldest part is dropped\n"
+    "  --page ADDRESS       show the calls on a page for browsers, at HOST:PORT of a loopback "
+    "address\n"
     "  --cert FILE          TLS: the service's certificate, PEM,\n"
     "  --key FILE           and its private key, PEM\n"
     "  --ca FILE            accept only clients with a certificate signed by this one, PEM\n"
     "  --help, --version\n"
     "\n"
     "A line shows time, method, bytes, encoding and the caller's sequence number. SIGINT or\n"
-    "SIGTERM ends the service and prints totals; SIGHUP prints them. Replaced certificate files\n"
-    "are used for new connections. It exits with 2 for invalid arguments, with 1 if it could not\n"
-    "serve or lost lines of output.\n";
+    "SIGTERM ends the service and prints totals, and what the script expected and what came;\n"
+    "SIGHUP prints them. Replaced certificate files are used for new connections. It exits with 2\n"
+    "for invalid arguments or a script with a fault, with 1 if it could not serve or lost lines\n"
+    "of output, with 3 if other requests came than the script expects.\n";
 
 std::optional<Options> readOptions(int argc, char** argv, const reader::Schema& schema) {
-  static const option known[] = {
-      {"listen", required_argument, nullptr, 'l'}, {"json", no_argument, nullptr, 'j'},
-      {"status", required_argument, nullptr, 's'}, {"capture", required_argument, nullptr, 'd'},
-      {"record", required_argument, nullptr, 'r'}, {"record-mb", required_argument, nullptr, 'm'},
-      {"cert", required_argument, nullptr, 'c'},   {"key", required_argument, nullptr, 'k'},
-      {"ca", required_argument, nullptr, 'a'},     {"help", no_argument, nullptr, 'h'},
-      {"version", no_argument, nullptr, 'v'},      {}};
+  static const option known[] = {{"listen", required_argument, nullptr, 'l'},
+                                 {"json", no_argument, nullptr, 'j'},
+                                 {"status", required_argument, nullptr, 's'},
+                                 {"delay", required_argument, nullptr, 't'},
+                                 {"script", required_argument, nullptr, 'p'},
+                                 {"capture", required_argument, nullptr, 'd'},
+                                 {"record", required_argument, nullptr, 'r'},
+                                 {"record-mb", required_argument, nullptr, 'm'},
+                                 {"page", required_argument, nullptr, 'w'},
+                                 {"cert", required_argument, nullptr, 'c'},
+                                 {"key", required_argument, nullptr, 'k'},
+                                 {"ca", required_argument, nullptr, 'a'},
+                                 {"help", no_argument, nullptr, 'h'},
+                                 {"version", no_argument, nullptr, 'v'},
+                                 {}};
   Options options;
   for (int found = 0; (found = shared::nextOption(argc, argv, known)) != -1;) {
     if (!readOption(found, schema, options)) return std::nullopt;

@@ -11,15 +11,25 @@
 
 namespace service {
 
+/// A number for each method.
+struct ByMethod {
+  std::uint32_t others = 0;  ///< of methods without one of their own
+  std::map<std::string, std::uint32_t> own;
+
+  std::uint32_t at(const std::string& method) const;
+};
+
 /// The command line, read.
 struct Options {
   std::string listen;
   bool json = false;
-  std::uint32_t status = 0;
-  std::map<std::string, std::uint32_t> statusOf;  ///< by method, before status
+  ByMethod status;
+  ByMethod delay;  ///< in milliseconds
+  std::string script;
   std::string capture;
   std::string record;
   std::uint32_t recordMegabytes = shared::usualMegabytes;
+  std::string page;  ///< HOST:PORT; empty: none
   std::string cert, key, ca;
 
   bool help = false;

@@ -3,6 +3,7 @@
 #include <grpcpp/health_check_service_interface.h>
 #include <grpcpp/security/server_credentials.h>
 
+#include <atomic>
 #include <string>
 
 #include "service/mqc_service.h"
@@ -11,28 +12,35 @@
 namespace service {
 namespace {
 
+const char garbage[] = "no reply";
+
+/// The bytes of a reply.
+grpc::ByteBuffer replyOf(const script::Answer& answer) {
+  const bool isGarbage = answer.kind == script::Answer::Kind::garbage;
+  const grpc::Slice bytes =
+      isGarbage ? grpc::Slice(garbage) : mqc::reply(answer.number).BorrowSlice();
+  return grpc::ByteBuffer(&bytes, 1);
+}
+
 /// One call. The reactor owns itself until gRPC is done with it.
 class Call final : public grpc::ServerGenericBidiReactor {
  public:
-  Call(Journal& journal, const reader::Schema::Method& method, std::string sequence,
-       OpenCalls& calls)
-      : journal_(journal), method_(method), sequence_(std::move(sequence)), calls_(calls) {
+  Call(Journal& journal, const reader::Schema::Method& method, shared::CallVariant variant,
+       std::string sequence, OpenCalls& calls, Delays& delays)
+      : journal_(journal),
+        method_(method),
+        variant_(variant),
+        sequence_(std::move(sequence)),
+        calls_(calls),
+        delays_(delays) {
     StartRead(&message_);
   }
 
-  void OnReadDone(bool ok) override {
-    grpc::Slice bytes;
-    if (!ok || !message_.DumpToSingleSlice(&bytes).ok()) {
-      return Finish(journal_.takeNothing(method_));
-    }
-    message_.Clear();  // a long one was in many slices
-    std::uint32_t status = 0;
-    const grpc::Status taken = journal_.take(method_, shared::CallVariant::sync, sequence_,
-                                             {bytes.begin(), bytes.size()}, status);
-    if (!taken.ok()) return Finish(taken);
-    const auto reply = mqc::reply(status);
-    reply_ = grpc::ByteBuffer(&reply.BorrowSlice(), 1);
-    StartWriteAndFinish(&reply_, {}, taken);
+  void OnReadDone(bool ok) override;
+  /// The caller waits no longer.
+  void OnCancel() override {
+    isCancelled_ = true;
+    delays_.hasten(this);
   }
   void OnDone() override {
     OpenCalls& calls = calls_;
@@ -41,13 +49,44 @@ class Call final : public grpc::ServerGenericBidiReactor {
   }
 
  private:
+  void answer();
+
   Journal& journal_;
   const reader::Schema::Method& method_;
+  shared::CallVariant variant_;
   std::string sequence_;
   OpenCalls& calls_;
+  Delays& delays_;
+  std::atomic<bool> isCancelled_ = false;
   grpc::ByteBuffer message_;
+  Taken taken_;
   grpc::ByteBuffer reply_;
 };
+
+void Call::OnReadDone(bool ok) {
+  grpc::Slice bytes;
+  if (!ok || !message_.DumpToSingleSlice(&bytes).ok()) {
+    return Finish(journal_.takeNothing(method_));
+  }
+  message_.Clear();  // a long one was in many slices
+  taken_ = journal_.take(method_, variant_, sequence_, {bytes.begin(), bytes.size()});
+  const auto when = timeOf(taken_.answer);
+  if (!when) return answer();
+  delays_.later(*when, this, [this] { answer(); });
+  if (isCancelled_) delays_.hasten(this);
+}
+
+/// Ends the call; nothing of it may be used afterwards.
+void Call::answer() {
+  const bool isDropped = taken_.answer.kind == script::Answer::Kind::drop;
+  journal_.ended(taken_, !isCancelled_ && !isDropped);
+  if (isCancelled_) return Finish(grpc::Status::CANCELLED);
+  if (isDropped) return Finish(ending());
+  const grpc::Status fault = faultOf(taken_);
+  if (!fault.ok()) return Finish(fault);
+  reply_ = replyOf(taken_.answer);
+  StartWriteAndFinish(&reply_, {}, fault);
+}
 
 /// A call that is refused.
 class Refusal final : public grpc::ServerGenericBidiReactor {
@@ -56,10 +95,17 @@ class Refusal final : public grpc::ServerGenericBidiReactor {
   void OnDone() override { delete this; }
 };
 
-std::string sequenceOf(const grpc::GenericCallbackServerContext& context) {
-  const auto found = context.client_metadata().find("mqc-sequence");
+/// What the caller states beside its request; empty: nothing.
+std::string stated(const grpc::GenericCallbackServerContext& context, const char* name) {
+  const auto found = context.client_metadata().find(name);
   if (found == context.client_metadata().end()) return "";
   return {found->second.data(), found->second.size()};
+}
+
+shared::CallVariant variantOf(const grpc::GenericCallbackServerContext& context) {
+  const std::string name = stated(context, "mqc-variant");
+  if (name == "async") return shared::CallVariant::async;
+  return name == "oneway" ? shared::CallVariant::oneway : shared::CallVariant::sync;
 }
 
 std::shared_ptr<grpc::ServerCredentials> credentials(const Certificates& certificates) {
@@ -100,11 +146,13 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
   if (entry == OpenCalls::Entry::tooMany) return new Refusal(journal_.takeTooMany(name));
   if (entry == OpenCalls::Entry::ending) return new Refusal(ending());
   if (method == nullptr) return streams_.open();
-  return new Call(journal_, *method, sequenceOf(*context), calls_);
+  return new Call(journal_, *method, variantOf(*context), stated(*context, "mqc-sequence"), calls_,
+                  delays_);
 }
 
 void Service::end(std::chrono::milliseconds patience) {
   calls_.close();
+  delays_.end();
   streams_.end();
   calls_.wait(patience);
 }

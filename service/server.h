@@ -10,6 +10,7 @@
 
 #include "reader/schema.h"
 #include "service/certificates.h"
+#include "service/delays.h"
 #include "service/journal.h"
 #include "service/open_calls.h"
 #include "service/stream.h"
@@ -21,17 +22,19 @@ class Service final : public grpc::CallbackGenericService {
  public:
   /// Both must outlive the service.
   Service(const reader::Schema& schema, Journal& journal)
-      : schema_(schema), journal_(journal), streams_(schema, journal, calls_) {}
+      : schema_(schema), journal_(journal), streams_(schema, journal, calls_, delays_) {}
 
   grpc::ServerGenericBidiReactor* CreateReactor(
       grpc::GenericCallbackServerContext* context) override;
-  /// Lets no call in, ends the streams, and waits at most that long until all calls have ended.
+  /// Lets no call in, has late answers sent at once, ends the streams, and waits at most that long
+  /// until all calls have ended.
   void end(std::chrono::milliseconds patience);
 
  private:
   const reader::Schema& schema_;
   Journal& journal_;
   OpenCalls calls_;
+  Delays delays_;
   Streams streams_;
 };
 

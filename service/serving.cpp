@@ -1,5 +1,7 @@
 #include "service/serving.h"
 
+#include <grpc/grpc.h>
+
 #include <chrono>
 #include <deque>
 #include <memory>
@@ -9,6 +11,7 @@
 #include "service/gate.h"
 #include "service/journal.h"
 #include "service/listener.h"
+#include "service/page.h"
 #include "service/server.h"
 #include "service/timing.h"
 #include "shared/printable.h"
@@ -28,7 +31,10 @@ constexpr std::size_t mostFormer = 16;
 /// certificates stay with the former one, which ends when the last of them has reached its age.
 class Servers {
  public:
-  Servers(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {}
+  Servers(const reader::Schema& schema, Journal& journal) : schema_(schema), journal_(journal) {
+    // Never undone: gRPC's own end waits up to ten seconds after a write that had to wait.
+    grpc_init();
+  }
 
   bool start(const Certificates& certificates);
   void take(int socket) { current_->take(socket); }
@@ -121,16 +127,22 @@ void Loop::renew() {
                                   : "new certificates are refused; the former ones stay in use");
 }
 
-bool cannotListen(const std::string& address, const std::string& reason) {
-  report("cannot listen on %s: %s", address.c_str(), reason.c_str());
+bool cannot(const char* what, const std::string& address, const std::string& reason) {
+  report("cannot %s %s: %s", what, address.c_str(), reason.c_str());
   return false;
+}
+
+bool cannotListen(const std::string& address, const std::string& reason) {
+  return cannot("listen on", address, reason);
 }
 
 }  // namespace
 
-bool serveUntilEnded(const reader::Schema& schema, const Options& options, const Signals& signals,
-                     Output& lines) {
-  Journal journal(schema, options, lines);
+bool serveUntilEnded(const reader::Schema& schema, const Options& options, script::Script& rules,
+                     const Signals& signals, Output& lines) {
+  RecentCalls recent;
+  const bool hasPage = !options.page.empty();
+  Journal journal(schema, options, rules, lines, hasPage ? &recent : nullptr);
   if (!journal.open()) return false;
   const Certificates certificates = readCertificates(options);
   if (const std::string fault = faultOf(options, certificates); !fault.empty()) {
@@ -142,7 +154,13 @@ bool serveUntilEnded(const reader::Schema& schema, const Options& options, const
   if (!fault.empty()) return cannotListen(options.listen, fault);
   Servers servers(schema, journal);
   if (!servers.start(certificates)) return cannotListen(options.listen, firstComplaint());
+  Page page(recent);
+  if (hasPage) {
+    const std::string why = page.open(options.page);
+    if (!why.empty()) return cannot("serve the page at", options.page, why);
+  }
   lines.add("listening on " + shared::printable(listener->bound()));
+  if (hasPage) lines.add("page at " + page.url());
   const bool well = Loop(options, certificates, *listener, servers).run(signals, journal, lines);
   listener.reset();
   Signals::letGo();  // a second signal ends a service that hangs

@@ -3,10 +3,12 @@
 
 #include <grpcpp/generic/async_generic_service.h>
 
+#include <memory>
 #include <mutex>
 #include <set>
 
 #include "reader/schema.h"
+#include "service/delays.h"
 #include "service/journal.h"
 #include "service/open_calls.h"
 
@@ -25,8 +27,8 @@ class Stream;
 class Streams {
  public:
   /// All must outlive the streams.
-  Streams(const reader::Schema& schema, Journal& journal, OpenCalls& calls)
-      : schema_(schema), journal_(journal), calls_(calls) {}
+  Streams(const reader::Schema& schema, Journal& journal, OpenCalls& calls, Delays& delays)
+      : schema_(schema), journal_(journal), calls_(calls), delays_(delays) {}
 
   /// Serves a stream that has entered the open calls, and counts it out at its end.
   grpc::ServerGenericBidiReactor* open();
@@ -35,16 +37,18 @@ class Streams {
 
   const reader::Schema& schema() const { return schema_; }
   Journal& journal() { return journal_; }
+  Delays& delays() { return delays_; }
 
-  /// To be called by a stream at its end; deletes it.
-  void leave(Stream* stream);
+  /// To be called by a stream at its end.
+  void leave(const std::shared_ptr<Stream>& stream);
 
  private:
   const reader::Schema& schema_;
   Journal& journal_;
   OpenCalls& calls_;
-  std::mutex mutex_;  // held while streams are told to end: none is deleted meanwhile
-  std::set<Stream*> open_;
+  Delays& delays_;
+  std::mutex mutex_;  // held while streams are told to end
+  std::set<std::shared_ptr<Stream>> open_;
   bool isEnding_ = false;
 };
 

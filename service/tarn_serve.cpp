@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "reader/schema.h"
+#include "script/script.h"
 #include "service/complaints.h"
 #include "service/options.h"
 #include "service/output.h"
@@ -22,25 +23,27 @@ namespace {
 
 constexpr int cannotServe = 1;
 constexpr int wrongArguments = 2;
+constexpr int notAsExpected = 3;
 
 // Never destroyed: a gRPC thread may still report.
 service::Output* reports = nullptr;
 
 /// Serves; nothing waits for the output.
-int serve(const reader::Schema& schema, const service::Options& options) {
+int serve(const reader::Schema& schema, const service::Options& options, script::Script& rules) {
   std::signal(SIGPIPE, SIG_IGN);  // reported at the end
   const service::Signals signals;
   service::Output lines(STDOUT_FILENO);
   reports = new service::Output(STDERR_FILENO);
   shared::writeLinesWith([](std::string_view line) noexcept { reports->add(line); });
-  const bool served = service::serveUntilEnded(schema, options, signals, lines);
+  const bool served = service::serveUntilEnded(schema, options, rules, signals, lines);
   const std::uint64_t lost = lines.finish(service::outputTime);
   if (lost > 0) {
     shared::report("stdout: not all lines could be written; %" PRIu64 " were lost", lost);
   }
   shared::writeLinesWith(nullptr);
   const bool isReported = reports->finish(service::endTime) == 0;
-  return served && lost == 0 && isReported ? 0 : cannotServe;
+  if (!served || lost > 0 || !isReported) return cannotServe;
+  return rules.isAsExpected() ? 0 : notAsExpected;
 }
 
 int print(const char* text) {
@@ -62,5 +65,9 @@ int main(int argc, char** argv) {
   if (!options) return wrongArguments;
   if (options->help) return print(service::usage);
   if (options->version) return print("tarn-serve " TARN_VERSION "\n");
-  return serve(schema, *options);
+  script::Script rules;
+  const std::string wrong = options->script.empty() ? "" : rules.read(options->script);
+  if (wrong.empty()) return serve(schema, *options, rules);
+  shared::report("%s", wrong.c_str());
+  return wrongArguments;
 }

@@ -13,6 +13,8 @@ inline constexpr std::chrono::seconds keepaliveTimeout{20};
 /// How long a connection is kept, and how long calls in progress at its end have.
 inline constexpr std::chrono::minutes connectionAge{5};
 inline constexpr std::chrono::seconds connectionGrace{30};
+/// How long a browser has to send a request of the page and to read the answer.
+inline constexpr std::chrono::seconds pageTime{5};
 /// How often certificate files are read.
 inline constexpr std::chrono::seconds watchTime{1};
 /// How long calls in progress have at the service's end, and how long unread output has.

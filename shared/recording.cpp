@@ -49,18 +49,6 @@ bool isWithinPause(const timespec& since, const timespec& now) {
   return passed >= 0 && passed < pause;
 }
 
-std::string_view nameOf(CallVariant variant) {
-  switch (variant) {
-    case CallVariant::sync:
-      return "sync";
-    case CallVariant::async:
-      return "async";
-    case CallVariant::oneway:
-      break;
-  }
-  return "oneway";
-}
-
 /// Not in the user's language: its words come from a file, into memory from the heap.
 const char* reasonOf(int error) {
   if (error == EEXIST) return "a file that is no recording is in the way";
@@ -81,6 +69,18 @@ iovec part(std::span<const u8> bytes) {
 }
 
 }  // namespace
+
+std::string_view nameOf(CallVariant variant) {
+  switch (variant) {
+    case CallVariant::sync:
+      return "sync";
+    case CallVariant::async:
+      return "async";
+    case CallVariant::oneway:
+      break;
+  }
+  return "oneway";
+}
 
 int Recording::setUp(std::string_view path, u64 bytes) {
   process_ = static_cast<u32>(::getpid());

@@ -16,6 +16,8 @@
 namespace shared {
 
 enum class CallVariant { sync, async, oneway };
+/// A variant as recordings name it.
+std::string_view nameOf(CallVariant variant);
 
 /**
  * A recording, which any thread may write to at any time, even in a signal handler. Failures are

@@ -45,6 +45,8 @@ const char* statusText(u32 status) {
       return "success";
     case TARN_STATUS_CAPTURE:
       return "the capture directory cannot be written";
+    case TARN_STATUS_SCRIPT:
+      return "the script cannot be used, or what it expects did not come";
     case TARN_STATUS_NO_RESOURCES:
       return "no memory, or no thread for completions";
     case TARN_STATUS_INVALID:

@@ -5,7 +5,7 @@ set -eu
 source=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,record,reader,inspect,send,service,python,scripts} "$work"
+cp -r "$source"/{include,codec,msg,stubs,methods,platform,shared,record,reader,script,page,inspect,send,service,python,scripts} "$work"
 cd "$work"
 fail() { echo "checks: $*" >&2; exit 1; }
 scripts/layers.sh || fail "layers.sh refuses the tree as it is"
@@ -33,8 +33,11 @@ against platform/grpc/runtime.cpp '#include "platform/loopback/state.h"'
 against shared/report.cpp '#include "reader/walk.h"'
 against send/library.cpp '#include "codec/full.h"'
 against record/runtime.cpp '#include "platform/common/encode.h"'
-against reader/walk.cpp '#include "inspect/forms.h"'
-against inspect/html.cpp '#include "service/server.h"'
+against reader/walk.cpp '#include "page/message.h"'
+against page/section.cpp '#include "inspect/calls.h"'
+against script/script.cpp '#include "reader/walk.h"'
+against platform/loopback/runtime.cpp '#include "script/rules.h"'
+against inspect/annotate.cpp '#include "service/server.h"'
 against service/journal.cpp '#include "platform/grpc/channel.h"'
 against python/generate.cpp '#include "reader/walk.h"'
 against platform/include/tarn/loopback.h '#include "shared/report.h"'

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs the programs that docs/reading.md shows, on captured rule MAC requests in both encodings;
-# compares the example that docs/testing.md shows with the file that is built; has the catalogue show
+# compares the examples that docs/testing.md shows with the files that are built; has the catalogue show
 # meanings.
 # usage: docs_test.sh SOURCE_DIR SEND_ALL TARN_INSPECT CATALOGUE CXX
 set -eu
@@ -13,8 +13,14 @@ cd "$work"
 # block DOCUMENT LANGUAGE: the code that the document shows in that language
 block() { awk -v open="^\`\`\`$2\$" '$0 ~ open {on = 1; next} /^```$/ {on = 0} on' "$source/docs/$1"; }
 
-block testing.md c | diff - "$source/examples/caller_test.c" ||
-  { echo "docs/testing.md shows another example than examples/caller_test.c" >&2; exit 1; }
+{ block testing.md c && block testing.md json; } |
+  diff - <(cd "$source/examples" && cat caller_test.c scripted_test.c refused_once.json) ||
+  { echo "docs/testing.md shows other examples than those of examples/" >&2; exit 1; }
+
+# shown by the guide, and in the example that is run
+sed -n '/^@pytest.fixture/,/ == status$/p' "$source/docs/shell-and-python.md" | cmp -s - \
+  <(sed -n '/^@pytest.fixture/,/ == status$/p' "$source/examples/test_service.py") ||
+  { echo "docs/shell-and-python.md shows another test than examples/test_service.py" >&2; exit 1; }
 
 ! grep -nE '@[A-Z]+@' "$source"/*.md "$source"/docs/*.md ||
   { echo "a placeholder is left in the documents" >&2; exit 1; }

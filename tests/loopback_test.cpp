@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "children.h"
 #include "platform.h"
 #include "tarn/rpc.h"
 
@@ -19,9 +20,6 @@ extern "C" const char* __tsan_default_options() {
   return "die_after_fork=0:atexit_sleep_ms=0";
 }
 extern "C" [[gnu::weak]] void __asan_init();
-
-/// In a child, receives a byte for each callback that runs.
-static int report = -1;
 
 // Memory of the parent's other threads is lost in a child.
 extern "C" int __lsan_is_turned_off() {
@@ -42,23 +40,6 @@ void elsewhere(void (*run)()) {
   thread.join();
 }
 
-/// The result that an asynchronous call's callback received.
-struct Ending {
-  std::atomic<int> count = 0;
-  std::atomic<u32> status = 0;
-};
-
-void complete(u32 status, void* userData) {
-  Ending& ending = *static_cast<Ending*>(userData);
-  ending.status = status;
-  ++ending.count;
-}
-
-u32 sendAsync(Ending& ending) {
-  const MQC_ClassifierTemplate request{};
-  return MqcFesIntf_sendClassifierTemplate_async(&request, complete, &ending, nullptr);
-}
-
 std::atomic<bool> mayReport = true, hasBegun = false;
 
 void set(std::atomic<bool>& flag) {
@@ -70,38 +51,6 @@ void countCallback(u32, void*) {
   set(hasBegun);
   mayReport.wait(false);
   if (write(report, "+", 1) != 1) _exit(9);
-}
-
-void post(RpcAsyncCallback callback) {
-  const MQC_ClassifierTemplate request{};
-  if (MqcFesIntf_sendClassifierTemplate_async(&request, callback, nullptr, nullptr) != 0) _exit(8);
-}
-
-pid_t forkForAMinute() {
-  const pid_t child = fork();
-  if (child == 0) alarm(60);
-  return child;
-}
-
-/// Runs it in a process of its own, which exits with 7, and returns how many callbacks ran there.
-std::size_t reportedIn(void (*run)()) {
-  int ends[2];
-  EXPECT_EQ(pipe(ends), 0);
-  const pid_t child = forkForAMinute();
-  if (child == 0) {
-    report = ends[1];
-    run();
-    std::exit(7);
-  }
-  close(ends[1]);
-  char bytes[16];
-  std::size_t count = 0;
-  for (ssize_t got = 0; (got = read(ends[0], bytes, sizeof bytes)) > 0;) count += std::size_t(got);
-  close(ends[0]);
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 7 << 8) << "not exited with 7";
-  return count;
 }
 
 void endWithPending() {
@@ -116,7 +65,10 @@ void endInAFork() {
   hasBegun.wait(false);
   const bool isChild = forkForAMinute() == 0;
   set(mayReport);
-  if (isChild) return post(countCallback);
+  if (isChild) {
+    if (TarnLoopback_drain() != 0) _exit(6);
+    return post(countCallback);
+  }
   wait(nullptr);
 }
 
@@ -158,6 +110,7 @@ const struct {
      [] {
        post([](u32, void*) {
          if (forkForAMinute() != 0) return static_cast<void>(wait(nullptr));
+         if (TarnLoopback_drain() != TARN_STATUS_DEADLOCK) _exit(6);
          post([](u32, void*) {
            countCallback(0, nullptr);
            std::exit(0);

@@ -102,6 +102,35 @@ TEST_F(Platform, KeepsItsCaptureDirectoryWhenMemoryEnds) {
   EXPECT_GE(files().size(), 3u) << "without memory at least once";
 }
 
+TEST_F(Platform, KeepsItsScriptAndCountsWhatIsDeliveredWhenMemoryEnds) {
+  const std::string former = dir / "former", next = dir / "next";
+  std::ofstream(former) << R"({"rules": [{"answers": [{"status": 3}]}]})";
+  std::ofstream(next) << R"({"rules": [{"answers": [{"status": 4}], "expect": 1}]})";
+  if (TarnLoopback_setScript(former.c_str()) == TARN_STATUS_SCRIPT) GTEST_SKIP() << "no scripts";
+  u32 status = 1;
+  for (long left = 0; status != 0; ++left) {
+    memory = left;
+    status = TarnLoopback_setScript(next.c_str());
+    memory = -1;
+    if (status == 0) break;
+    EXPECT_TRUE(status == TARN_STATUS_NO_RESOURCES || status == TARN_STATUS_SCRIPT) << left;
+    EXPECT_EQ(send(), 3u) << left;
+  }
+  const auto check = [] {
+    memory = 0;
+    return TarnLoopback_checkScript();
+  };
+  EXPECT_EQ(complaintOf(TARN_STATUS_NO_RESOURCES, check),
+            "tarn_loopback: no memory for a report of what was expected\n");
+  for (long left = 0; status != 4; ++left) {
+    memory = left;
+    status = send();
+    memory = -1;
+    EXPECT_TRUE(status == TARN_STATUS_NO_RESOURCES || status == 4) << left;
+  }
+  EXPECT_EQ(TarnLoopback_checkScript(), 0u);
+}
+
 TEST_F(Platform, LogsWithoutMemory) {
   const KvrOsalLogWriteFn log = logFunction();
   writing.heard.reserve(1);

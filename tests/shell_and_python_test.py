@@ -11,7 +11,7 @@ import sys
 import tempfile
 
 BLOCK = re.compile(r"^```(console|pycon)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
-COMMAND = re.compile(r"^\$ (.*\n(?:> .*\n)*)((?:(?!\$ ).*\n)*)", re.MULTILINE)
+COMMAND = re.compile(r"^\$ (.*\n(?:>(?: .*)?\n)*)((?:(?!\$ ).*\n)*)", re.MULTILINE)
 END = "-- end of the command"
 
 
@@ -30,7 +30,7 @@ class Console:
     def check(self, block):
         """Runs a block's commands; returns how many there are, and how many print something else."""
         found = COMMAND.findall(block)
-        return len(found), sum(not self.prints(command.replace("\n> ", "\n"), expected) for command, expected in found)
+        return len(found), sum(not self.prints(re.sub("\n> ?", "\n", command), expected) for command, expected in found)
 
     def prints(self, command, expected):
         shown = self.run(command)

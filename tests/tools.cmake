@@ -9,7 +9,7 @@ find_path(TARN_PROTOBUF_INCLUDE google/protobuf/message.h NO_CMAKE_FIND_ROOT_PAT
 
 # The distribution's own first: its packages bring modules to that one.
 find_program(TARN_PYTHON python3 HINTS /usr/bin)
-foreach(module flatbuffers grpc pytest)
+foreach(module flatbuffers grpc jsonschema pytest)
   execute_process(COMMAND ${TARN_PYTHON} -c "import ${module}" RESULT_VARIABLE result OUTPUT_QUIET
                   ERROR_QUIET)
   string(COMPARE EQUAL "${result}" 0 TARN_PYTHON_${module})

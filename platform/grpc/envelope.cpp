@@ -8,11 +8,6 @@ namespace {
 /// What a call takes in addition to its message, generously.
 constexpr std::size_t callBytes = 96;
 
-mqc::MqcVariant variantOf(const Ending& ending) {
-  if (ending.isWaitedFor) return mqc::MqcVariant_Sync;
-  return ending.callback != nullptr ? mqc::MqcVariant_Async : mqc::MqcVariant_Oneway;
-}
-
 std::size_t roomFor(const std::vector<std::shared_ptr<StreamCall>>& calls) {
   std::size_t room = callBytes;
   for (const auto& call : calls) room += call->bytes + callBytes;
@@ -35,6 +30,11 @@ class Methods {
 };
 
 }  // namespace
+
+mqc::MqcVariant variantOf(const Ending& ending) {
+  if (ending.isWaitedFor) return mqc::MqcVariant_Sync;
+  return ending.callback != nullptr ? mqc::MqcVariant_Async : mqc::MqcVariant_Oneway;
+}
 
 grpc::ByteBuffer envelopeOf(const std::vector<std::shared_ptr<StreamCall>>& calls) {
   flatbuffers::grpc::MessageBuilder builder(static_cast<flatbuffers::uoffset_t>(roomFor(calls)));

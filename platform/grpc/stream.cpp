@@ -46,9 +46,8 @@ grpc::StatusCode codeOf(const grpc::Status& status) {
 
 Result resultOf(const mqc::MqcAnswer& answer) {
   if (answer.code() == grpc::OK) return {answer.status(), true, {}};
-  const auto code =
-      answer.code() <= grpc::UNAUTHENTICATED ? grpc::StatusCode(answer.code()) : grpc::UNKNOWN;
-  return brokenBy(TARN_GRPC_TRANSPORT, code,
+  if (answer.code() > grpc::UNAUTHENTICATED) return failed(TARN_GRPC_GARBAGE);
+  return brokenBy(TARN_GRPC_TRANSPORT, grpc::StatusCode(answer.code()),
                   answer.reason() == nullptr ? "" : answer.reason()->string_view());
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/grpc/callbacks.h"
 #include "platform/grpc/channel.h"
+#include "platform/grpc/envelope.h"
 #include "platform/grpc/failure.h"
 #include "platform/grpc/poller.h"
 #include "platform/grpc/reply.h"
@@ -18,6 +19,13 @@ grpc::ByteBuffer bufferOf(Message&& message) {
   const grpc::Slice slice(message.bytes.get(), message.size, free);
   static_cast<void>(message.bytes.release());  // the slice owns them
   return grpc::ByteBuffer(&slice, 1);
+}
+
+/// A call without the name of its variant is synchronous.
+void addVariant(const Ending& ending, grpc::ClientContext& context) {
+  const mqc::MqcVariant variant = variantOf(ending);
+  if (variant == mqc::MqcVariant_Sync) return;
+  context.AddMetadata("mqc-variant", variant == mqc::MqcVariant_Async ? "async" : "oneway");
 }
 
 }  // namespace
@@ -54,6 +62,7 @@ void UnaryCall::start(const std::shared_ptr<Call>& self) {
                         std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now()));
   context_.set_wait_for_ready(channel->settings().waitForReady);
   context_.AddMetadata("mqc-sequence", std::to_string(sequence));
+  addVariant(ending, context_);
   const SignalsBlocked blocked;
   reader_ = channel->stub().PrepareUnaryCall(&context_, path, request_, &poller().queue());
   request_.Clear();

@@ -1,6 +1,7 @@
 #ifndef PLATFORM_LOOPBACK_COMPLETIONS_H
 #define PLATFORM_LOOPBACK_COMPLETIONS_H
 
+#include <chrono>
 #include <condition_variable>
 #include <list>
 #include <mutex>
@@ -12,7 +13,7 @@
 
 namespace loopback {
 
-/// Calls the callbacks of asynchronous calls, in order, on a thread of its own.
+/// Calls the callbacks of asynchronous calls, each when it is due, on a thread of its own.
 class Completions {
  public:
   struct Completion {
@@ -20,12 +21,15 @@ class Completions {
     void* userData;
     u32 status;
     RecordedCall recorded;
+    std::chrono::steady_clock::time_point due;
+    u64 number;  ///< in the order of posting, from 1
   };
 
   /// Starts the thread unless it runs; a failure is reported.
   TarnStatus start();
-  /// Hands the thread the only callback of the list; start() has succeeded.
-  void post(std::list<Completion> one, u32 status) noexcept;
+  /// Hands the thread the only callback of the list; start() has succeeded. It runs in its turn, or
+  /// later: others overtake it until the delay is over.
+  void post(std::list<Completion> one, u32 status, std::chrono::milliseconds delay) noexcept;
   /// Waits for all callbacks posted so far.
   TarnStatus drain();
 
@@ -36,7 +40,11 @@ class Completions {
 
  private:
   void run();
+  void runFirst();
   Completion take();
+  /// Waits until the first callback is due.
+  void awaitFirst(std::unique_lock<std::mutex>& lock);
+  bool haveReturned(u64 last) const;
   /// Waits a while for all callbacks posted so far; after that no callback begins.
   void atExit();
 
@@ -45,9 +53,9 @@ class Completions {
   std::mutex mutex_;
   std::condition_variable posted_;
   std::condition_variable done_;
-  std::list<Completion> pending_;
+  std::list<Completion> pending_;  ///< in the order in which they are due
   u64 postedCount_ = 0;
-  u64 doneCount_ = 0;
+  u64 running_ = 0;         ///< the number of the callback that runs, 0: none
   std::thread::id worker_;  ///< none until it was started
   bool exitIsWatched_ = false;
   bool closed_ = false;  ///< no callback begins any more

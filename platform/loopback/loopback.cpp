@@ -23,11 +23,13 @@ State& state() {
 void State::lock() {
   capture.lock();
   completions.lock();
+  ruling.lock();
   mutex.lock();
 }
 
 void State::unlock() {
   mutex.unlock();
+  ruling.unlock();
   completions.unlock();
   capture.unlock();
 }
@@ -85,6 +87,14 @@ const char* captureDir() {
   return dir.empty() ? nullptr : dir.c_str();
 }
 
+/// Its rules, which may turn out not to be usable; none without a script.
+std::shared_ptr<Rules> rulesOf(const char* path) {
+  if (*path == '\0') return nullptr;
+  auto rules = std::make_shared<Rules>();
+  rules->read(shared::absolute(path));
+  return rules;
+}
+
 // When the library is loaded, which no other thread does at the same time.
 [[maybe_unused]] const bool isSetUp = [] {
   state().environment.captureDir = variable("TARN_LOOPBACK_CAPTURE");
@@ -92,8 +102,16 @@ const char* captureDir() {
   const char* const recording = variable("TARN_LOOPBACK_RECORD");
   if (*recording != '\0') TarnLoopback_setRecording(recording);
   state().environment.recording = state().settings.recording;
+  state().environment.rules = rulesOf(variable("TARN_LOOPBACK_SCRIPT"));
+  state().settings.rules = state().environment.rules;
   return true;
 }();
+
+// Behind all exit handlers, which may make calls.
+[[gnu::destructor]] void checkAtExit() {
+  const std::shared_ptr<Rules>& rules = state().environment.rules;
+  if (rules != nullptr && rules->areUsable()) rules->check();
+}
 
 }  // namespace
 }  // namespace loopback
@@ -132,6 +150,26 @@ u32 TarnLoopback_setRecording(const char* path) try {
   return TARN_STATUS_NO_RESOURCES;
 }
 
+u32 TarnLoopback_setScript(const char* path) try {
+  std::shared_ptr<loopback::Rules> rules;
+  if (path != nullptr) {
+    rules = std::make_shared<loopback::Rules>();
+    if (!rules->read(path)) return TARN_STATUS_SCRIPT;
+  }
+  loopback::change([&](Settings& settings) { settings.rules.swap(rules); });
+  return TARN_STATUS_OK;
+} catch (const std::bad_alloc&) {
+  return TARN_STATUS_NO_RESOURCES;
+}
+
+u32 TarnLoopback_checkScript(void) {
+  std::shared_ptr<loopback::Rules> rules;
+  loopback::change([&](Settings& settings) { rules = settings.rules; });
+  if (rules != nullptr) return rules->check();
+  shared::report("there is no script to check");
+  return TARN_STATUS_INVALID;
+}
+
 u64 TarnLoopback_delivered(TarnVariant variant) {
   u64 count = 0;
   loopback::change([&](Settings& settings) {
@@ -148,9 +186,12 @@ u32 TarnLoopback_drain(void) {
 u32 TarnLoopback_reset(void) {
   const u32 status = TarnLoopback_drain();
   if (status != TARN_STATUS_OK) return status;
-  loopback::change([](Settings& settings) {
+  const loopback::Environment& environment = loopback::state().environment;
+  if (environment.rules != nullptr) environment.rules->restart();
+  loopback::change([&](Settings& settings) {
     settings = {};
-    settings.recording = loopback::state().environment.recording;
+    settings.recording = environment.recording;
+    settings.rules = environment.rules;
   });
   return TarnLoopback_setCaptureDir(loopback::captureDir());
 }

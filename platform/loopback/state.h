@@ -5,9 +5,11 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <string>
 
 #include "platform/loopback/completions.h"
 #include "platform/loopback/recording.h"
+#include "platform/loopback/rules.h"
 #include "shared/capture.h"
 #include "tarn/loopback.h"
 
@@ -21,6 +23,7 @@ struct Settings {
   u32 completionStatus = 0;
   bool handleAvailable = true;
   std::shared_ptr<Recording> recording;
+  std::shared_ptr<Rules> rules;
   std::array<u64, 3> delivered{};  ///< by TarnVariant
 };
 
@@ -28,6 +31,7 @@ struct Settings {
 struct Environment {
   std::string captureDir;  ///< empty: none
   std::shared_ptr<Recording> recording;
+  std::shared_ptr<Rules> rules;
 };
 
 /// The loopback's state. No lock is held while a callback runs, and no call holds two.
@@ -40,6 +44,8 @@ struct State {
   shared::Capture capture;
   Completions completions;
   Environment environment;
+
+  std::mutex ruling;  ///< held while any script is asked
 
   std::mutex mutex;  ///< guards what follows
   Settings settings;

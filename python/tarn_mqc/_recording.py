@@ -21,6 +21,7 @@ PCAPNG = b"\n\r\r\n"
 EXPORTED_PDU = 252
 LONGEST_PACKET = 262_144
 TEXT, END = 33, 0
+VERSION = 1
 VARIANTS = ("sync", "async", "oneway")
 
 
@@ -175,9 +176,10 @@ class Recording(Sequence[RecordedCall]):
             if kind in VARIANTS:
                 self._begin(packet, place, time)
             elif kind == "end":
+                status = array("I", [int(packet.words[8])])
                 call = self._open.pop(packet.key, None)
                 if call is not None:
-                    self._ends[call], self._statuses[call] = time, int(packet.words[8])
+                    self._ends[call], self._statuses[call] = time, status[0]
             elif kind == "part":
                 call = self._open.get(packet.key)
                 if call is not None:
@@ -186,6 +188,9 @@ class Recording(Sequence[RecordedCall]):
                 self.missing += int(packet.words[1])
             elif kind != "begin":
                 self.others += 1
+            elif int(packet.words[1]) != VERSION:
+                words = f"a recording of version {packet.words[1]}, not {VERSION}"
+                raise RecordingError(self._files[place.file].path, place.offset - 16, words)
         except (IndexError, OverflowError, ValueError, struct.error):
             self.others += 1
 
@@ -203,11 +208,15 @@ class Recording(Sequence[RecordedCall]):
 
     def _call(self, index: int) -> RecordedCall:
         packet = self._packet(Place(*(column[index] for column in self._places)))
-        message = packet.message + b"".join(self._packet(part).message for part in self._parts.get(index, ()))
+        message = bytearray(packet.message)
+        for part in map(self._packet, self._parts.get(index, ())):
+            if int(part.words[8]) == len(message):  # otherwise one before it is missing
+                message += part.message
         time, end = self._times[index], self._ends[index]
+        status = Status(self._statuses[index]) if end else None
         return RecordedCall(
             time, packet.process, int(packet.words[6]), int(packet.words[1]), packet.words[2], packet.words[0],
-            message, int(packet.words[8]), Status(self._statuses[index]) if end else None, end - time if end else None)
+            bytes(message), int(packet.words[8]), status, end - time if end else None)
 
     def __len__(self) -> int:
         return len(self._times)

@@ -23,7 +23,8 @@ done
 # shellcheck disable=SC2086
 configure -U 'TARN_*' $nothing -DCMAKE_INSTALL_PREFIX=/opt/tarn -DCMAKE_INSTALL_LIBDIR=/opt/lib \
   -DCMAKE_INSTALL_INCLUDEDIR=/opt/include || fail "is not configured where nothing is"
-for what in tarn_grpc:libflatbuffers tarn-inspect:libflatbuffers tarn-serve:libflatbuffers tarn-send:nlohmann-json3; do
+for what in tarn_grpc:libflatbuffers tarn-inspect:libflatbuffers tarn-serve:libflatbuffers tarn-send:nlohmann-json3 \
+  tarn_script:nlohmann-json3; do
   grep -q "Left out: ${what%:*}, which needs .*${what#*:}-dev" "$work/log" ||
     fail "does not say why ${what%:*} is left out"
 done
@@ -34,6 +35,17 @@ grep -E '^[a-z]+=' "$work/alone/installed/tarn_loopback.pc" | diff - <(
 cmake -S "$source/tests/consumers/add_subdirectory" -B "$work/parent" -DTARN_GRPC=OFF >"$work/log" 2>&1 &&
   cmake --build "$work/parent" --parallel 2 >>"$work/log" 2>&1 || fail "cannot be taken in"
 "$work/parent/any_order" || fail "a program of a parent fails"
+# under_script PLATFORM STATUS: what a call then comes to
+echo '{"rules": [{"answers": [{"status": 77}]}]}' >"$work/rules"
+under_script() {
+  local status=0
+  TARN_LOOPBACK_SCRIPT=$work/rules LD_PRELOAD=$1 "$work/parent/any_order" >"$work/log" 2>&1 || status=$?
+  [ "$status" -eq "$2" ] || fail "a call under a script ends with $status"
+}
+under_script '' 77
+cmake --build "$work/alone" --target tarn_loopback >"$work/log" 2>&1 || fail "the loopback needs more than a compiler"
+under_script "$(find "$work/alone" -name libtarn_loopback.so)" 8
+grep -q 'built without scripts, which need nlohmann-json3-dev$' "$work/log" || fail "does not say why there are no scripts"
 cmake --install "$work/parent" --prefix "$work/root" >/dev/null
 for file in include/mqc_fes_intf.h include/tarn/loopback.h libtarn_cli_mqc.so libtarn_loopback.so \
   tarn_cli_mqc-config.cmake pkgconfig/tarn_loopback.pc; do

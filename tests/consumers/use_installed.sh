@@ -113,6 +113,9 @@ if [ -e "$prefix/bin/tarn-send" ]; then
   echo "tarn-send:"
   run "$prefix/bin/tarn-send" --platform libtarn_loopback.so --dry-run sendClassifierTemplate - <"$work/json" |
     cmp - "$sent"
+  TARN_LOOPBACK_RECORD=$work/sent run "$prefix/bin/tarn-send" --platform libtarn_loopback.so sendRuleMac f3=37
+  run "$prefix/bin/tarn-send" --platform libtarn_loopback.so --replay "$work/sent" --check
+  run "$prefix/bin/tarn-inspect" --where 'f3 == 37' "$work/sent" | grep ' sendRuleMac .* 0 success$'
 fi
 
 [ -z "${EMULATOR:-}" ] && [ -e "$prefix/bin/tarn-serve" ] && [ -e "$lib/libtarn_grpc.so" ] || exit 0

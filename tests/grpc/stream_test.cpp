@@ -178,7 +178,7 @@ TEST_F(GrpcStream, ServiceMayEndTheStream) {
   const std::tuple<const char*, u32, const char*> rows[] = {
       {"leave", unavailable, "UNAVAILABLE"},
       {"expel", TARN_GRPC_TRANSPORT + 8, "overloaded: no\\nroom"},
-      {"odd", TARN_GRPC_TRANSPORT + 2, "UNKNOWN"}};
+      {"odd", TARN_GRPC_GARBAGE, "breaks the stream's rules"}};
   void* const opt = open({.waitForReady = 1});
   for (const auto& [answer, status, words] : rows) {
     serve(answer);

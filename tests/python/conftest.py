@@ -1,4 +1,5 @@
 """A service for each test that asks for one, and scripts in processes of their own."""
+import contextlib
 import os
 import pathlib
 import signal
@@ -8,6 +9,10 @@ import time
 
 import pytest
 
+import tarn_mqc.testing
+
+pytest_plugins = ["tarn_mqc.testing", "pytester"]
+
 
 def wait_until(condition):
     until = time.monotonic() + 60
@@ -16,17 +21,8 @@ def wait_until(condition):
         time.sleep(0.01)
 
 
-class Service:
-    """tarn-serve, which captures what it receives."""
-
-    def __init__(self, folder, *options):
-        self.address, self.captures = f"unix:{folder}/socket", folder / "captures"
-        self.captures.mkdir()
-        self.lines = folder / "lines"
-        with open(self.lines, "w") as lines:
-            self.process = subprocess.Popen([f"{os.environ['PROGRAMS']}/tarn-serve", "--listen", self.address,
-                                             "--capture", self.captures, *options], stdout=lines)
-        wait_until(lambda: "listening" in self.lines.read_text())
+class Service(tarn_mqc.testing.Service):
+    """One that can be held for a while."""
 
     def pause(self):
         self.process.send_signal(signal.SIGSTOP)
@@ -39,22 +35,14 @@ class Service:
 
     def received(self):
         """Method and bytes of every message, in the order of their arrival."""
-        return [(file.name.split("-")[1].split(".")[0], file.read_bytes())
-                for file in sorted(self.captures.glob("[0-9]*"), key=lambda file: int(file.name.split("-")[0]))]
+        return [(call.method, call.message) for call in self.requests]
 
 
 @pytest.fixture
-def serve(tmp_path):
-    services = []
-
-    def start(*options):
-        services.append(Service(tmp_path, *options))
-        return services[-1]
-
-    yield start
-    for service in services:
-        service.process.kill()
-        service.process.wait()
+def serve():
+    """Makes services with options of tarn-serve."""
+    with contextlib.ExitStack() as services:
+        yield lambda *options: services.enter_context(Service(*map(str, options)))
 
 
 @pytest.fixture

@@ -28,7 +28,7 @@ def unraisable(monkeypatch):
 @pytest.mark.parametrize("settings", CHANNELS, ids=str)
 def test_every_method_arrives_byte_for_byte(service, settings):
     expected = []
-    with tarn_mqc.connect(service.address, **settings) as mqc:
+    with tarn_mqc.connect(service.target, **settings) as mqc:
         for method, request in tarn_mqc.REQUESTS.items():
             first, *_ = vars(request())
             record = request.from_dict({first: 77} if isinstance(getattr(request(), first), int) else {})
@@ -42,7 +42,7 @@ def test_every_method_arrives_byte_for_byte(service, settings):
 
 def test_statuses_are_returned_or_raised(serve):
     service = serve("--status", "sendRuleMac=7")
-    with tarn_mqc.connect(service.address) as mqc:
+    with tarn_mqc.connect(service.target) as mqc:
         status = mqc.sendRuleMac(f3=1)
         assert (status, status.meaning) == (7, "a service's status")
         assert mqc.sendRuleMac.submit().result() == 7 and mqc.sendRuleMac.oneway() == 0
@@ -61,21 +61,22 @@ def test_statuses_are_returned_or_raised(serve):
 
 @pytest.mark.parametrize("settings", CHANNELS, ids=str)
 def test_a_service_records_what_it_answers_or_refuses(serve, settings, tmp_path):
-    path, statuses, variants = tmp_path / "calls", [], ["sync", "async", "oneway"] * len(tarn_mqc.REQUESTS)
-    service = serve("--record", path, "--status", "qos_group_port=7")
-    with tarn_mqc.connect(service.address, **settings) as mqc:
+    captures, statuses, variants = tmp_path / "captures", [], ["sync", "async", "oneway"] * len(tarn_mqc.REQUESTS)
+    captures.mkdir()
+    service = serve("--capture", captures, "--status", "qos_group_port=7")
+    with tarn_mqc.connect(service.target, **settings) as mqc:
         for method in tarn_mqc.REQUESTS:
             call = getattr(mqc, method)
             statuses += [call(), call.submit().result()]
             call.oneway()
-        wait_until(lambda: len(service.received()) == len(variants))
-        messages = sorted(service.received())
-        service.captures.rename(tmp_path / "moved")
+        wait_until(lambda: len([*captures.glob("[0-9]*")]) == len(variants))
+        messages = [(file.name.split("-")[1].split(".")[0], file.read_bytes()) for file in captures.glob("[0-9]*")]
+        captures.rename(tmp_path / "moved")
         assert mqc.sendRuleMac() == 1013
-    service.process.terminate()
-    assert service.process.wait() == 0 and path.stat().st_mode & 0o777 == 0o600
-    *calls, refused = tarn_mqc.recording(path)
-    assert sorted((call.method, call.message) for call in calls) == messages and refused.status == 1013
+    service.stop()
+    assert (service.folder / "calls").stat().st_mode & 0o777 == 0o600
+    *calls, refused = service.requests
+    assert sorted((call.method, call.message) for call in calls) == sorted(messages) and refused.status == 1013
     assert {call.status for call in calls if call.method == "qos_group_port"} == {7} == set(statuses) - {0}
     assert sum(call.status for call in calls) == 3 * 7
     if "stream" in settings:
@@ -84,7 +85,7 @@ def test_a_service_records_what_it_answers_or_refuses(serve, settings, tmp_path)
 
 
 def test_what_a_method_does_not_take(service):
-    with tarn_mqc.connect(service.address) as mqc:
+    with tarn_mqc.connect(service.target) as mqc:
         for request, fields, words in ((RuleHead(), {}, "takes RuleMac, not RuleHead"),
                                        (RuleMac(), {"f3": 1}, "not both"), (None, {"f9": 1}, "RuleMac.f9: no such")):
             for way in mqc.sendRuleMac, mqc.sendRuleMac.submit, mqc.sendRuleMac.oneway:
@@ -111,13 +112,13 @@ def test_settings_that_cannot_work(tmp_path):
 
 
 def test_without_a_target_the_environment_has_it(service, monkeypatch):
-    monkeypatch.setenv("TARN_GRPC_TARGET", service.address)
+    monkeypatch.setenv("TARN_GRPC_TARGET", service.target)
     with tarn_mqc.connect() as mqc:
         assert mqc.sendRuleMac() == mqc.sendRuleMac.submit().result() == 0
 
 
 def test_threads_call_at_once(service):
-    with tarn_mqc.connect(service.address, stream=True) as mqc:
+    with tarn_mqc.connect(service.target, stream=True) as mqc:
         def run(number):
             return [mqc.sendRuleMac(f3=number), mqc.sendRuleMac.submit(f3=number).result()] * 20
 
@@ -127,7 +128,7 @@ def test_threads_call_at_once(service):
 
 
 def test_a_call_that_was_made_is_not_taken_back(service):
-    with tarn_mqc.connect(service.address, deadline=60) as mqc:
+    with tarn_mqc.connect(service.target, deadline=60) as mqc:
         service.pause()
         call = mqc.sendRuleMac.submit()
         assert not call.cancel() and call.running()
@@ -138,7 +139,7 @@ def test_a_call_that_was_made_is_not_taken_back(service):
 
 
 def test_closing_ends_calls(service, unraisable):
-    mqc = tarn_mqc.connect(service.address, deadline=60)
+    mqc = tarn_mqc.connect(service.target, deadline=60)
     assert mqc.sendRuleMac() == 0
     service.pause()
     calls = [mqc.sendRuleMac.submit() for _ in range(3)]
@@ -149,7 +150,7 @@ def test_closing_ends_calls(service, unraisable):
         with pytest.raises(tarn_mqc.Error, match="closed"):
             way()
     service.go_on()
-    with tarn_mqc.connect(service.address) as other:
+    with tarn_mqc.connect(service.target) as other:
         refusals = []
         service.pause()
         call = other.sendRuleMac.submit()
@@ -161,7 +162,7 @@ def test_closing_ends_calls(service, unraisable):
 
 
 def test_exceptions_at_a_calls_end_are_reported(service, unraisable, caplog):
-    with tarn_mqc.connect(service.address) as mqc:
+    with tarn_mqc.connect(service.target) as mqc:
         for error in ZeroDivisionError("mine"), SystemExit(5):
             def fail(_, error=error):
                 raise error
@@ -178,7 +179,7 @@ def test_exceptions_at_a_calls_end_are_reported(service, unraisable, caplog):
 
 def test_asyncio(service, caplog):
     async def main():
-        with tarn_mqc.connect(service.address, deadline=60) as mqc:
+        with tarn_mqc.connect(service.target, deadline=60) as mqc:
             assert await asyncio.gather(*[mqc.sendRuleMac.submit(f3=i) for i in range(20)]) == [0] * 20
             service.pause()
             call = mqc.sendRuleMac.submit()
@@ -188,8 +189,7 @@ def test_asyncio(service, caplog):
             assert await call == await call == 0
             mqc.check = True
             with pytest.raises(tarn_mqc.CallError):
-                service.process.kill()
-                service.process.wait()
+                service.close()
                 await mqc.sendRuleMac.submit()
 
     asyncio.run(main())
@@ -197,7 +197,7 @@ def test_asyncio(service, caplog):
 
 
 def test_a_loop_that_is_closed_before_the_answer(service, unraisable, caplog):
-    with tarn_mqc.connect(service.address, deadline=60) as mqc:
+    with tarn_mqc.connect(service.target, deadline=60) as mqc:
         service.pause()
         calls = []
 
@@ -214,7 +214,7 @@ def test_a_loop_that_is_closed_before_the_answer(service, unraisable, caplog):
 
 @pytest.mark.parametrize("waits_at_once", [True, False], ids=["submit", "synchronous"])
 def test_interrupts_of_a_waiting_call(service, waits_at_once):
-    with tarn_mqc.connect(service.address, deadline=60 if waits_at_once else 0.5) as mqc:
+    with tarn_mqc.connect(service.target, deadline=60 if waits_at_once else 0.5) as mqc:
         service.pause()
         call = mqc.sendRuleMac.submit()
         with pytest.raises(KeyboardInterrupt):

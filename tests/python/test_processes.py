@@ -64,7 +64,7 @@ if __name__ == "__main__":
             except tarn_mqc.ForkedError as error:
                 print(error)
     print(repr(mqc.sendRuleMac.submit().result()))
-""", ADDRESS=service.address))
+""", ADDRESS=service.target))
     forked, unconnected, *others = out.splitlines()
     for refusal in forked, unconnected:
         assert "forked from one that had a channel" in refusal and "'spawn'" in refusal and "Status" not in refusal, err

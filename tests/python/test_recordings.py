@@ -86,10 +86,13 @@ def test_what_is_damaged_cut_or_no_recordings_is_told_apart(record, tmp_path):
     end = b"end 2 sendRuleMac process 7 thread 8 status "
     more = [packet(b"missing 3 process 7"), packet(b"missing 2 process 7"), packet(b"another's", b"\1"), b"\0" * 16,
             packet(end + b"1"), packet(b"sync 2 sendRuleMac process 7 thread 8 bytes 1", b"\1"), packet(end + b"no"),
-            packet(b"sync 3 sendRuleMac process 7 thread 8 bytes x", b"\1")]
+            packet(b"sync 3 sendRuleMac process 7 thread 8 bytes x", b"\1"),
+            packet(b"sync 4 a process 7 thread 8 bytes 3", b"\1"), packet(b"part 4 a process 7 thread 8 from 2", b"\3"),
+            packet(b"end 4 a process 7 thread 8 status 4294967296"), packet(b"end 4 a process 7 thread 8 status 8")]
     path.write_bytes(whole + b"".join(more))
     calls = tarn_mqc.recording(path)
-    assert (len(calls), calls.missing, calls.others) == (3, 5, 4)
+    assert (len(calls), calls.missing, calls.others) == (4, 5, 5)
+    assert (calls[3].message, calls[3].status) == (b"\1", 8)
     assert calls[2].status is calls[2].duration_ns is None and calls[2].time_ns == 5_000_000_006
     with pytest.raises(ValueError, match="not a whole message of sendRuleMac"):
         calls[2].request
@@ -110,6 +113,10 @@ def test_what_is_damaged_cut_or_no_recordings_is_told_apart(record, tmp_path):
         assert [call.status for call in seen] == [0, None][:1 + (size >= offsets[4])]
     path.write_bytes(whole[:offsets[3]] + b"\xff" * 20)
     with pytest.raises(tarn_mqc.RecordingError, match=f"^{path}, byte {offsets[3]}: a packet of 4294967295 bytes$"):
+        [*tarn_mqc.recording(path)]
+
+    path.write_bytes(whole.replace(b"begin 1", b"begin 2"))
+    with pytest.raises(tarn_mqc.RecordingError, match="byte 24: a recording of version 2, not 1"):
         [*tarn_mqc.recording(path)]
 
     for head, words in ((b"", "no pcap"), (whole[:23], "no pcap"), (b"\n\r\r\n", "pcapng"),

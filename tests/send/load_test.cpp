@@ -154,6 +154,7 @@ TEST(Load, CountsHowCallsEndAndReportsIt) {
 
   LoadResult result = resultOf(load, {}, words);
   EXPECT_FALSE(result.isSuccess());
+  EXPECT_FALSE(LoadResult().isSuccess());  // without a call
   const auto report = nlohmann::json::parse(toText(loadJson(result)));
   EXPECT_EQ(report["calls"], 9);
   EXPECT_EQ(report["statuses"].dump(), R"([{"calls":3,"meaning":"status","status":0},)"

@@ -11,6 +11,7 @@ import time
 
 send, record, send_all = sys.argv[1:]
 random.seed(20261)
+inspect = os.path.join(os.path.dirname(send), "tarn-inspect")
 loopback = [send, "--platform", "libtarn_loopback.so"]
 most = {"u8": 0xFF, "u16": 0xFFFF, "u32": 0xFFFFFFFF}
 
@@ -45,12 +46,13 @@ def packets(path):
 
 
 def written(path, packets, cut=0):
-    data = struct.pack("<IHHiIII", 0xA1B23C4D, 2, 4, 0, 0, 262144, 252)
+    data = [struct.pack("<IHHiIII", 0xA1B23C4D, 2, 4, 0, 0, 262144, 252)]
     for nanoseconds, dissector, words, message in packets:
         text = " ".join(words).encode()
         text += bytes(-len(text) % 4)
         body = dissector + struct.pack(">HH", 33, len(text)) + text + bytes(4) + message
-        data += struct.pack("<4I", *divmod(nanoseconds, 10**9), len(body), len(body)) + body
+        data += struct.pack("<4I", *divmod(nanoseconds, 10**9), len(body), len(body)), body
+    data = b"".join(data)
     open(path, "wb").write(data[:len(data) - cut])
     return path
 
@@ -114,8 +116,8 @@ run(*loopback, "--dry-run", "--full", "--output", "full", "sendRuleMac", "f3=37"
 full = open("full", "rb").read()
 
 
-def call(sequence, status, message=message, at=0, size=None, method="sendRuleMac"):
-    words = ["sync", str(sequence), method, *request[2][3:-1], str(len(message) if size is None else size)]
+def call(sequence, status, message=message, at=0, size=None, method="sendRuleMac", variant="sync"):
+    words = [variant, str(sequence), method, *request[2][3:-1], str(len(message) if size is None else size)]
     ended = [request[0] + at, end[1], ["end", str(sequence), method, *end[2][3:-1], str(status)], end[3]]
     return [[request[0] + at, dissector, words, message]] + [ended] * (status is not None)
 
@@ -141,6 +143,38 @@ for words, bad, cut in (("call 2, sendRuleMac: 70 of 73 bytes are recorded", cal
     check(shown == "" and len(said) == 1 and re.fullmatch("bad: " + words, said[0]), words, "shows", *said)
     shown, said = replay("bad", "--keep-going", status=1)
     check(shown.count('"status":0') == 2 and re.fullmatch("bad: " + words, said[0]), words, "keeps", shown, *said)
+
+written("foreign", call(1, 0) + call(2, 0, variant="sink")[:1] * 2 + call(3, 0))
+check(replay("foreign")[1] == ["foreign: 2 packets are of no recording, and left out; the first is packet 3",
+                               "2 of 2 requests sent: 2 with status 0"], "foreign packets are sent")
+
+# What differs between two recordings: variants, bytes that are not recorded, not what the full encoding leaves open.
+written("before", call(1, 0) + call(2, 0, full) + call(3, 0, b"", size=20))
+written("after", call(1, 0, variant="async") + call(2, 0, full[:-1] + b"\1") + call(3, 0, b"", size=30))
+check(run(inspect, "--diff", "before", "after", status=1)[0] ==
+      "sendRuleMac: call 1, then call 1\n  variant: sync, then async\n"
+      "sendRuleMac: call 3, then call 3\n  bytes: others, of which no fields are known\n"
+      "equal 1, changed 2, dropped 0, added 0\n", "recordings differ otherwise")
+
+# Calls that were made are not kept in memory.
+run(*loopback, "--dry-run", "--output", "batch", "ProcMqcBatchMsg", "-",
+    input=json.dumps({"f3": "07" * 200_000}))
+batch = open("batch", "rb").read()
+
+
+def most_memory(calls):
+    """Of a replay, in kilobytes, as a small process sees it: where it began counts, too."""
+    path = written("long", [packet for number in range(1, calls) for packet in
+                            call(number, 0, batch, method="ProcMqcBatchMsg")])
+    program = "import os, sys; print(os.wait4(os.spawnv(os.P_NOWAIT, sys.argv[1], sys.argv[1:]), 0)[2].ru_maxrss)"
+    shown, said = run(sys.executable, "-c", program, *loopback, "--replay", path, "--check",
+                      ASAN_OPTIONS="detect_leaks=0:quarantine_size_mb=1")
+    check(said[-1] == "0 differences from what is recorded", "a replay of long messages says", *said)
+    return int(shown)
+
+
+few, many = most_memory(10), most_memory(300)
+check(many - few < 30_000, "replays of few and of many long messages take", few, many, "KB")
 
 # Of the calls only some.
 mixed = written("mixed", call(1, 0) + call(2, 9, at=10**9) + call(3, None) + call(4, 9, other) + [

@@ -160,8 +160,11 @@ refuses 2 'bad:1: a zero byte at offset 24' --file bad
 refuses 2 'sendRuleMc: no such method; the nearest is sendRuleMac' sendRuleMc
 refuses 2 'f3\[1\]: 256: not a whole number from 0 to 255' ProcMqcBatchMsg '{"f3": [0, 256]}'
 refuses 2 'f3\[1\]: array, where a number is expected' ProcMqcBatchMsg '{"f3": [0, [1]]}'
+refuses 2 'f3: it is no array' ProcMqcBatchMsg 'f3[1]=1'
 refuses 2 'sendRuleMc: no such method' --template sendRuleMc
+refuses 2 'f3=1 beside an option that sends nothing' --template sendRuleMac f3=1
 refuses 2 'stdin: parse error at column 1' sendRuleMac -
+refuses 2 'parse error at line 2, column 1: ' sendRuleMac $'{\n,}'
 refuses 2 'absent: No such file' --file absent
 refuses 2 'sendRuleMac beside --file' --file mixed sendRuleMac
 refuses 2 '--dry-run of several requests needs --output FOLDER' --dry-run --file mixed

@@ -8,8 +8,15 @@ work=$(mktemp -d)
 services=()
 trap 'for process in "${services[@]}"; do kill -KILL "$process" 2>/dev/null || true; done; wait; rm -rf "$work"' EXIT
 cd "$work"
-tarn_send=${tarn_serve:-}
-tarn_send=${tarn_send%/*}/tarn-send
+programs=${tarn_serve:-}
+programs=${programs%/*}
+tarn_send=$programs/tarn-send
+if [ -n "${TARN_SERVE_ALSO:-}" ]; then # options that every tarn-serve has beside those of the test
+  mkdir also
+  printf '#!/bin/sh\nexec "%s" %s "$@"\n' "$tarn_serve" "$TARN_SERVE_ALSO" >also/tarn-serve
+  chmod +x also/tarn-serve
+  tarn_serve=$work/also/tarn-serve
+fi
 fail() { echo "${0##*/}: $*" >&2; exit 1; }
 
 # await WHAT COMMAND...: until the command succeeds, at most 10 seconds
@@ -40,12 +47,14 @@ serve() {
   address=$(sed -n 's/^listening on //p' "$1")
 }
 
-# end SIGNAL: ends the last service that was started; its status in $status
+# end SIGNAL: ends the process in $service, the last one that was started; its status in $status
 end() {
+  local process left=()
   status=0
   kill "-$1" "$service"
   wait "$service" 2>/dev/null || status=$?
-  unset 'services[-1]'
+  for process in "${services[@]}"; do [ "$process" = "$service" ] || left+=("$process"); done
+  services=("${left[@]}")
 }
 
 # refused STATUS WORDS PROGRAM ARGUMENT...: that status, one line with the words on stderr, nothing on stdout
@@ -70,7 +79,7 @@ documented() {
 }
 
 # inspected FILE...: what tarn-inspect shows of them, a line of JSON each
-inspected() { "${tarn_serve%/*}/tarn-inspect" "$@" | awk '/^[ {}]/ {printf "%s", $0} /^}/ {print ""}'; }
+inspected() { "$programs/tarn-inspect" "$@" | awk '/^[ {}]/ {printf "%s", $0} /^}/ {print ""}'; }
 
 # block LANGUAGE WORDS: the block in that language with the words that docs/delivery.md shows
 block() {

@@ -23,6 +23,7 @@ follow() {
 shown c 'int main' >call.c
 serve out --listen "$target" --json
 [ "$(follow sh 'cc call.c')" = 'status 0: success' ] || fail "the page's caller does not succeed"
+await "a line" grep -q 'qos_group_port ' out
 grep -o 'qos_group_port .*' out | diff - <(grep -o 'qos_group_port  .*#1 .*' "$source/docs/delivery.md") ||
   fail "tarn-serve prints another line than the page shows"
 end TERM

@@ -41,7 +41,8 @@ def frame(kind, flags, stream, body):
 def hostile(target, path):
     def call(stream, method, sequence):
         fields = {":method": "POST", ":scheme": "http", ":path": "/MqcFesIntf/" + method, ":authority": "test",
-                  "te": "trailers", "content-type": "application/grpc", "mqc-sequence": sequence}
+                  "te": "trailers", "content-type": "application/grpc", "mqc-sequence": sequence,
+                  "mqc-variant": "\33[2J"}
         texts = [text.encode() for field in fields.items() for text in field]
         head = b"".join((b"" if i % 2 else b"\0") + bytes([len(text)]) + text for i, text in enumerate(texts))
         return frame(1, 4, stream, head) + frame(0, 1, stream, b"\0" + len(message).to_bytes(4, "big") + message)

@@ -98,6 +98,11 @@ done <<END
 2|no method is called sendNothing|--listen $socket --status sendNothing=1
 2|not a 32-bit|--listen $socket --status 4294967296
 2|not a 32-bit|--listen $socket --status sendRuleMac=
+2|no method is called sendNothing|--listen $socket --delay sendNothing=1
+2|not a number from 0 to 3600000|--listen $socket --delay 3600001
+2|not a number from 0 to 3600000|--listen $socket --delay sendRuleMac=
+2|absent: No such file|--listen $socket --script absent
+2|expected: line 1: |--listen $socket --script expected
 1|absent: cannot be read|--listen $socket --cert absent --key expected
 1|expected: holds no certificate|--listen $socket --cert expected --key expected
 1|No such file|--listen $socket --capture absent

@@ -5,7 +5,7 @@ import flatbuffers
 import grpc
 from mqc import MqcAnswers, MqcCall, MqcCalls
 
-TIMEOUT = 60
+TIMEOUT = 300
 
 
 def calls(*rows):

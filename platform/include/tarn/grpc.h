@@ -63,8 +63,9 @@
  *
  * **Order.** Unary calls that do not wait for each other may overtake each other on the way. Each
  * carries the metadata `mqc-sequence`, a decimal number that grows in the order of the process's
- * calls. Over a stream, all calls of a channel arrive in the order in which they were made, those
- * of several threads in the order in which they were handed over, and their callbacks run in that
+ * calls; one that is not synchronous carries `mqc-variant` as well, which is `async` or `oneway`.
+ * Over a stream, all calls of a channel arrive in the order in which they were made, those of
+ * several threads in the order in which they were handed over, and their callbacks run in that
  * order.
  *
  * **Streams.** A stream is opened for the first call, which waits until the service has sent its

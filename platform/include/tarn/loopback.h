@@ -22,11 +22,15 @@
  * that still runs is not waited for. A callback may end the process: no other callback begins then.
  *
  * **fork.** A child has its parent's settings, counts and capture directory, and none of its
- * callbacks. Calls of the child complete in the child.
+ * callbacks. Calls of the child complete in the child. A script goes on there as in the parent,
+ * counts and turns included.
  *
- * **Environment.** `TARN_LOOPBACK_CAPTURE=DIR` and `TARN_LOOPBACK_RECORD=FILE` set the capture
- * directory and the recording when the library is loaded, for programs that do not know of the
- * loopback; not in a set-user-id program.
+ * **Environment.** `TARN_LOOPBACK_CAPTURE=DIR`, `TARN_LOOPBACK_RECORD=FILE` and
+ * `TARN_LOOPBACK_SCRIPT=FILE` set the capture directory, the recording and the script when the
+ * library is loaded, for programs that do not know of the loopback; not in a set-user-id program.
+ * With a script that cannot be used, every call returns TARN_STATUS_SCRIPT. A normal exit, of a
+ * child made by `fork`, too, reports on stderr what the script expected, unless it came since the
+ * start or the last reset; the exit status does not change.
  *
  * **Memory.** On allocation failure, calls return TARN_STATUS_NO_RESOURCES and deliver nothing. One
  * whose `opt` is new has no handle then and returns TARN_STATUS_INVALID.
@@ -78,16 +82,18 @@ typedef u32 (*TarnReceiver)(const TarnMessage* message, void* userData);
 void TarnLoopback_setReceiver(TarnReceiver receiver, void* userData);
 
 /**
- * Sets the status that calls return while there is no receiver. An asynchronous call that returns
- * another status than 0, from here or from the receiver, does not complete.
+ * Sets the status that calls return while there is no receiver, unless a script's rule answers. An
+ * asynchronous call that returns another status than 0, from here or from the receiver, does not
+ * complete.
  *
  * @param status 0 at the start
  */
 void TarnLoopback_setStatus(u32 status);
 
 /**
- * Sets the status that the callbacks of asynchronous calls get. They run one after the other on a
- * thread of the loopback, once for each call that returns 0, perhaps before it returns.
+ * Sets the status that the callbacks of asynchronous calls get, unless a script's rule answers.
+ * They run one after the other on a thread of the loopback, once for each call that returns 0,
+ * perhaps before it returns.
  *
  * @param status 0 at the start
  */
@@ -138,6 +144,43 @@ u32 TarnLoopback_setCaptureDir(const char* path);
 u32 TarnLoopback_setRecording(const char* path);
 
 /**
+ * Sets the script, whose rules answer calls as they do in `tarn-serve --script`: one file serves
+ * both. docs/scripting.md states its format.
+ *
+ * A message that is delivered counts in the first rule that fits it, which may answer the call. The
+ * receiver sees the message, and the rule's answer takes the place of its status. Calls end as they
+ * would over gRPC: a synchronous one returns the answer's status, an asynchronous one returns 0 and
+ * its callback gets the status, a one-way one returns 0. The statuses are
+ *
+ * | answer | status |
+ * |---|---|
+ * | `{"status": N}` | N |
+ * | `{"grpc": "UNAVAILABLE"}` | 1000 plus gRPC's code, here 1014 |
+ * | `{"drop": true}` | 1004, deadline exceeded: at once, since the loopback has no deadlines |
+ * | `{"garbage": true}` | 71, a reply that breaks the rules |
+ *
+ * With `"delay_ms"`, a synchronous call returns that much later, and a callback runs that much
+ * later, overtaken by those that are due earlier. Calls without an answer of a rule end as they do
+ * without a script.
+ *
+ * @param path the file, read at once, which begins all counts and turns anew; NULL for no script
+ * @return 0; TARN_STATUS_SCRIPT, after a line on stderr, when the file cannot be used, or this
+ * library was built without scripts; TARN_STATUS_NO_RESOURCES on allocation failure. Nothing has
+ * changed then.
+ */
+u32 TarnLoopback_setScript(const char* path);
+
+/**
+ * Checks that what the script expects has come: all messages delivered since it was set, those of
+ * asynchronous calls that have not completed included.
+ *
+ * @return 0; TARN_STATUS_SCRIPT, after lines on stderr with what each rule expected and what came,
+ * or when the environment's script cannot be used; TARN_STATUS_INVALID, after a line on stderr,
+ * without a script; TARN_STATUS_NO_RESOURCES on allocation failure
+ */
+u32 TarnLoopback_checkScript(void);
+
+/**
  * Counts messages delivered since the start or the last reset: encoded without fault and captured,
  * whatever the status of the call.
  *
@@ -156,8 +199,8 @@ u32 TarnLoopback_drain(void);
 
 /**
  * Waits as TarnLoopback_drain does, then restores the initial state: no receiver, capture
- * directory and recording as the environment has them, a handle available, both statuses 0, nothing
- * counted.
+ * directory, recording and script as the environment has them, a handle available, both statuses 0,
+ * nothing counted. Counts and turns of the environment's script begin anew.
  *
  * @return as TarnLoopback_drain; with another status than 0, nothing has changed
  */

@@ -16,6 +16,7 @@ extern "C" {
 typedef enum TarnStatus {
   TARN_STATUS_OK = 0,
   TARN_STATUS_CAPTURE = 5,       /**< The capture directory or the recording cannot be written. */
+  TARN_STATUS_SCRIPT = 8,        /**< The script cannot be used, or what it expects did not come. */
   TARN_STATUS_NO_RESOURCES = 12, /**< No memory, or no thread for completions. */
   TARN_STATUS_INVALID = 22,      /**< No handle, no request, or another argument is missing. */
   TARN_STATUS_DEADLOCK = 35,     /**< The wait for completions would never end. */

@@ -1,8 +1,8 @@
+#include "page/section.h"
+
 #include <algorithm>
 
-#include "inspect/forms.h"
-
-namespace inspect {
+namespace page {
 namespace {
 
 using reader::at;
@@ -42,13 +42,30 @@ std::string rowStart(std::size_t position) {
   return "\n<s>" + start + "</s> ";
 }
 
+std::string sectionStart(const std::string& heading) {
+  return "<section><h2>" + escaped(heading) + "</h2>\n<div><pre>";
+}
+
+/// Adds some bytes, of which the one at the fault is marked.
+void addRow(std::string& text, Bytes bytes, std::size_t from, std::size_t to, std::size_t fault) {
+  text += rowStart(from);
+  const bool isMarked = fault >= from && fault < to;
+  const std::size_t mark = isMarked ? fault : to;
+  addHex(text, bytes.subspan(from, mark - from));
+  if (!isMarked) return;
+  text += "<b class=fault>";
+  addHex(text, bytes.subspan(mark, 1));
+  text += "</b>";
+  addHex(text, bytes.subspan(mark + 1, to - mark - 1));
+}
+
 class Section {
  public:
   Section(const Message& message, std::size_t number)
       : message_(message), prefix_(std::to_string(number) + '.') {}
 
   std::string text() {
-    text_ = "<section><h2>" + escaped(title(message_)) + "</h2>\n<div><pre>";
+    text_ = sectionStart(title(message_));
     for (const Item* item : byPosition(message_.items)) addBytes(*item);
     text_ += "\n</pre>\n<ul>";
     addTree();
@@ -106,12 +123,24 @@ std::string section(const Message& message, std::size_t number) {
   return Section(message, number).text();
 }
 
-std::string pageStart(std::string_view page) {
-  return std::string(page.substr(0, page.find(sectionsPlace)));
+std::string section(const Message& message, const reader::Fault& fault) {
+  const std::size_t before = fault.position / bytesInRow * bytesInRow;
+  const std::size_t first = before - std::min(before, mostBytes / 2);
+  const std::size_t last = std::min(message.bytes.size(), first + mostBytes);
+  std::string text = sectionStart(message.name + ": " + damage(message, fault));
+  for (std::size_t from = first; from < last; from += bytesInRow) {
+    addRow(text, message.bytes, from, std::min(from + bytesInRow, last), fault.position);
+  }
+  if (fault.position == message.bytes.size()) text += "<b class=fault>the end</b>";
+  return text + "\n</pre></div></section>\n";
 }
 
-std::string pageEnd(std::string_view page) {
-  return std::string(page.substr(page.find(sectionsPlace) + sectionsPlace.size()));
+std::string_view start(std::string_view page) {
+  return page.substr(0, page.find(sectionsPlace));
 }
 
-}  // namespace inspect
+std::string_view end(std::string_view page) {
+  return page.substr(page.find(sectionsPlace) + sectionsPlace.size());
+}
+
+}  // namespace page
