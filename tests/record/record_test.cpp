@@ -223,6 +223,7 @@ TEST_F(RecordTest, GivesMemoryBackAndLeavesErrnoAloneWhereThereIsNone) {
       limitMemory(calls == 3 ? buffer.size() * 3 / 2 : buffer.size() / 2);
       for (int i = 0; i < calls; ++i) {
         errno = 77;
+        EXPECT_EQ(MqcFesIntf_sendRuleMac(&request_, nullptr), 0u);
         EXPECT_EQ(MqcFesIntf_ProcMqcBatchMsg(&batch, nullptr), 0u);
         EXPECT_EQ(errno, 77);
       }
