@@ -48,7 +48,7 @@ TESTS_OF = [
     ("shared/section.*", ["recording_test", "thread/record_test"]),
     *[(pattern, ["script_test", "thread/script_test"])
       for pattern in ("script/*", "reader/number.*", "methods/json_text.*")],
-    ("shared/start_recording.*", ["platform_test"]),
+    ("shared/start_recording.*", ["recording_test", "platform_test"]),
     ("shared/status_text.*", ["setup_test"]),
     ("record/pending.*", ["record_test", "recording_test"]),
     *[(f"record/{name}.*", ["record_test", "Record.Programs"]) for name in ("platform", "settings")],

@@ -16,6 +16,7 @@
 #include "record/reading.h"
 #include "recording_writes.h"
 #include "shared/report.h"
+#include "shared/start_recording.h"
 
 extern "C" const char* __tsan_default_options() {
   return "die_after_fork=0";
@@ -136,6 +137,23 @@ TEST_F(RecordingTest, KeepsNamesAndMessagesOfAnyLength) {
     ++size;
   }
   EXPECT_EQ(size, 700u);
+}
+
+TEST_F(RecordingTest, StartsWhereItsFilesCanBeMade) {
+  const fs::path before = fs::current_path();
+  fs::current_path(folder_);
+  for (const char* const path : {path_.c_str(), "calls", "./calls"}) {
+    recording_.emplace();
+    EXPECT_TRUE(shared::startRecording(*recording_, path, 4)) << path;
+    EXPECT_EQ(recording_->longest(), megabyte);
+  }
+  const bool isOurs = ::access("/", W_OK) == 0;
+  EXPECT_EQ(shared::startRecording(*recording_, "/recording-that-is-not-made", 4), isOurs);
+  EXPECT_FALSE(shared::startRecording(*recording_, "absent/calls", 4));
+  EXPECT_NE(writing.heard.find("recording: recording absent/calls: No such file"),
+            std::string::npos)
+      << writing.heard;
+  fs::current_path(before);
 }
 
 TEST_F(RecordingTest, SplitsLongMessages) {
