@@ -114,7 +114,7 @@ def replacements(token):
 
 def mutants_of(name, number, line):
     code = line.lstrip()
-    if code.startswith(("#include", "#ifndef", "#endif", "static_assert", "//", "///")):
+    if code.startswith(("#include", "#ifndef", "#endif", "static_assert", "//", "/**", "* ")):
         return
     if re.match(r"#define \w+$", code) or "SLOTS(" in code or "SLOT(" in code:
         return
