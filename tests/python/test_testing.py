@@ -242,16 +242,17 @@ def test_a_long_request_is_whole(mqc_service, mqc_channel):
     assert [call.request for call in mqc_service.requests] == [request]
 
 
-def test_two_services_and_long_paths(monkeypatch, tmp_path):
-    deep = tmp_path / ("d" * 100)
-    deep.mkdir()
-    monkeypatch.setattr(tempfile, "tempdir", str(deep))
+@pytest.mark.parametrize("name", ["d" * 100, "a branch %2C", "a,b", "a#b", "a?b", "a branch+~@ü"])
+def test_two_services_whatever_the_folder_for_temporary_files_is_called(monkeypatch, tmp_path, name):
+    folder_of_both = tmp_path / name
+    folder_of_both.mkdir()
+    monkeypatch.setattr(tempfile, "tempdir", str(folder_of_both))
     with Service() as one, Service("--status", "5") as other:
         folders = [one.folder, other.folder]
         with tarn_mqc.connect(one.target) as mqc, tarn_mqc.connect(other.target) as others:
             assert (mqc.sendRuleMac(f3=1), others.sendRuleMac(f3=2)) == (0, 5)
         assert [call.request.f3 for service in (one, other) for call in service.requests] == [1, 2]
-    assert not any(folder.exists() for folder in folders) and not [*deep.iterdir()]
+    assert not any(folder.exists() for folder in folders) and not [*folder_of_both.iterdir()]
 
 
 ABANDONED = """
