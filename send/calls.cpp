@@ -23,7 +23,7 @@ std::string lineOf(const Answer& answer) {
   return line.dump(-1, ' ', false, Handler::replace) + '\n';
 }
 
-void Calls::make(std::shared_ptr<const Entry> entry) {
+void Calls::make(const std::shared_ptr<const Entry>& entry) {
   const Entry& made = *entry;
   Call* call = nullptr;
   {

@@ -40,7 +40,7 @@ class Calls {
 
   /// Makes an entry's call; a synchronous one has been answered then. Waits where the platform has
   /// too many under way. The entry is kept until its answer was taken.
-  void make(std::shared_ptr<const Entry> entry);
+  void make(const std::shared_ptr<const Entry>& entry);
   /// The answers that have come since the last time.
   std::deque<Answer> take();
   /// The same, once there are some, or at that time.

@@ -64,6 +64,10 @@ bool runLoad(const Library& library, Requests& requests, const LoadOptions& opti
   plan.patience = static_cast<u64>(longestCall().count()) * millisecond;
   // None is ever destroyed: a callback may run while the process ends.
   static auto& entries = *new Entries(readAll(requests));
+  if (entries.size() != requests.size()) {
+    shared::report("the recording has changed since it was checked; nothing is sent");
+    return false;
+  }
   static auto& clock = *new MonotonicClock;
   static auto& load = *new Load(plan, callsOf(library, entries), clock);
   Watch watch(load, intervalOf(plan), ::isatty(STDERR_FILENO) == 1);

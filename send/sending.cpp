@@ -49,10 +49,10 @@ class Sending {
   /// Returns how many calls were made.
   std::size_t make(Requests& requests) {
     std::size_t made = 0;
-    while (auto entry = requests.next()) {
+    while (const auto entry = requests.next()) {
       if (isChecked_) writeDifference(messageDifference(library_, *entry));
       if (!awaitTurn(*entry)) break;
-      calls_.make(std::move(entry));
+      calls_.make(entry);
       ++made;
       if (!print(calls_.take())) break;
     }

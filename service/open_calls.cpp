@@ -4,6 +4,7 @@ namespace service {
 namespace {
 
 constexpr int mostCalls = 10'000;
+constexpr int mostTurns = 10;
 
 }  // namespace
 
@@ -27,7 +28,10 @@ void OpenCalls::close() {
 
 void OpenCalls::wait(std::chrono::milliseconds patience) {
   std::unique_lock lock(mutex_);
-  left_.wait_for(lock, patience, [this] { return open_ == 0; });
+  for (int turn = 0, before = 0; open_ > 0 && open_ != before && turn < mostTurns; ++turn) {
+    before = open_;
+    left_.wait_for(lock, patience, [this] { return open_ == 0; });
+  }
 }
 
 }  // namespace service

@@ -19,7 +19,7 @@ class OpenCalls {
 
   /// From now on, no call is let in.
   void close();
-  /// Waits at most that long until all calls have left.
+  /// Waits until all calls have left, or none leaves for that long; at most ten times as long.
   void wait(std::chrono::milliseconds patience);
 
  private:

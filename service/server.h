@@ -26,8 +26,8 @@ class Service final : public grpc::CallbackGenericService {
 
   grpc::ServerGenericBidiReactor* CreateReactor(
       grpc::GenericCallbackServerContext* context) override;
-  /// Lets no call in, has late answers sent at once, ends the streams, and waits at most that long
-  /// until all calls have ended.
+  /// Lets no call in, has late answers sent at once, ends the streams, and waits until all calls
+  /// have ended, or none ends for that long; at most ten times as long.
   void end(std::chrono::milliseconds patience);
 
  private:
@@ -49,7 +49,7 @@ class Server {
   bool start(const Certificates& certificates);
   /// Takes over a connected, non-blocking socket.
   void take(int socket);
-  /// Ends; calls in progress have that long.
+  /// Ends; calls in progress have that long, and as much again while some end, ten times at most.
   void end(std::chrono::milliseconds patience);
 
  private:

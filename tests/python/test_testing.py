@@ -1,6 +1,9 @@
 """The fixtures for tests of callers and services: what they hold, what they refuse, and what they leave behind."""
+import contextlib
+import os
 import pathlib
 import re
+import signal
 import tempfile
 
 import pytest
@@ -269,5 +272,9 @@ def test_no_service_outlives_its_tests(pytester, tmp_path, monkeypatch, end, rem
     pytester.makepyfile(HEAD + ABANDONED.format(path=str(path), end=end))
     pytester.runpytest_subprocess("-p", "no:cacheprovider")
     pid, folder = path.read_text().split()
-    wait_until(lambda: not pathlib.Path("/proc", pid).exists())
+    try:
+        wait_until(lambda: not pathlib.Path("/proc", pid).exists())
+    finally:
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(int(pid), signal.SIGKILL)
     assert not removed or not pathlib.Path(folder).exists()
