@@ -5,7 +5,8 @@
 #include <algorithm>
 
 #include "fuzz.h"
-#include "inspect/forms.h"
+#include "inspect/annotate.h"
+#include "page/section.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ std::string dense(std::string text) {
   return text;
 }
 
-void checkJson(const Readers& readers, const inspect::Message& message) {
+void checkJson(const Readers& readers, const page::Message& message) {
   std::string expected;
   const auto* const root = flatbuffers::GetRoot<flatbuffers::Table>(message.bytes.data());
   const std::string table = "mqc." + message.method->request->name;
@@ -40,16 +41,28 @@ void checkJson(const Readers& readers, const inspect::Message& message) {
           "other JSON");
 }
 
-void checkForms(const inspect::Message& message) {
+std::ptrdiff_t timesIn(std::string_view text, std::string_view part) {
+  std::ptrdiff_t times = 0;
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++times;
+  return times;
+}
+
+bool isClosed(const std::string& section) {
+  return timesIn(section, "<") == 2 * timesIn(section, "</");
+}
+
+void checkForms(const page::Message& message) {
   std::string shown, bytes;
   inspect::annotate(message, [&](std::string_view line) { shown += line.substr(8, 24); });
-  inspect::addHex(bytes, message.bytes);
+  page::addHex(bytes, message.bytes);
   require(dense(shown) == dense(bytes), "annotated with other bytes");
-  const std::string section = inspect::section(message, 1);
-  const auto open = std::count(section.begin(), section.end(), '<');
-  std::ptrdiff_t closed = 0;
-  for (std::size_t at = 0; (at = section.find("</", at)) != std::string::npos; ++at) ++closed;
-  require(open == 2 * closed, "the page's elements are not closed");
+  require(isClosed(page::section(message, 1)), "the page's elements are not closed");
+}
+
+void checkDamaged(const page::Message& message, const reader::Fault& fault) {
+  const std::string section = page::section(message, fault);
+  require(isClosed(section) && timesIn(section, "class=fault") == 1,
+          "the damage is not marked once");
 }
 
 }  // namespace
@@ -58,9 +71,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const Readers readers;
   if (size == 0) return 0;
   const auto& methods = readers.onLines.methods();
-  inspect::Message message{"", methods[data[0] % methods.size()], {data + 1, data + size}, {}};
+  page::Message message{"", methods[data[0] % methods.size()], {data + 1, data + size}, {}};
   if (const auto fault = reader::walk(*message.method, message.bytes, message.items)) {
     require(fault->position < size && !fault->words.empty(), "damage without a place");
+    checkDamaged(message, *fault);
     return 0;
   }
   checkJson(readers, message);

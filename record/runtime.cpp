@@ -1,5 +1,6 @@
 // The platform's four RPC functions: each records the call and hands it on to the platform.
 
+#include <bit>
 #include <cstring>
 
 #include "record/message.h"
@@ -44,7 +45,7 @@ u64 recordRequest(CallVariant variant, const MethodId& method, const IdlMsgDesc*
 
 /// Takes the place of the caller's callback.
 void onEnd(u32 status, void* data) {
-  const Pending call = state.pending.end(reinterpret_cast<u64>(data));
+  const Pending call = state.pending.end(std::bit_cast<u64>(data));
   if (call.callback == nullptr) return;
   state.recording.end(call.sequence, call.methodName(), status);
   call.callback(status, call.userData);
@@ -57,7 +58,7 @@ u32 sendAsync(const MethodId& method, const IdlMsgDesc* desc, const void* req,
   if (call == nullptr) return state.recording.miss(), send(ctx);
   const u64 id = call->id;
   const u64 sequence = call->sequence = recordRequest(CallVariant::async, method, desc, req);
-  const u32 status = send({ctx.reqSize, onEnd, reinterpret_cast<void*>(id)});
+  const u32 status = send({ctx.reqSize, onEnd, std::bit_cast<void*>(id)});
   if (status != 0 && state.pending.refuse(id)) {
     state.recording.end(sequence, method.methodName, status);
   }

@@ -42,7 +42,7 @@ bool setUp(const char* path) {
       state.pending.inChild();
     });
   }
-  if (error != 0) shared::reportAtOnce("%s: %s; nothing is recorded", path, ::strerror(error));
+  if (error != 0) shared::reportAtOnce("nothing is recorded: %s: %s", ::strerror(error), path);
   return error == 0;
 }
 

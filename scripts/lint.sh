@@ -19,7 +19,7 @@ git ls-files 'codec/*.cpp' 'msg/*.cpp' 'stubs/*.cpp' 'methods/*.cpp' 'shared/*.c
 
 # The Python package with its stubs, as it is installed, by Debian's tools.
 /usr/bin/python3 -m flake8 --max-line-length 120 python tests/python tests/script_schema_test.py \
-  examples/test_*.py bench/python_calls.py
+  examples/test_*.py bench/python_calls.py scripts/browser.py scripts/page_picture.py tests/service/watch_test.py
 /usr/bin/python3 -m mypy --strict --cache-dir build/lint/mypy build/lint/python/tarn_mqc >&2
 
 scripts/docs.sh --check

@@ -44,10 +44,11 @@ TESTS_OF = [
     *[(f"shared/{name}.*", ["platform_test", "thread/platform_test"])
       for name in ("capture", "encode", "printable", "report", "temporary_file")],
     *[(f"shared/{name}.*", ["recording_test"])
-      for name in ("recording", "recording_files", "recording_packet", "section")],
+      for name in ("recording", "recording_files", "recording_packet")],
+    ("shared/section.*", ["recording_test", "thread/record_test"]),
     *[(pattern, ["script_test", "thread/script_test"])
       for pattern in ("script/*", "reader/number.*", "methods/json_text.*")],
-    ("shared/start_recording.*", ["platform_test"]),
+    ("shared/start_recording.*", ["recording_test", "platform_test"]),
     ("shared/status_text.*", ["setup_test"]),
     ("record/pending.*", ["record_test", "recording_test"]),
     *[(f"record/{name}.*", ["record_test", "Record.Programs"]) for name in ("platform", "settings")],
@@ -113,7 +114,7 @@ def replacements(token):
 
 def mutants_of(name, number, line):
     code = line.lstrip()
-    if code.startswith(("#include", "#ifndef", "#endif", "static_assert", "//", "///")):
+    if code.startswith(("#include", "#ifndef", "#endif", "static_assert", "//", "/**", "* ")):
         return
     if re.match(r"#define \w+$", code) or "SLOTS(" in code or "SLOT(" in code:
         return

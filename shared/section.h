@@ -7,8 +7,7 @@ namespace shared {
 
 /// What stands between a caller and a platform does its own work in sections: under the lock, and
 /// errno stays what it was. A section is not entered where a signal handler has interrupted one of
-/// its thread: it would wait for itself. Sections are not nested. No thread may be cancelled in
-/// one.
+/// its thread: it would wait for itself. Sections are not nested, and hold no cancellation point.
 class Section {
  public:
   explicit Section(pthread_mutex_t& mutex);

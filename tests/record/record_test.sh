@@ -51,13 +51,19 @@ mergecap -F nsecpcap -w joined some one
 [ "$(packets joined)" -eq 13 ] || fail "$(packets joined) packets are joined, not 13"
 [ "$(texts joined | sort)" = "$( (texts some; texts one) | sort)" ] || fail "texts are lost on the way"
 
-for platform in "" "$loopback" "$device"; do
-  # shellcheck disable=SC2086
-  (recorded opened "$opener" one $platform "$calls") || [ "$platform" = "$device" ] || fail "calls fail"
-  holds opened '^end 1 sendRuleMac' 1
+(recorded opened "$opener" local one "$calls") || fail "calls fail"
+holds opened '^end 1 sendRuleMac' 1
+for visibility in global local; do
+  (recorded opened "$opener" $visibility one "$loopback" "$calls") || fail "calls fail"
+  (recorded "opened_$visibility" "$opener" $visibility one "$device" "$calls") || true # its status is another
+  holds opened '^end [12] sendRuleMac.*status 9' 2
+  holds "opened_$visibility" '^end [12] sendRuleMac.*status 0' 2
 done
+(recorded alone "$opener" local alone "$record") 2>said || fail "calls without a platform do not return 22"
+[ "$(cat said)" = "tarn_record: no platform behind this library has RPC_IdlMsgOnewayCall" ] ||
+  fail "no platform: $(cat said)"
 
-(recorded parent "$opener" fork "$calls")
+(recorded parent "$opener" local fork "$calls")
 holds parent '^end' 2
 child=$(basename parent.*)
 holds "$child" "^sync [0-9]* sendRuleMac process ${child#*.} thread ${child#*.} " 1
@@ -72,10 +78,19 @@ for round in 1 2 3; do
     fail "round $round: $counted calls returned, $calls_begun and $ends ends are recorded"
 done
 
+(megabytes=1048576 recorded large "$caller" one)
+{ (megabytes=1 recorded small "$caller" storm) || true; } >storms 2>&1
+[ -s large ] && [ "$(stat -c %s small-1)" -gt 250000 ] && [ "$(stat -c %s small-1)" -le 262144 ] ||
+  fail "sizes are not kept to: $(ls -l large small*)"
+
 # Nothing is written without a name, with a size that is none, and by whom a set-user-id program could harm.
 mkdir none secure
 cd none
-(recorded '' "$caller" one)
+(recorded '' "$caller" one) 2>said
+[ ! -s said ] || fail "no name: $(cat said)"
+long=$(printf 'x%.0s' {1..4096})
+(recorded "$long" "$caller" one) 2>said
+[[ $(cat said) == "tarn_record: nothing is recorded: File name too long: xxx"* ]] || fail "a long name: $(head -c 100 said)"
 (megabytes=0 recorded calls "$caller" one) 2>said
 [ "$(cat said)" = "tarn_record: TARN_RECORD_MB is '0', not a number from 1 to 1048576; nothing is recorded" ] ||
   fail "a wrong size: $(cat said)"

@@ -6,8 +6,8 @@ usage: watch_test.py get URL STATUS   whether the page is answered so
        watch_test.py stall URL N      N whose answers are not read, N whose requests do not end, and waits
        watch_test.py fill SOCKET N    N callers of gRPC that have begun, and waits
        watch_test.py poll URL         asks for calls until SIGUSR1, then says how many there are
-       watch_test.py browser URL TARGET BROWSER TARN_SEND PID
-                                      what a browser shows of calls to the target, until it ends the service
+       watch_test.py browser URL TARGET BROWSER TARN_SEND TARN_SERVE PID
+                                      what a browser shows of calls to the target, of the service's end and of another
 """
 import http.client
 import json
@@ -237,7 +237,18 @@ def check_controls(page, send, url):
     expect(page.run(f"{ROWS}.length"), 1000, "rows")
 
 
-def browser(url, target, program, tarn_send, service):
+def check_another(page, url, service):
+    """A service at the place of one that has ended has calls of its own."""
+    another = subprocess.Popen([*service, "--page", ":".join(map(str, place(url)))], stdout=subprocess.DEVNULL)
+    try:
+        page.wait(WORDS, "live 0 calls since.")
+        expect(page.run(f"{ROWS}.length"), 0, "calls of another service")
+    finally:
+        another.terminate()
+        another.wait()
+
+
+def browser(url, target, program, tarn_send, tarn_serve, service):
     from browser import Browser
 
     def send(*arguments):
@@ -252,6 +263,7 @@ def browser(url, target, program, tarn_send, service):
         expect(page.complaints(), [], "the browser's complaints")
         os.kill(int(service), signal.SIGTERM)
         page.wait(WORDS + ".startsWith('the service is gone since 1,506')")
+        check_another(page, url, [tarn_serve, "--listen", target])
 
 
 signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGUSR1})

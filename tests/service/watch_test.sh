@@ -14,6 +14,9 @@ watched() {
   serving=$service
 }
 
+descriptors() { find "/proc/$serving/fd" -mindepth 1 | wc -l; }
+isFull() { [ "$(descriptors)" -ge 46 ]; }
+
 # Loopback addresses alone; a fault is one line, and nothing is served.
 while IFS='|' read -r expected words page; do
   refused "$expected" "$words" "$tarn_serve" --listen "unix:$work/socket" --page "$page"
@@ -47,7 +50,7 @@ requests "${first[@]:0:methods}" >compacts
 watched --page 127.0.0.1:0
 start idle "${watch[@]}" idle "$url" 1000
 await "idle peers" grep -q 'peers are there' idle
-[ "$(find "/proc/$serving/fd" -mindepth 1 | wc -l)" -lt 100 ] || fail "idle peers of the page have many descriptors"
+[ "$(descriptors)" -lt 100 ] || fail "idle peers of the page have many descriptors"
 "${watch[@]}" get "$url" 200 || fail "no page behind idle peers"
 call "$address" --keep-going --file compacts >answers
 [ "$(grep -c ' 0$' answers)" -eq "$methods" ] || fail "beside idle peers: $(cat answers)"
@@ -66,6 +69,10 @@ end TERM
 program=$tarn_serve
 limited() { ulimit -n 64 && exec "$program" "$@"; }
 tarn_serve=limited watched --page 127.0.0.1:0
+start full "${watch[@]}" fill "$work/socket" 60
+await "callers that have all descriptors of their own" isFull
+"${watch[@]}" get "$url" 200 || fail "beside callers that have all descriptors of their own, there is no page"
+end KILL
 start idle "${watch[@]}" idle "$url" 100
 start stalled "${watch[@]}" stall "$url" 50
 start silent "${peer[@]}" silent "$address" 100
@@ -74,9 +81,6 @@ await "stalled peers" grep -q 'peers are there' stalled
 await "silent peers" grep -q silent silent
 [ "$(call "$address" sendRuleMac)" = 'sendRuleMac 0' ] || fail "short of descriptors, a call is not answered"
 "${watch[@]}" get "$url" 200 || fail "short of descriptors, there is no page"
-start full "${watch[@]}" fill "$work/socket" 60
-await "callers" grep -q 'peers are there' full
-"${watch[@]}" get "$url" 200 || fail "beside callers that have all descriptors of their own, there is no page"
 service=$serving
 end TERM
 [ "$status" -eq 0 ] || fail "short of descriptors: status $status, $(cat out.err)"
@@ -97,6 +101,6 @@ end TERM
 [ -n "$browser" ] || exit 0
 head -c 60 all/0016-sendRuleMac.compact.bin >0001-sendRuleMac.compact.bin
 watched --page 127.0.0.1:0 --status sendRuleMac=5 --delay qos_group_port=3600000
-"${watch[@]}" browser "$url" "$address" "$browser" "$tarn_send" "$serving" ||
+"${watch[@]}" browser "$url" "$address" "$browser" "$tarn_send" "$tarn_serve" "$serving" ||
   fail "a browser shows something else"
 echo "calls are shown as they arrive; no reader of the page is in their way"
