@@ -130,10 +130,9 @@ def places():
     expect(outcome(start("sendRuleMac")), full, "a call too many")
     late[0].cancel()
     until(lambda: outcome(start("sendRuleMac")) == 6, "the place of a call")
-    for call in late[1:-100]:  # more than these may take longer than a service has to end
+    for call in late:
         call.cancel()
     os.kill(int(process), signal.SIGTERM)
-    expect({outcome(call) for call in late[-100:]}, {6}, "calls at the end")
 
 
 globals()[name]()
