@@ -178,8 +178,9 @@ void Server::take(int socket) {
 
 void Server::end(std::chrono::milliseconds patience) {
   service_.end(patience);
-  // What is open still is late, or watches the service's health.
-  server_->Shutdown(std::chrono::system_clock::now());
+  // Answers may still be on their way. What is open after that is late, or watches the service's
+  // health.
+  server_->Shutdown(std::chrono::system_clock::now() + patience);
   server_->Wait();
 }
 
