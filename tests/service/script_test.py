@@ -105,6 +105,22 @@ def flood():
     expect(stream.rest(), ([(call, 6) for call in range(1, number + 1)], *ended), "answers at the end")
 
 
+def memory():
+    """Messages of which calls wait are among those that have 512 MiB together, until the caller goes."""
+    most = 10_000
+    small = [(number, "qos_group_port", message("qos_group_port")) for number in range(1, most + 1)]
+    long = calls(*small, (most + 1, "qos_group_port", bytes(60 << 20)))
+    streams = []
+    while not any(stream.call.done() for stream in streams):
+        expect(len(streams) < 16, True, "there is memory for a GiB of messages")
+        streams.append(Stream(channel))
+        streams[-1].send(long)
+        until(lambda: listed("+3600000 ms") >= most * len(streams) or any(stream.call.done() for stream in streams),
+              "a stream's calls, or an end")
+    expect({stream.call.code().name for stream in streams if stream.call.done()}, {"RESOURCE_EXHAUSTED"}, "ends")
+    os.kill(int(process), signal.SIGTERM)
+
+
 def places():
     """A caller that has gone leaves its place at once, whatever answer was to come, and none is recorded. Ten thousand
     are answered at the end."""

@@ -68,7 +68,7 @@ await_end
 expect 3 "calls that were expected have not come"
 grep -qE '^  sendRuleMac .* came 0: DIFFERS$' out || fail "no difference is reported: $(cat out)"
 [ "$(ends late)" = '4 0 2 1015 3 6 4 null' ] || fail "recorded: $(statuses late)"
-for scenario in flood places; do
+for scenario in flood memory places; do
   serve out --listen "unix:$work/socket" --delay 3600000 --status 6 --delay sendRuleMac=0 --record $scenario
   play $scenario
   await_end
