@@ -175,7 +175,8 @@ TEST(Script, NothingBehindAMessageIsRead) {
   record.f0 = 287'454'020;
   const u8 number[] = {0x44, 0x33, 0x22, 0x11};
   const Message message = encoded(*methods::find("sendClassifierTemplate"), &record)[0];
-  const auto end = std::ranges::search(message, number).end() - message.begin();
+  const auto end =
+      std::search(message.begin(), message.end(), number, std::end(number)) + 4 - message.begin();
   for (std::ptrdiff_t size = 0; size <= std::ssize(message); ++size) {
     const std::span<const u8> cut(message.data(), static_cast<std::size_t>(size));
     EXPECT_EQ(rules.take("sendClassifierTemplate", cut), size < end ? "nothing" : "1") << size;
