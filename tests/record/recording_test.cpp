@@ -95,6 +95,8 @@ class RecordingTest : public testing::Test {
     for (int i = 0; call() == 0; ++i, ::usleep(1000)) ASSERT_LT(i, 60'000);
   }
   fs::path former(int number) const { return path_.string() + "-" + std::to_string(number); }
+  /// Where another process writes the file.
+  fs::path own() const { return path_.string() + "." + std::to_string(::getpid()); }
   const fs::path folder_ = fs::temp_directory_path() / ("recording-" + std::to_string(::getpid()));
   const fs::path path_ = folder_ / "calls";
   std::optional<Recording> recording_;
@@ -163,6 +165,12 @@ TEST_F(RecordingTest, StartsWhereItsFilesCanBeMade) {
     recording_.emplace();
     EXPECT_TRUE(shared::startRecording(*recording_, path, 4)) << path;
     EXPECT_EQ(recording_->longest(), megabyte);
+    fs::current_path(before);
+    call();
+    EXPECT_EQ(packetsOf(path_).size(), 3u);
+    recording_->close();
+    fs::remove(path_);
+    fs::current_path(folder_);
   }
   const bool isOurs = ::access("/", W_OK) == 0;
   EXPECT_EQ(shared::startRecording(*recording_, "/recording-that-is-not-made", 4), isOurs);
@@ -198,6 +206,8 @@ TEST_F(RecordingTest, SplitsLongMessages) {
   // One that a file has no room for leaves its size.
   writing.room = SIZE_MAX;
   callUntilRecorded();
+  call(Bytes(4 * megabyte - before.size() - 10'000));
+  EXPECT_FALSE(fs::exists(former(1)));
   const u32 tooMany = 4 * megabyte - 600;
   const u64 sequence = call(Bytes(tooMany));
   const Packet packet = packetsOf(path_).rbegin()[1];
@@ -209,7 +219,10 @@ TEST_F(RecordingTest, SplitsLongMessages) {
 TEST_F(RecordingTest, KeepsTheLatestFiles) {
   const Bytes page(4000);
   u64 last = 0;
-  for (int i = 0; i < 1000; ++i) last = call(page);
+  for (int i = 0; i < 1000; ++i) {
+    errno = EWOULDBLOCK;  // of another call
+    last = call(page);
+  }
   EXPECT_EQ(last, 1000u);
   u64 size = 0;
   u64 expected = 0;
@@ -254,6 +267,9 @@ TEST_F(RecordingTest, GoesOnAfterAPause) {
     writing.room = SIZE_MAX;
     writing.now = later;
     EXPECT_EQ(call() != 0, goesOn) << later.tv_sec << ' ' << later.tv_nsec;
+    recording_->inChild();
+    EXPECT_NE(call(), 0u) << "it need not wait";
+    EXPECT_TRUE(fs::exists(own()));
     recording_->close();
   }
 }
@@ -262,7 +278,7 @@ TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
   writing.now = {1000, 0};
   call();
   const auto before = contents(path_);
-  for (const std::size_t room : {0u, 100u}) {
+  for (const std::size_t room : {0u, 1u}) {
     writing.room = room;
     writing.heard.clear();
     for (int i = 0; i < 3; ++i, ++writing.now->tv_sec) EXPECT_EQ(call(), 0u);
@@ -303,14 +319,16 @@ TEST_F(RecordingTest, GoesOnWhenItsFileHasGone) {
   ASSERT_EQ(packets.size(), 4u);
   EXPECT_EQ(packets[1].text, "missing 4 process " + std::to_string(::getpid()));
 
+  recording_->close();
+  call();
   fs::copy(path_, folder_ / "copy");
   fs::rename(folder_ / "copy", path_);
   ++writing.now->tv_sec;
   call();
-  EXPECT_TRUE(fs::exists(former(1)));
+  EXPECT_TRUE(fs::exists(former(2)));
   packets = packetsOf(path_);
   ASSERT_EQ(packets.size(), 4u);
-  EXPECT_EQ(packets[1].number(), 1u);
+  EXPECT_EQ(packets[1].number(), 3u);
 }
 
 TEST_F(RecordingTest, LeavesOtherFilesAlone) {
@@ -332,7 +350,8 @@ TEST_F(RecordingTest, LeavesOtherFilesAlone) {
       obstruct(other, place);
       writing.heard.clear();
       EXPECT_EQ(call(), 0u);
-      EXPECT_NE(writing.heard.find("a file that is no recording is in the way"), std::string::npos);
+      EXPECT_NE(writing.heard.find("a file that is no recording is in the way;"),
+                std::string::npos);
       EXPECT_EQ(contents(other), before);
       EXPECT_FALSE(fs::exists(folder_ / "nothing"));
       fs::remove(place);
@@ -351,8 +370,9 @@ TEST_F(RecordingTest, OneFileIsWrittenByOneProcess) {
   Recording other = {};
   ASSERT_EQ(other.setUp(path_.c_str(), megabyte), 0);
   EXPECT_EQ(other.request(CallVariant::oneway, "sendRuleMac", message, 7), 1u);
-  const fs::path own = path_.string() + "." + std::to_string(::getpid());
-  EXPECT_EQ(packetsOf(own).back().kind(), "oneway");
+  EXPECT_EQ(packetsOf(own()).back().kind(), "oneway");
+  EXPECT_EQ(other.request(CallVariant::async, "sendRuleMac", message, 7), 2u);
+  EXPECT_EQ(packetsOf(own()).back().kind(), "async");
   EXPECT_EQ(packetsOf(path_).size(), 3u);
 
   recording_->close();
@@ -375,8 +395,7 @@ TEST_F(RecordingTest, AChildHasItsOwn) {
   inChild([&] {
     recording_->inChild();
     call();
-    const fs::path own = path_.string() + "." + std::to_string(::getpid());
-    const std::vector<Packet> packets = packetsOf(own);
+    const std::vector<Packet> packets = packetsOf(own());
     EXPECT_EQ(packets.size(), 3u);
     EXPECT_EQ(packets.at(1).word(4), std::to_string(::getpid()));
     EXPECT_EQ(packets.at(1).word(6), std::to_string(::getpid()));
@@ -412,6 +431,7 @@ TEST_F(RecordingTest, SurvivesSignalsAndClosedDescriptors) {
   EXPECT_EQ(errno, 77);
   EXPECT_EQ(packetsOf(path_).at(4).kind(), "missing");
 
+  ::close(0);
   for (int file = 3; file < 1024; ++file) ::close(file);  // as daemons do
   callUntilRecorded();
   EXPECT_TRUE(fs::exists(former(1)));
@@ -430,6 +450,12 @@ TEST_F(RecordingTest, SurvivesSignalsAndClosedDescriptors) {
   for (int file = 512; file < end - 1; ++file) ::close(file);
   ::close(pipes[1]);
   EXPECT_EQ(::read(pipes[0], pipes, 1), 0);
+
+  const fs::path other = folder_ / "other";
+  ::dup2(::creat(other.c_str(), 0600), end - 1);
+  writing.now = {1000, 0};  // another second, for which it looks at its file
+  EXPECT_NE(call(), 0u);
+  EXPECT_EQ(fs::file_size(other), 0u);
 }
 
 TEST_F(RecordingTest, KeepsFormerFilesWhereDescriptorsAreShort) {
