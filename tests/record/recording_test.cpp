@@ -435,6 +435,7 @@ TEST_F(RecordingTest, SurvivesSignalsAndClosedDescriptors) {
   for (int file = 3; file < 1024; ++file) ::close(file);  // as daemons do
   callUntilRecorded();
   EXPECT_TRUE(fs::exists(former(1)));
+  EXPECT_FALSE(fs::exists(former(2)));
   EXPECT_EQ(packetsOf(path_).back().kind(), "end");
 
   int pipes[2];
