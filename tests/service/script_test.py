@@ -132,7 +132,7 @@ def places():
     late[0].cancel()
     until(lambda: outcome(start("sendRuleMac")) == 6, "the place of a call")
     os.kill(int(process), signal.SIGTERM)
-    expect({outcome(call) for call in late[1:]}, {6}, "calls at the end")
+    expect({outcome(call) for call in late[1:]}, {6}, "ten thousand calls at the end")
 
 
 globals()[name]()

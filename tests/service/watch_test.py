@@ -239,10 +239,13 @@ def check_controls(page, send, url):
 
 def check_another(page, url, service):
     """A service at the place of one that has ended has calls of its own."""
-    with subprocess.Popen([*service, "--page", ":".join(map(str, place(url)))], stdout=subprocess.DEVNULL) as another:
+    another = subprocess.Popen([*service, "--page", ":".join(map(str, place(url)))], stdout=subprocess.DEVNULL)
+    try:
         page.wait(WORDS, "live 0 calls since.")
         expect(page.run(f"{ROWS}.length"), 0, "calls of another service")
+    finally:
         another.terminate()
+        another.wait()
 
 
 def browser(url, target, program, tarn_send, tarn_serve, service):
