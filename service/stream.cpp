@@ -99,7 +99,7 @@ void Stream::OnReadDone(bool ok) {
   }
   grpc::Slice bytes;
   if (!incoming_.DumpToSingleSlice(&bytes).ok()) bytes = grpc::Slice();
-  incoming_.Clear();
+  // What has arrived stays: while calls wait for place, it is part of the memory for messages.
   reader_.emplace(std::move(bytes), last_);
   handleCalls();
 }
@@ -134,6 +134,7 @@ void Stream::handleCalls() {
     if (!(fault.ok() ? handle(call) : add({call.sequence, 0, fault}))) return;
   }
   reader_.reset();
+  incoming_.Clear();
   const std::lock_guard lock(mutex_);
   isHandling_ = false;
   if (!isEnding_) return StartRead(&incoming_);
