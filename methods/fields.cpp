@@ -58,7 +58,7 @@ std::string takeStep(const Table& table, std::string_view& path, Step& step) {
   if (!fault.empty()) return std::string(name) + placed(fault);
   if (path.empty()) return "";
   if (!path.starts_with('.') || !step.isTable()) {
-    return std::string(name) + ": it has no " + std::string(path);
+    return std::string(name) + ": it has no " + shown(path);
   }
   path.remove_prefix(1);
   return path.empty() ? std::string(name) + ": it has fields of its own" : "";
@@ -120,7 +120,7 @@ std::string findField(const Table& table, std::string_view path, Field& field) {
 }
 
 std::string notInRange(std::string_view value, u64 largest) {
-  return (value.empty() ? "nothing" : std::string(value)) + ": not a whole number from 0 to " +
+  return (value.empty() ? "nothing" : shown(value)) + ": not a whole number from 0 to " +
          std::to_string(largest);
 }
 
@@ -130,8 +130,12 @@ std::string_view nearest(std::string_view name, const std::vector<std::string_vi
 }
 
 std::string shown(std::string_view name) {
-  const std::string_view start = name.substr(0, longestShown);
-  return std::string(start) + (start == name ? "" : "...");
+  std::string start(name.substr(0, longestShown));
+  if (start != name) start += "...";
+  for (std::size_t zero = 0; (zero = start.find('\0', zero)) != std::string::npos;) {
+    start.replace(zero, 1, "\\x00");
+  }
+  return start;
 }
 
 std::string noSuch(const char* what, std::string_view name,

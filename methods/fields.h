@@ -68,7 +68,7 @@ std::string notInRange(std::string_view value, u64 largest);
 /// There is at least one.
 std::string_view nearest(std::string_view name, const std::vector<std::string_view>& candidates);
 
-/// A name as a report shows it: cut where it is very long.
+/// A name as a report shows it: cut where it is very long, without zero bytes, which would end it.
 std::string shown(std::string_view name);
 
 // Each of what the name does not name.

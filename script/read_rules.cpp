@@ -91,7 +91,7 @@ std::string add(const methods::Method& method, const std::string& path, Numbers&
   reader::Number number;
   std::string fault = reader::Number::find(*method.request, path, number);
   if (fault.empty()) numbers.emplace(method.request, number);
-  const std::string place = path + ": ";
+  const std::string place = methods::shown(path) + ": ";
   return fault.starts_with(place) ? fault.substr(place.size()) : fault;  // its place is known
 }
 

@@ -31,12 +31,11 @@ void Delays::hasten(const void* owner) {
   }
 }
 
-void Delays::end() {
-  {
-    const std::lock_guard lock(mutex_);
-    isHasty_ = true;
-  }
+bool Delays::end() {
+  const std::lock_guard lock(mutex_);
+  isHasty_ = true;
   changed_.notify_one();
+  return !waiting_.empty();
 }
 
 Delays::Act Delays::take(const Place& place) {

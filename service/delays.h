@@ -36,8 +36,8 @@ class Delays {
   void later(Clock::time_point when, const void* owner, Act act);
   /// Runs the acts of the owner's that wait, at once and on the caller's thread.
   void hasten(const void* owner);
-  /// From now on the thread runs every act at once.
-  void end();
+  /// From now on the thread runs every act at once. Returns whether some waited.
+  bool end();
 
  private:
   using Place = std::pair<Clock::time_point, std::uint64_t>;  // acts of one time keep their order

@@ -4,7 +4,7 @@ namespace service {
 namespace {
 
 constexpr int mostCalls = 10'000;
-constexpr int mostTurns = 10;
+constexpr std::chrono::seconds longestWait{10};
 
 }  // namespace
 
@@ -28,7 +28,8 @@ void OpenCalls::close() {
 
 void OpenCalls::wait(std::chrono::milliseconds patience) {
   std::unique_lock lock(mutex_);
-  for (int turn = 0, before = 0; open_ > 0 && open_ != before && turn < mostTurns; ++turn) {
+  auto turns = longestWait / patience;
+  for (int before = 0; open_ > 0 && open_ != before && turns > 0; --turns) {
     before = open_;
     left_.wait_for(lock, patience, [this] { return open_ == 0; });
   }

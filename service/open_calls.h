@@ -19,7 +19,7 @@ class OpenCalls {
 
   /// From now on, no call is let in.
   void close();
-  /// Waits until all calls have left, or none leaves for that long; at most ten times as long.
+  /// Waits until all calls have left, or none leaves for that long; ten seconds at most.
   void wait(std::chrono::milliseconds patience);
 
  private:

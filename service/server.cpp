@@ -150,11 +150,12 @@ grpc::ServerGenericBidiReactor* Service::CreateReactor(
                   delays_);
 }
 
-void Service::end(std::chrono::milliseconds patience) {
+std::chrono::milliseconds Service::end() {
   calls_.close();
-  delays_.end();
+  const std::chrono::milliseconds patience = delays_.end() ? lateEndTime : endTime;
   streams_.end();
   calls_.wait(patience);
+  return patience;
 }
 
 bool Server::start(const Certificates& certificates) {
@@ -176,10 +177,11 @@ void Server::take(int socket) {
   acceptor_->HandleNewConnection(&connection);
 }
 
-void Server::end(std::chrono::milliseconds patience) {
-  service_.end(patience);
-  // What is open still is late, or watches the service's health.
-  server_->Shutdown(std::chrono::system_clock::now());
+void Server::end() {
+  const std::chrono::milliseconds patience = service_.end();
+  // Answers may still be on their way. What is open after that is late, or watches the service's
+  // health.
+  server_->Shutdown(std::chrono::system_clock::now() + patience);
   server_->Wait();
 }
 

@@ -27,8 +27,8 @@ class Service final : public grpc::CallbackGenericService {
   grpc::ServerGenericBidiReactor* CreateReactor(
       grpc::GenericCallbackServerContext* context) override;
   /// Lets no call in, has late answers sent at once, ends the streams, and waits until all calls
-  /// have ended, or none ends for that long; at most ten times as long.
-  void end(std::chrono::milliseconds patience);
+  /// have ended, or none ends for a while. Returns how long that is.
+  std::chrono::milliseconds end();
 
  private:
   const reader::Schema& schema_;
@@ -49,8 +49,8 @@ class Server {
   bool start(const Certificates& certificates);
   /// Takes over a connected, non-blocking socket.
   void take(int socket);
-  /// Ends; calls in progress have that long, and as much again while some end, ten times at most.
-  void end(std::chrono::milliseconds patience);
+  /// Ends; calls in progress have a while, and as much again while some end.
+  void end();
 
  private:
   Service service_;

@@ -67,14 +67,14 @@ void Servers::endFormer() {
   constexpr auto age = connectionAge * 11 / 10 + connectionGrace + endTime;  // gRPC varies the age
   while (!former_.empty() &&
          (former_.size() > mostFormer || Clock::now() - former_.front().since > age)) {
-    former_.front().server->end(endTime);
+    former_.front().server->end();
     former_.pop_front();
   }
 }
 
 void Servers::end() {
-  for (Former& former : former_) former.server->end(endTime);
-  current_->end(endTime);
+  for (Former& former : former_) former.server->end();
+  current_->end();
 }
 
 /// The service's main loop, on one thread.

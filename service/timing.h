@@ -19,6 +19,8 @@ inline constexpr std::chrono::seconds pageTime{5};
 inline constexpr std::chrono::seconds watchTime{1};
 /// How long calls in progress have at the service's end, and how long unread output has.
 inline constexpr std::chrono::seconds endTime{1};
+/// The same where late answers are all sent at once: a busy machine is slow to write them.
+inline constexpr std::chrono::seconds lateEndTime{5};
 inline constexpr std::chrono::seconds outputTime{3};
 
 }  // namespace service

@@ -90,7 +90,6 @@ int RecordingFiles::setUp(std::string_view path, u64 bytes) {
 
 void RecordingFiles::takeOwnName() {
   std::snprintf(path_ + given_, sizeof path_ - given_, ".%d", ::getpid());
-  hasOwnName_ = true;
 }
 
 void RecordingFiles::inChild() {
@@ -109,7 +108,7 @@ int RecordingFiles::reserve(u64 size, time_t now, u64& lost) {
 int RecordingFiles::open() {
   const NoCancellation around;
   const int error = replace();
-  if (error != EWOULDBLOCK || hasOwnName_) return error;
+  if (error != EWOULDBLOCK) return error;
   takeOwnName();
   return replace();
 }

@@ -71,7 +71,6 @@ class RecordingFiles {
   dev_t device_ = 0;
   ino_t inode_ = 0;
   int file_ = -1;
-  bool hasOwnName_ = false;
 };
 
 }  // namespace shared

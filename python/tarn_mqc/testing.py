@@ -30,6 +30,7 @@ from __future__ import annotations
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
@@ -55,6 +56,7 @@ __all__ = ["Answer", "Match", "Service", "mqc_channel", "mqc_service", "mqc_targ
 #: {"status": 5, "delay_ms": 300}, {"drop": True}, {"garbage": True}.
 Answer = Union[int, str, Mapping[str, Any]]
 #: The requests that a rule is for: a record, or some of its fields, also by path as in {"head.f0": 1, "f1[2]": 5}.
+#: Of an array or a buffer, the elements that are named: what a request has behind them is not looked at.
 Match = Union[Record, Mapping[str, Any]]
 
 #: Of a call over mqc_channel, in seconds.
@@ -63,6 +65,8 @@ DEADLINE = 10.0
 PATIENCE = 60.0
 #: A Unix socket's path has 108 bytes, one of which is zero.
 LONGEST_PATH = 107
+#: A path that is the same in a target: gRPC reads escapes, lists and more in others.
+PLAIN_PATH = re.compile(r"[\w/.@+~ -]+")
 #: tarn-serve's status when something else came than was expected.
 DIFFERS = 3
 #: A request of more than a quarter would be recorded without its bytes. The oldest requests make way.
@@ -95,7 +99,7 @@ def ended_with_us() -> List[str]:
 def folder_for_socket() -> tempfile.TemporaryDirectory[str]:
     usual = tempfile.gettempdir()
     fits = len(os.fsencode(usual)) + len("/mqc-12345678/socket") <= LONGEST_PATH
-    return tempfile.TemporaryDirectory(prefix="mqc-", dir=usual if fits else "/tmp")
+    return tempfile.TemporaryDirectory(prefix="mqc-", dir=usual if fits and PLAIN_PATH.fullmatch(usual) else "/tmp")
 
 
 def numbers_of(value: Any, path: str = "") -> Iterator[Tuple[str, Any]]:

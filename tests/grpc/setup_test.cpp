@@ -217,10 +217,13 @@ TEST_F(GrpcSetup, NoProxyOfTheEnvironmentIsAsked) {
 TEST_F(GrpcSetup, StatusTextsNameWhatHappened) {
   const std::pair<u32, const char*> rows[] = {{0, "success"},
                                               {1000, "a service's status"},
+                                              {1001, "CANCELLED:"},
                                               {1004, "DEADLINE_EXCEEDED:"},
                                               {1016, "UNAUTHENTICATED:"},
                                               {1017, "a service's status"},
                                               {65536 + 1014, "a service's status"},
+                                              {TARN_GRPC_NOT_SENT + 14, "not sent: UNAVAILABLE:"},
+                                              {TARN_GRPC_NOT_SENT + 17, "a service's status"},
                                               {TARN_STATUS_NO_RESOURCES, "no memory"}};
   for (const auto& [status, text] : rows) {
     EXPECT_EQ(std::string(TarnGrpc_statusText(status)).find(text), 0u) << status;

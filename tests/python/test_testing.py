@@ -7,7 +7,7 @@ import signal
 import tempfile
 
 import pytest
-from conftest import wait_until
+from conftest import end_of, wait_until
 
 import tarn_mqc
 from tarn_mqc import RuleHead, RuleMac
@@ -242,16 +242,49 @@ def test_a_long_request_is_whole(mqc_service, mqc_channel):
     assert [call.request for call in mqc_service.requests] == [request]
 
 
-def test_two_services_and_long_paths(monkeypatch, tmp_path):
-    deep = tmp_path / ("d" * 100)
-    deep.mkdir()
-    monkeypatch.setattr(tempfile, "tempdir", str(deep))
+@pytest.mark.parametrize("name", ["d" * 100, "a branch %2C", "a,b", "a#b", "a?b", "a branch+~@ü"])
+def test_two_services_whatever_the_folder_for_temporary_files_is_called(monkeypatch, tmp_path, name):
+    folder_of_both = tmp_path / name
+    folder_of_both.mkdir()
+    monkeypatch.setattr(tempfile, "tempdir", str(folder_of_both))
     with Service() as one, Service("--status", "5") as other:
         folders = [one.folder, other.folder]
         with tarn_mqc.connect(one.target) as mqc, tarn_mqc.connect(other.target) as others:
             assert (mqc.sendRuleMac(f3=1), others.sendRuleMac(f3=2)) == (0, 5)
         assert [call.request.f3 for service in (one, other) for call in service.requests] == [1, 2]
-    assert not any(folder.exists() for folder in folders) and not [*deep.iterdir()]
+    assert not any(folder.exists() for folder in folders) and not [*folder_of_both.iterdir()]
+
+
+SCRIPTED_BOTH_WAYS = """
+{"rules": [
+  {"method": "sendRuleMac", "match": {"f3": 1}, "expect": 6, "answers": [
+    {"status": 5}, {"grpc": "UNAVAILABLE"}, {"garbage": true}, {"status": 7, "delay_ms": 20}, {"status": 4294967295}]},
+  {"match": {"f3": 2}, "expect": {"at_least": 1}},
+  {"method": "sendPolicyNode", "answers": [{"grpc": "INTERNAL"}], "expect": 3},
+  {"answers": [{"status": 1004}, {"grpc": "CANCELLED", "for_ms": 3600000}, {"status": 9}]}
+]}
+"""
+
+CALLS = """
+import tarn_mqc
+with tarn_mqc.connect() as mqc:
+    for number in range(32):
+        call = mqc.sendRuleMac if number % 5 else mqc.qos_group_port
+        print(int(call.submit(f3=number % 4).result() if number % 3 else call(f3=number % 4)))
+        if number % 13 == 0:
+            print(int(mqc.sendPolicyNode.oneway()))
+"""
+
+
+def test_a_script_answers_alike_in_the_loopback(tmp_path, script, serve):
+    path = tmp_path / "rules.json"
+    path.write_text(SCRIPTED_BOTH_WAYS)
+    service = serve("--script", path)
+    over_grpc = end_of(script(CALLS, TARN_GRPC_TARGET=service.target, TARN_GRPC_DEADLINE_MS="60000"))
+    service.stop()
+    in_the_process = end_of(script(CALLS, TARN_MQC_PLATFORM=os.environ["LOOPBACK"], TARN_LOOPBACK_SCRIPT=str(path)))
+    assert over_grpc == in_the_process
+    assert over_grpc[0] == 0 and {*over_grpc[1].split()} == {"0", "5", "1014", "71", "7", "4294967295", "1004", "1001"}
 
 
 ABANDONED = """

@@ -32,6 +32,7 @@ static struct {
   std::size_t room = SIZE_MAX;  // bytes until the disk is full
   std::string heard;            // on stderr
   std::function<void()> then;   // once, in the middle of a write to the recording
+  std::optional<timespec> now;  // on the wall clock, which stands there
 } writing;
 
 ssize_t writeToRecording(int file, const Bytes& bytes) {
@@ -47,6 +48,22 @@ extern "C" ssize_t write(int file, const void* from, std::size_t size) {
   ::pthread_testcancel();  // as the C library's does
   writing.heard.append(static_cast<const char*>(from), size);
   return static_cast<ssize_t>(size);
+}
+
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
+  if (clock != CLOCK_REALTIME || !writing.now)
+    return static_cast<int>(systemCall()(SYS_clock_gettime, clock, now));
+  *now = *writing.now;
+  return 0;
+}
+
+/// Of processes and threads, as large as the system's largest.
+constexpr pid_t numbers = 4'100'000;
+extern "C" pid_t getpid() noexcept {
+  return numbers + static_cast<pid_t>(systemCall()(SYS_getpid));
+}
+extern "C" pid_t gettid() noexcept {
+  return numbers + static_cast<pid_t>(systemCall()(SYS_gettid));
 }
 
 namespace {
@@ -78,6 +95,8 @@ class RecordingTest : public testing::Test {
     for (int i = 0; call() == 0; ++i, ::usleep(1000)) ASSERT_LT(i, 60'000);
   }
   fs::path former(int number) const { return path_.string() + "-" + std::to_string(number); }
+  /// Where another process writes the file.
+  fs::path own() const { return path_.string() + "." + std::to_string(::getpid()); }
   const fs::path folder_ = fs::temp_directory_path() / ("recording-" + std::to_string(::getpid()));
   const fs::path path_ = folder_ / "calls";
   std::optional<Recording> recording_;
@@ -146,6 +165,12 @@ TEST_F(RecordingTest, StartsWhereItsFilesCanBeMade) {
     recording_.emplace();
     EXPECT_TRUE(shared::startRecording(*recording_, path, 4)) << path;
     EXPECT_EQ(recording_->longest(), megabyte);
+    fs::current_path(before);
+    call();
+    EXPECT_EQ(packetsOf(path_).size(), 3u);
+    recording_->close();
+    fs::remove(path_);
+    fs::current_path(folder_);
   }
   const bool isOurs = ::access("/", W_OK) == 0;
   EXPECT_EQ(shared::startRecording(*recording_, "/recording-that-is-not-made", 4), isOurs);
@@ -166,6 +191,7 @@ TEST_F(RecordingTest, SplitsLongMessages) {
     for (const Packet& packet : packetsOf(path_)) {
       if (packet.kind() == "begin" || packet.kind() == "end") continue;
       if (packet.number() != sequence) continue;
+      EXPECT_EQ(packet.kind() + packet.word(7), joined.empty() ? "syncbytes" : "partfrom");
       EXPECT_EQ(packet.last(), std::to_string(joined.empty() ? size : joined.size()));
       EXPECT_EQ(packet.dissector, size > 261'632 ? "data" : "mqc_sendrulemac_request");
       joined.insert(joined.end(), packet.message.begin(), packet.message.end());
@@ -180,17 +206,23 @@ TEST_F(RecordingTest, SplitsLongMessages) {
   // One that a file has no room for leaves its size.
   writing.room = SIZE_MAX;
   callUntilRecorded();
-  const u64 sequence = call(Bytes(5 * megabyte));
+  call(Bytes(4 * megabyte - before.size() - 10'000));
+  EXPECT_FALSE(fs::exists(former(1)));
+  const u32 tooMany = 4 * megabyte - 600;
+  const u64 sequence = call(Bytes(tooMany));
   const Packet packet = packetsOf(path_).rbegin()[1];
   EXPECT_EQ(packet.number(), sequence);
-  EXPECT_EQ(packet.last(), std::to_string(5 * megabyte));
+  EXPECT_EQ(packet.last(), std::to_string(tooMany));
   EXPECT_TRUE(packet.message.empty());
 }
 
 TEST_F(RecordingTest, KeepsTheLatestFiles) {
   const Bytes page(4000);
   u64 last = 0;
-  for (int i = 0; i < 1000; ++i) last = call(page);
+  for (int i = 0; i < 1000; ++i) {
+    errno = EWOULDBLOCK;  // of another call
+    last = call(page);
+  }
   EXPECT_EQ(last, 1000u);
   u64 size = 0;
   u64 expected = 0;
@@ -216,15 +248,40 @@ TEST_F(RecordingTest, KeepsTheLatestFiles) {
   call();
   EXPECT_TRUE(fs::exists(former(2)));
   EXPECT_FALSE(fs::exists(former(3)));
+  fs::rename(former(2), former(3));
+  recording_->close();
+  call();
+  EXPECT_TRUE(fs::exists(former(2)));
+  EXPECT_TRUE(fs::exists(former(3)));
+}
+
+TEST_F(RecordingTest, GoesOnAfterAPause) {
+  for (const auto& [later, goesOn] : {std::pair<timespec, bool>{{1000, 950'000'000}, false},
+                                      {{1001, 49'999'999}, false},
+                                      {{1001, 50'000'000}, true},
+                                      {{1000, 949'999'999}, true}}) {
+    begin(megabyte);
+    writing.now = {1000, 950'000'000};
+    writing.room = 0;
+    EXPECT_EQ(call(), 0u);
+    writing.room = SIZE_MAX;
+    writing.now = later;
+    EXPECT_EQ(call() != 0, goesOn) << later.tv_sec << ' ' << later.tv_nsec;
+    recording_->inChild();
+    EXPECT_NE(call(), 0u) << "it need not wait";
+    EXPECT_TRUE(fs::exists(own()));
+    recording_->close();
+  }
 }
 
 TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
+  writing.now = {1000, 0};
   call();
   const auto before = contents(path_);
-  for (const std::size_t room : {0u, 100u}) {
+  for (const std::size_t room : {0u, 1u}) {
     writing.room = room;
     writing.heard.clear();
-    for (int i = 0; i < 3; ++i, ::usleep(110'000)) EXPECT_EQ(call(), 0u);
+    for (int i = 0; i < 3; ++i, ++writing.now->tv_sec) EXPECT_EQ(call(), 0u);
     EXPECT_EQ(writing.heard, "recording: " + path_.string() +
                                  ": No space left on device; until this changes, calls are missing "
                                  "in the recording\n");
@@ -241,25 +298,37 @@ TEST_F(RecordingTest, GoesOnAfterAFullDisk) {
   EXPECT_EQ(packetsOf(path_).back().kind(), "sync");
   writing.heard.clear();
   writing.room = 100;  // for the count of what is missing
-  ::usleep(110'000);
+  ++writing.now->tv_sec;
   EXPECT_EQ(call(), 0u);
   EXPECT_EQ(packetsOf(path_).back().kind(), "missing");
   EXPECT_EQ(writing.heard, "");
 }
 
-TEST_F(RecordingTest, GoesOnWhenItsFolderIsBack) {
+TEST_F(RecordingTest, GoesOnWhenItsFileHasGone) {
+  writing.now = {1000, 0};
   call();
   fs::remove_all(folder_);
-  // The file that has gone takes what is written until that is noticed.
-  u64 calls = 0;
-  for (; calls < 60'000 && writing.heard.empty(); ++calls, ::usleep(1000)) call();
+  EXPECT_NE(call(), 0u) << "goes into the file that has gone, until that is noticed";
+  ++writing.now->tv_sec;
+  EXPECT_EQ(call(), 0u);
   EXPECT_NE(writing.heard.find("No such file or directory"), std::string::npos) << writing.heard;
   fs::create_directory(folder_);
-  callUntilRecorded();
-  const std::vector<Packet> packets = packetsOf(path_);
-  EXPECT_EQ(packets.at(1).kind(), "missing");
-  EXPECT_GE(packets.at(1).number(), calls);
-  EXPECT_EQ(packets.size(), 4u);
+  ++writing.now->tv_sec;
+  EXPECT_NE(call(), 0u);
+  std::vector<Packet> packets = packetsOf(path_);
+  ASSERT_EQ(packets.size(), 4u);
+  EXPECT_EQ(packets[1].text, "missing 4 process " + std::to_string(::getpid()));
+
+  recording_->close();
+  call();
+  fs::copy(path_, folder_ / "copy");
+  fs::rename(folder_ / "copy", path_);
+  ++writing.now->tv_sec;
+  call();
+  EXPECT_TRUE(fs::exists(former(2)));
+  packets = packetsOf(path_);
+  ASSERT_EQ(packets.size(), 4u);
+  EXPECT_EQ(packets[1].number(), 3u);
 }
 
 TEST_F(RecordingTest, LeavesOtherFilesAlone) {
@@ -281,7 +350,8 @@ TEST_F(RecordingTest, LeavesOtherFilesAlone) {
       obstruct(other, place);
       writing.heard.clear();
       EXPECT_EQ(call(), 0u);
-      EXPECT_NE(writing.heard.find("a file that is no recording is in the way"), std::string::npos);
+      EXPECT_NE(writing.heard.find("a file that is no recording is in the way;"),
+                std::string::npos);
       EXPECT_EQ(contents(other), before);
       EXPECT_FALSE(fs::exists(folder_ / "nothing"));
       fs::remove(place);
@@ -289,6 +359,10 @@ TEST_F(RecordingTest, LeavesOtherFilesAlone) {
       for (const fs::path& path : {path_, former(1), former(2)}) fs::remove(path);
     }
   }
+  begin(megabyte);
+  std::ofstream{path_};  // as one that has just been made
+  EXPECT_NE(call(), 0u);
+  EXPECT_TRUE(fs::exists(former(1)));
 }
 
 TEST_F(RecordingTest, OneFileIsWrittenByOneProcess) {
@@ -296,8 +370,9 @@ TEST_F(RecordingTest, OneFileIsWrittenByOneProcess) {
   Recording other = {};
   ASSERT_EQ(other.setUp(path_.c_str(), megabyte), 0);
   EXPECT_EQ(other.request(CallVariant::oneway, "sendRuleMac", message, 7), 1u);
-  const fs::path own = path_.string() + "." + std::to_string(::getpid());
-  EXPECT_EQ(packetsOf(own).back().kind(), "oneway");
+  EXPECT_EQ(packetsOf(own()).back().kind(), "oneway");
+  EXPECT_EQ(other.request(CallVariant::async, "sendRuleMac", message, 7), 2u);
+  EXPECT_EQ(packetsOf(own()).back().kind(), "async");
   EXPECT_EQ(packetsOf(path_).size(), 3u);
 
   recording_->close();
@@ -316,18 +391,18 @@ TEST_F(RecordingTest, AChildHasItsOwn) {
   };
   std::thread writer([&] { call(); });
   while (held != 1) ::usleep(100);
+  recording_->miss();
   inChild([&] {
     recording_->inChild();
     call();
-    const fs::path own = path_.string() + "." + std::to_string(::getpid());
-    const std::vector<Packet> packets = packetsOf(own);
+    const std::vector<Packet> packets = packetsOf(own());
     EXPECT_EQ(packets.size(), 3u);
     EXPECT_EQ(packets.at(1).word(4), std::to_string(::getpid()));
     EXPECT_EQ(packets.at(1).word(6), std::to_string(::getpid()));
   });
   held = 2;
   writer.join();
-  EXPECT_EQ(packetsOf(path_).size(), 5u);
+  EXPECT_EQ(packetsOf(path_).size(), 6u);  // and one of what is missing
 }
 
 TEST_F(RecordingTest, IsNoCancellationPoint) {
@@ -356,9 +431,11 @@ TEST_F(RecordingTest, SurvivesSignalsAndClosedDescriptors) {
   EXPECT_EQ(errno, 77);
   EXPECT_EQ(packetsOf(path_).at(4).kind(), "missing");
 
+  ::close(0);
   for (int file = 3; file < 1024; ++file) ::close(file);  // as daemons do
   callUntilRecorded();
   EXPECT_TRUE(fs::exists(former(1)));
+  EXPECT_FALSE(fs::exists(former(2)));
   EXPECT_EQ(packetsOf(path_).back().kind(), "end");
 
   int pipes[2];
@@ -374,6 +451,12 @@ TEST_F(RecordingTest, SurvivesSignalsAndClosedDescriptors) {
   for (int file = 512; file < end - 1; ++file) ::close(file);
   ::close(pipes[1]);
   EXPECT_EQ(::read(pipes[0], pipes, 1), 0);
+
+  const fs::path other = folder_ / "other";
+  ::dup2(::creat(other.c_str(), 0600), end - 1);
+  writing.now = {1000, 0};  // another second, for which it looks at its file
+  EXPECT_NE(call(), 0u);
+  EXPECT_EQ(fs::file_size(other), 0u);
 }
 
 TEST_F(RecordingTest, KeepsFormerFilesWhereDescriptorsAreShort) {
@@ -396,13 +479,27 @@ TEST_F(RecordingTest, KeepsFormerFilesWhereDescriptorsAreShort) {
 
 TEST_F(RecordingTest, KeepsToTheLimitOfFileSizes) {
   inChild([&] {
-    const rlimit limit = {5000, 5000};
-    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    writing.now = {1000, 0};
     begin(megabyte);
+    rlimit limit = {5000, 9000};
+    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
     for (int i = 0; i < 100; ++i) EXPECT_NE(call(), 0u);
     EXPECT_NE(call(Bytes(6000)), 0u);
     EXPECT_TRUE(fs::exists(former(3)));
     for (const auto& file : fs::directory_iterator(folder_)) EXPECT_LE(file.file_size(), 5000u);
+
+    limit.rlim_cur = 9000;
+    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    ++writing.now->tv_sec;  // once a second it is asked for
+    call();
+    call(Bytes(6000));
+    EXPECT_EQ(packetsOf(path_).rbegin()[1].message.size(), 6000u);
+
+    limit.rlim_cur = 1000;
+    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    begin(megabyte);
+    EXPECT_EQ(call(), 0u);
+    EXPECT_NE(writing.heard.find("File too large"), std::string::npos) << writing.heard;
   });
 }
 
