@@ -27,10 +27,7 @@ void Delays::hasten(const void* owner) {
   for (;;) {
     const auto next = owned_.lower_bound({owner, Place{}});
     if (next == owned_.end() || next->first != owner) return;
-    const Act act = take(next->second);
-    lock.unlock();
-    act();
-    lock.lock();
+    act(next->second, lock);
   }
 }
 
@@ -47,6 +44,15 @@ Delays::Act Delays::take(const Place& place) {
   owned_.erase({found->second.owner, found->first});
   waiting_.erase(found);
   return act;
+}
+
+/// Runs an act without the lock.
+void Delays::act(const Place& place, std::unique_lock<std::mutex>& lock) {
+  Act taken = take(place);
+  lock.unlock();
+  taken();
+  taken = nullptr;  // what it holds may lock
+  lock.lock();
 }
 
 /// Waits until the first act's time, or for a change.
@@ -66,11 +72,7 @@ void Delays::run() {
       await(lock);
       continue;
     }
-    Act act = take(waiting_.begin()->first);
-    lock.unlock();
-    act();
-    act = nullptr;  // what it holds may lock
-    lock.lock();
+    act(waiting_.begin()->first, lock);
   }
 }
 

@@ -48,6 +48,7 @@ class Delays {
 
   // These are called with the mutex held.
   Act take(const Place& place);
+  void act(const Place& place, std::unique_lock<std::mutex>& lock);
   void await(std::unique_lock<std::mutex>& lock);
 
   void run();

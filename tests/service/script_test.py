@@ -106,18 +106,21 @@ def flood():
 
 
 def memory():
-    """Messages of which calls wait are among those that have 512 MiB together, until the caller goes."""
+    """Messages of which calls wait are among those that have 512 MiB together; one too many ends a stream."""
     most = 10_000
     small = [(number, "qos_group_port", message("qos_group_port")) for number in range(1, most + 1)]
     long = calls(*small, (most + 1, "qos_group_port", bytes(60 << 20)))
-    streams = []
-    while not any(stream.call.done() for stream in streams):
-        expect(len(streams) < 16, True, "there is memory for a GiB of messages")
-        streams.append(Stream(channel))
-        streams[-1].send(long)
-        until(lambda: listed("+3600000 ms") >= most * len(streams) or any(stream.call.done() for stream in streams),
-              "a stream's calls, or an end")
-    expect({stream.call.code().name for stream in streams if stream.call.done()}, {"RESOURCE_EXHAUSTED"}, "ends")
+    streams = [Stream(channel) for _ in range(16)]
+
+    def ends():
+        return {stream.call.code().name for stream in streams if stream.call.done()}
+
+    for sent, stream in enumerate(streams, start=1):
+        stream.send(long)
+        until(lambda least=most * sent: ends() or listed("+3600000 ms") >= least, "a stream's calls, or an end")
+        if ends():
+            break
+    expect(ends(), {"RESOURCE_EXHAUSTED"}, "ends of streams with a GiB of messages")
     os.kill(int(process), signal.SIGTERM)
 
 

@@ -237,12 +237,16 @@ def check_controls(page, send, url):
     expect(page.run(f"{ROWS}.length"), 1000, "rows")
 
 
-def check_another(page, url, service):
-    """A service at the place of one that has ended has calls of its own."""
+def check_another(page, send, url, service):
+    """A service at the place of one that has ended has calls of its own, none of which is chosen."""
     another = subprocess.Popen([*service, "--page", ":".join(map(str, place(url)))], stdout=subprocess.DEVNULL)
     try:
         page.wait(WORDS, "live 0 calls since.")
         expect(page.run(f"{ROWS}.length"), 0, "calls of another service")
+        send("--load", "--count", "4", "qos_group_member").wait()  # the fourth of the former one was chosen
+        page.wait(WORDS, "live 4 calls since.")
+        chosen = "document.querySelectorAll('tr.chosen, #chosen > *').length"
+        expect(page.run(chosen), 0, "a choice from another service")
     finally:
         another.terminate()
         another.wait()
@@ -263,7 +267,7 @@ def browser(url, target, program, tarn_send, tarn_serve, service):
         expect(page.complaints(), [], "the browser's complaints")
         os.kill(int(service), signal.SIGTERM)
         page.wait(WORDS + ".startsWith('the service is gone since 1,506')")
-        check_another(page, url, [tarn_serve, "--listen", target])
+        check_another(page, send, url, [tarn_serve, "--listen", target])
 
 
 signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGUSR1})
