@@ -12,7 +12,7 @@ namespace delivery {
 /// What a message to the service has room for, which holds at most 65 MiB.
 inline constexpr u32 longestMessage = (65 << 20) - 1024;
 
-/// The call's variant, as the service is told it.
+/// The variant that a call states to the service.
 mqc::MqcVariant variantOf(const Ending& ending);
 
 /// A message to the service with these calls.
